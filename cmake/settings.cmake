@@ -1,0 +1,22 @@
+# What every target of the program is built with, and the one way to declare a folder of src/ as a library.
+
+add_library(hq_settings INTERFACE)
+target_include_directories(hq_settings INTERFACE ${CMAKE_SOURCE_DIR}/src)
+if(MSVC)
+  target_compile_options(hq_settings INTERFACE /W4 /permissive- /utf-8)
+else()
+  target_compile_options(hq_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+                                               -Wnon-virtual-dtor -Woverloaded-virtual -Werror=return-type)
+endif()
+if(HQ_SANITIZERS)
+  add_compile_options(-fsanitize=${HQ_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${HQ_SANITIZERS})
+endif()
+
+# hq_folder(NAME source... DEPENDS library...): the library of the folder src/NAME. The folder's target is hq_NAME,
+# because plain names like "output" are taken or may be by other packages; it may include and link only what DEPENDS names.
+function(hq_folder name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
+  add_library(hq_${name} STATIC ${arg_UNPARSED_ARGUMENTS})
+  target_link_libraries(hq_${name} PUBLIC hq_settings ${arg_DEPENDS})
+endfunction()
