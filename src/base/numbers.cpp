@@ -1,0 +1,137 @@
+#include "base/numbers.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <system_error>
+
+#include "base/run_time_error.h"
+
+namespace hq {
+
+namespace {
+
+bool Is_Digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+// Whether a number that from_chars found out of range is too small rather than too large: it has a negative
+// exponent or no digit other than 0 before its point.
+bool Is_Too_Small(std::string_view number) {
+  const size_t exponent = number.find_first_of("eE");
+  if (exponent != std::string_view::npos) return exponent + 1 < number.size() && number[exponent + 1] == '-';
+  return number.substr(0, number.find('.')).find_first_of("123456789") == std::string_view::npos;
+}
+
+template <class Float>
+Float Read_Whole(std::string_view text) {
+  std::string_view number = text;
+  if (!number.empty() && number.back() == '\r') number.remove_suffix(1);
+  while (!number.empty() && number.front() == ' ') number.remove_prefix(1);
+  while (!number.empty() && number.back() == ' ') number.remove_suffix(1);
+  bool negative = false;
+  if (!number.empty() && (number.front() == '+' || number.front() == '-')) {
+    negative = number.front() == '-';
+    number.remove_prefix(1);
+  }
+  // from_chars would also take a second sign, "nan" and "inf".
+  if (number.empty() || !(Is_Digit(number.front()) || number.front() == '.'))
+    throw RunTimeError(TypeMismatch);
+  Float value = 0;
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+  if (error == std::errc::invalid_argument || end != number.data() + number.size()) {
+    throw RunTimeError(TypeMismatch);
+  }
+  if (error == std::errc::result_out_of_range) {
+    if (!Is_Too_Small(number)) throw RunTimeError(Overflow);
+    value = 0;
+  }
+  return negative ? -value : value;
+}
+
+}  // namespace
+
+double Leading_Number(std::string_view text) {
+  const size_t start = text.find_first_not_of(' ');
+  if (start == std::string_view::npos) return 0;
+  text.remove_prefix(start);
+  bool negative = false;
+  if (text.front() == '+' || text.front() == '-') {
+    negative = text.front() == '-';
+    text.remove_prefix(1);
+  }
+  size_t length = 0;
+  bool point = false;
+  while (length < text.size() && (Is_Digit(text[length]) || (text[length] == '.' && !point))) {
+    point = point || text[length] == '.';
+    ++length;
+  }
+  const std::string_view number = text.substr(0, length);
+  double value = 0;
+  const auto [end, error] =
+      std::from_chars(number.data(), number.data() + number.size(), value, std::chars_format::fixed);
+  if (error == std::errc::result_out_of_range) {
+    value = Is_Too_Small(number) ? 0 : std::numeric_limits<double>::infinity();
+  } else if (error != std::errc()) {
+    value = 0;
+  }
+  return negative ? -value : value;
+}
+
+std::int16_t To_Integer16(double value) {
+  // remainder() is exact and puts a half on the even side, whatever the rounding mode of the processor.
+  const double rounded = value - std::remainder(value, 1.0);
+  if (!(rounded >= -32768.0 && rounded <= 32767.0)) throw RunTimeError(Overflow);
+  return static_cast<std::int16_t>(rounded);
+}
+
+std::int16_t Narrow_To_16(std::int64_t value) {
+  if (value < -32768 || value > 32767) throw RunTimeError(Overflow);
+  return static_cast<std::int16_t>(value);
+}
+
+float To_Single(std::string_view text) {
+  return Read_Whole<float>(text);
+}
+
+std::int16_t Text_To_Integer16(std::string_view text) {
+  return To_Integer16(Read_Whole<double>(text));
+}
+
+void Append_Fixed(std::string& text, float value, int decimals) {
+  // The longest fixed text of a float is a sign, "0." and some fifty digits, or some forty digits before the
+  // point.
+  std::array<char, 128> buffer;
+  buffer[0] = '0';  // room for a digit that rounding carries out at the front
+  char* const begin = buffer.data() + 1;
+  char* end =
+      std::to_chars(begin, buffer.data() + buffer.size(), std::fabs(value), std::chars_format::fixed).ptr;
+  char* point = std::find(begin, end, '.');
+  char* first = begin;
+  if (end - point - 1 > decimals) {
+    char* const cut = point + 1 + decimals;
+    const bool up = *cut >= '5';
+    end = decimals == 0 ? point : cut;
+    if (up) {
+      char* digit = end - 1;
+      for (;; --digit) {
+        if (*digit == '.') continue;
+        if (*digit != '9') break;
+        *digit = '0';
+      }
+      ++*digit;
+      first = std::min(first, digit);
+    }
+  }
+  if (std::signbit(value) && std::any_of(first, end, [](char c) { return c >= '1' && c <= '9'; }))
+    text += '-';
+  text.append(first, end);
+  if (decimals == 0) return;
+  if (point >= end) text += '.';
+  const auto present = point < end ? end - point - 1 : 0;
+  text.append(static_cast<size_t>(decimals - present), '0');
+}
+
+}  // namespace hq

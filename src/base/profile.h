@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace hq {
+
+// A settings file of sections and keys ("[Section]", "Key=Value"), read as the system's profile reader reads
+// it on every system: the case of section and key names does not count, blanks around names and values are
+// dropped, one pair of single or double quotes around a value is dropped, a line that begins with ";" is a
+// comment, of two equal sections or keys the first holds, lines end in CR LF, LF or CR, and a UTF-8
+// byte-order mark is passed over.
+class Profile {
+ public:
+  // Reads a file's text; any text is accepted, lines that make no sense are passed over.
+  explicit Profile(std::string_view text);
+
+  // The value of a key, or fallback when the section or the key is missing. A key without a value gives "".
+  [[nodiscard]] std::string Get(std::string_view section, std::string_view key,
+                                std::string_view fallback = {}) const;
+
+ private:
+  struct Entry {
+    std::string Key;
+    std::string Value;
+  };
+  struct Section {
+    std::string Name;
+    std::vector<Entry> Entries;
+  };
+  std::vector<Section> sections_;
+};
+
+}  // namespace hq

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace hq {
+
+// All of this works on bytes and on ASCII letters only, so it gives the same result whatever the locale.
+
+// The text without the blanks (character 32) at both ends.
+[[nodiscard]] std::string_view Trim(std::string_view text);
+
+// The text with a to z turned into A to Z.
+[[nodiscard]] std::string Upper_Case(std::string_view text);
+
+// Whether two texts are equal when the case of the letters a to z is not looked at.
+[[nodiscard]] bool Equal_Without_Case(std::string_view one, std::string_view other);
+
+// The text with every occurrence of what (not empty) replaced, found from left to right, compared exactly.
+[[nodiscard]] std::string Replace_All(std::string_view text, std::string_view what, std::string_view with);
+
+[[nodiscard]] inline bool Contains(std::string_view text, std::string_view what) {
+  return text.find(what) != std::string_view::npos;
+}
+
+}  // namespace hq

@@ -1,0 +1,137 @@
+#include "errortrap/modFailSafe.h"
+
+#include <charconv>
+
+#include "platform/program.h"
+
+namespace hq {
+
+namespace {
+
+constexpr std::string_view Separator = " : ";
+constexpr const char* TooDeep =
+    "The program is too deeply nested. The error handler can only handle 1000 levels of recursion.";
+constexpr const char* Unbalanced = "Procedure is unbalanced or contains calls to unbalanced routines.";
+constexpr const char* ExitWithoutEntry = "'fsPOP()' was called without 'fsPUSH()'.";
+constexpr const char* NotStarted =
+    "The error handler was not initialized before a call to 'fsPOP()' was made.";
+
+// Whether text holds module, " : " and procedure joined.
+bool Names_Procedure(std::string_view text, std::string_view module, std::string_view procedure) {
+  for (size_t at = text.find(module); at != std::string_view::npos; at = text.find(module, at + 1)) {
+    const std::string_view rest = text.substr(at + module.size());
+    if (rest.starts_with(Separator) && rest.substr(Separator.size()).starts_with(procedure)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+modFailSafe::modFailSafe(MessageLoop* loop, ErrorReporter* reporter)
+    : loop_(loop), reporter_(reporter), start_(std::chrono::steady_clock::now()) {}
+
+void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, std::string_view text) {
+  if (options_.TraceOff) return;
+  if (!started_) {
+    Start();
+    if (options_.TraceOff) return;
+  }
+  if (options_.Timing) timing_ = Milliseconds_Since_Start();
+  Wait_While_Paused();
+  if (depth_ >= DeepestLevel) throw RunTimeError(InternalError, TooDeep);
+  ++depth_;
+  if (levels_.size() < static_cast<size_t>(depth_)) levels_.emplace_back();
+  Level& level = levels_[static_cast<size_t>(depth_) - 1];
+  level.TrackMark = 0;
+
+  // " 3 : ", the indent and the names are put together in place: a level's text keeps its room between
+  // entries.
+  char number[16];
+  const auto number_end = std::to_chars(number, number + sizeof number, depth_).ptr;
+  const auto indents = static_cast<size_t>(depth_) - 1;
+  if (indent_.size() < indents)
+    indent_.resize(indents, options_.IndentCharacter.empty() ? ' ' : options_.IndentCharacter[0]);
+  std::string& entry = level.EntryText;
+  entry.assign(1, ' ').append(number, number_end).append(Separator);
+  const size_t prefix = entry.size();
+  entry.append(indent_, 0, indents)
+      .append(module)
+      .append(Separator)
+      .append(procedure)
+      .append(Separator)
+      .append(text);
+  if (Write_Record) {
+    Write_Record({TraceRecord::Direction::Entry, ++record_count_, Milliseconds_Since_Start(),
+                  std::string_view(entry).substr(prefix)});
+  }
+  Suppress_System_Error_Boxes();
+}
+
+void modFailSafe::fsPOP(std::string_view module, std::string_view procedure, std::string_view /*text*/) {
+  if (options_.TraceOff) return;
+  Wait_While_Paused();
+  if (!started_) return Complain(module, procedure, NotStarted);
+  if (depth_ == 0) return Complain(module, procedure, ExitWithoutEntry);
+  Level& level = levels_[static_cast<size_t>(depth_) - 1];
+  if (!Names_Procedure(level.EntryText, module, procedure)) {
+    if (!options_.CheckBalance) return;
+    depth_ = 0;
+    return Complain(module, procedure, Unbalanced);
+  }
+  if (Write_Record) {
+    // An exit is written without the depth that the entry text begins with.
+    const std::string_view entry = level.EntryText;
+    Write_Record({TraceRecord::Direction::Exit, ++record_count_, Milliseconds_Since_Start(),
+                  entry.substr(entry.find(Separator) + Separator.size())});
+  }
+  level.EntryText.clear();
+  level.Argument = 0;
+  level.TrackMark = 0;
+  --depth_;
+}
+
+int modFailSafe::fsERROR(std::string_view module, std::string_view procedure, const RunTimeError& error) {
+  ++error_count_;
+  if (reporter_ == nullptr) return trap_choice::Continue;
+  const bool was_paused = paused_;
+  paused_ = true;
+  int choice = trap_choice::Continue;
+  try {
+    choice = reporter_->Report({std::string(module), std::string(procedure), error.Number(),
+                                error.Description(), error.Detail(), CallStack()});
+  } catch (const std::exception&) {
+    // The last resort for errors must not add one: a reporter that fails counts as acknowledged.
+    choice = trap_choice::Continue;
+  }
+  paused_ = was_paused;
+  return choice;
+}
+
+std::vector<std::string> modFailSafe::CallStack() const {
+  std::vector<std::string> texts;
+  for (std::int32_t i = 0; i < depth_; ++i) texts.push_back(levels_[static_cast<size_t>(i)].EntryText);
+  return texts;
+}
+
+void modFailSafe::Start() {
+  started_ = true;
+  start_ = std::chrono::steady_clock::now();
+  if (Read_Options) options_ = Read_Options();
+}
+
+void modFailSafe::Wait_While_Paused() {
+  while (paused_ && loop_ != nullptr) {
+    loop_->DoEvents();
+    if (paused_) loop_->Sleep(std::chrono::milliseconds(10));
+  }
+}
+
+void modFailSafe::Complain(std::string_view module, std::string_view procedure, const char* text) {
+  fsERROR(module, procedure, RunTimeError(InternalError, text));
+}
+
+double modFailSafe::Milliseconds_Since_Start() const {
+  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_).count();
+}
+
+}  // namespace hq

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace hq {
+
+// A file being written. It appears under its name whole, when Close returns, or not at all: until then its
+// bytes lie in a file beside its place, which is gone when the object goes without a successful Close.
+class OutputFile {
+ public:
+  OutputFile() = default;
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+  virtual ~OutputFile() = default;
+
+  // Appends bytes. Raises DiskFull, DeviceIOError, ...; after that Close can only fail.
+  virtual void Write(std::string_view bytes) = 0;
+
+  // Hands the bytes to the disk and moves the file over its place; an earlier file of the name is replaced
+  // and keeps its permissions. Raises a run-time error when a Write has failed or the file can't take its
+  // place; then an earlier file is as it was.
+  virtual void Close() = 0;
+};
+
+// What the program asks of the file system. Paths are the system's own 8-bit text. Every failure is raised as
+// a RunTimeError whose detail names the path and the system's reason.
+class Files {
+ public:
+  Files() = default;
+  Files(const Files&) = delete;
+  Files& operator=(const Files&) = delete;
+  virtual ~Files() = default;
+
+  // Begins a file that will replace path. Raises PathNotFound when its folder is missing, PermissionDenied
+  // when an existing file or the folder is not writable, PathFileAccessError when path names a folder.
+  virtual std::unique_ptr<OutputFile> Open_For_Output(const std::string& path) = 0;
+
+  // The bytes of a file of up to 64 MiB. Raises FileNotFound when there is none.
+  virtual std::string Read(const std::string& path) = 0;
+
+  // Copies a file over another.
+  virtual void Copy(const std::string& from, const std::string& to) = 0;
+
+  // Deletes a file. Raises FileNotFound when there is none.
+  virtual void Delete(const std::string& path) = 0;
+
+  // Whether a file or folder of exactly this path exists.
+  virtual bool Exists(const std::string& path) = 0;
+};
+
+// The file system of the machine. Holds no state: any number may be used at once, on any thread.
+class SystemFiles final : public Files {
+ public:
+  std::unique_ptr<OutputFile> Open_For_Output(const std::string& path) override;
+  std::string Read(const std::string& path) override;
+  void Copy(const std::string& from, const std::string& to) override;
+  void Delete(const std::string& path) override;
+  bool Exists(const std::string& path) override;
+};
+
+// Folder and name joined with the system's own separator.
+[[nodiscard]] std::string Join_Path(std::string_view folder, std::string_view name);
+
+// Whether a directory search for text finds a file or a folder: the last component may hold the wildcards "*"
+// and "?", and blanks around the text do not hide a path that exists without them. An empty text finds
+// nothing.
+[[nodiscard]] bool Directory_Search_Finds(Files& files, std::string_view text);
+
+}  // namespace hq

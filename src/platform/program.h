@@ -1,0 +1,18 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace hq {
+
+// The folder that holds the running program's file, without a separator at its end.
+[[nodiscard]] std::string Program_Folder();
+
+// A time of day (since midnight, whole seconds) as the system writes times for this user.
+[[nodiscard]] std::string System_Time_Text(std::chrono::seconds time_of_day);
+
+// Keeps the system from showing error boxes of its own for critical and file-open errors, where it has such
+// boxes.
+void Suppress_System_Error_Boxes();
+
+}  // namespace hq
