@@ -1,13 +1,19 @@
 #include "base/dates.h"
 
 #include "base/run_time_error.h"
+#include "base/strings.h"
 
 namespace hq {
 
 namespace {
 
-// Takes a number of at most digits digits off the front of text.
+void Skip_Blanks(std::string_view& text) {
+  while (text.starts_with(' ')) text.remove_prefix(1);
+}
+
+// Takes a number of at most digits digits, and the blanks around it, off the front of text.
 int Take_Number(std::string_view& text, size_t digits) {
+  Skip_Blanks(text);
   int number = 0;
   size_t taken = 0;
   while (taken < digits && taken < text.size() && text[taken] >= '0' && text[taken] <= '9') {
@@ -16,6 +22,7 @@ int Take_Number(std::string_view& text, size_t digits) {
   }
   if (taken == 0) throw RunTimeError(TypeMismatch);
   text.remove_prefix(taken);
+  Skip_Blanks(text);
   return number;
 }
 
@@ -32,14 +39,16 @@ void Append_Two_Digits(std::string& text, unsigned number) {
 }  // namespace
 
 Date Parse_Date(std::string_view text) {
-  const int month = Take_Number(text, 2);
+  // Zeros before a month or a day do not spoil it: a box that holds 012 stands for December.
+  constexpr size_t longest = 4;
+  const int month = Take_Number(text, longest);
   Take_Character(text, '/');
-  const int day = Take_Number(text, 2);
+  const int day = Take_Number(text, longest);
   Take_Character(text, '/');
-  const size_t year_digits = text.size();
-  int year = Take_Number(text, 4);
-  if (!text.empty() || year_digits == 3) throw RunTimeError(TypeMismatch);
-  if (year_digits <= 2) year += year < 50 ? 2000 : 1900;
+  const std::string_view year_text = Trim(text);
+  int year = Take_Number(text, longest);
+  if (!text.empty() || year_text.size() == 3) throw RunTimeError(TypeMismatch);
+  if (year_text.size() <= 2) year += year < 50 ? 2000 : 1900;
   const std::chrono::year_month_day date{std::chrono::year(year),
                                          std::chrono::month(static_cast<unsigned>(month)),
                                          std::chrono::day(static_cast<unsigned>(day))};

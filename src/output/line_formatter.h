@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "errortrap/modFailSafe.h"
+#include "quotes/quote_table.h"
+
+namespace hq {
+
+// One bar as a line without an ending: date, time unless timeLayout is empty, open, high, low, close with
+// three decimals, volume without, joined by commas. row is the bar's place in QuoteKeys, 0 to QuoteCount - 1.
+// A piece that can't be made (a key that is no date, that names no row) is left out.
+[[nodiscard]] std::string FormatOneLine(modFailSafe& trap, const QuoteTable& table, std::int16_t row,
+                                        std::string_view date_layout, std::string_view time_layout = {});
+
+}  // namespace hq

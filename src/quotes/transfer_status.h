@@ -1,0 +1,31 @@
+#pragma once
+
+#include "errortrap/message_loop.h"
+#include "errortrap/modFailSafe.h"
+#include "quotes/quote_parser.h"
+#include "quotes/transfer_control.h"
+
+namespace hq {
+
+// The one line of text that tells the user what goes on (lblstatus).
+class StatusLine {
+ public:
+  StatusLine() = default;
+  StatusLine(const StatusLine&) = delete;
+  StatusLine& operator=(const StatusLine&) = delete;
+  virtual ~StatusLine() = default;
+
+  virtual void Show(const std::string& text) = 0;
+};
+
+// The transfer's event handler: puts the state's text into TransferStatus and, but for the error state, shows
+// it; on the last state it reads the whole body into ResponseText first, letting the message loop run after
+// each piece.
+void Inet1_StateChanged(modFailSafe& trap, TransferControl& inet, MessageLoop& loop, StatusLine& status,
+                        TransferState& transfer, int state);
+
+// How a waiting procedure recognises outcomes: by these parts of TransferStatus, with regard to case.
+[[nodiscard]] bool Transfer_Failed(const TransferState& transfer);
+[[nodiscard]] bool Transfer_Ended(const TransferState& transfer);
+
+}  // namespace hq

@@ -1,0 +1,224 @@
+#include "run/download_run.h"
+
+#include <ctime>
+
+#include "base/numbers.h"
+#include "base/strings.h"
+#include "entry/interval_choice.h"
+#include "errortrap/procedure.h"
+#include "output/file_name.h"
+#include "output/file_writer.h"
+#include "platform/program.h"
+#include "quotes/quote_ordering.h"
+#include "quotes/request.h"
+
+namespace hq {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int LastPass = 100;
+constexpr auto PassTime = 300ms;
+constexpr auto RestAfterTimeOut = 300ms;
+constexpr auto RestAfterFailure = 100ms;
+constexpr std::chrono::seconds NoReorderingFrom = 18h + 30min;
+constexpr const char* TimeOut = "Time out. no response";
+constexpr size_t LongestQuotedAnswer = 200;
+
+std::tm Local_Time() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+#ifdef _WIN32
+  localtime_s(&parts, &now);
+#else
+  localtime_r(&now, &parts);
+#endif
+  return parts;
+}
+
+// The first line of an answer, for telling what a server said instead of sending quotes; nothing when that is
+// no text.
+std::string First_Line(std::string_view answer) {
+  const std::string_view line = answer.substr(0, answer.find_first_of("\r\n"));
+  if (line.size() > LongestQuotedAnswer) return {};
+  for (const char c : line) {
+    if (static_cast<unsigned char>(c) < 32 || c == '<') return {};
+  }
+  return std::string(line);
+}
+
+std::string With_Details(std::string text, const std::string& one, const std::string& other) {
+  if (one.empty() && other.empty()) return text;
+  return text.append(" (")
+      .append(one)
+      .append(one.empty() || other.empty() ? "" : ": ")
+      .append(other)
+      .append(")");
+}
+
+}  // namespace
+
+Date SystemClock::Today() const {
+  const std::tm now = Local_Time();
+  return std::chrono::year_month_day(std::chrono::year(now.tm_year + 1900),
+                                     std::chrono::month(static_cast<unsigned>(now.tm_mon + 1)),
+                                     std::chrono::day(static_cast<unsigned>(now.tm_mday)));
+}
+
+std::chrono::seconds SystemClock::Time_Of_Day() const {
+  const std::tm now = Local_Time();
+  return std::chrono::hours(now.tm_hour) + std::chrono::minutes(now.tm_min) +
+         std::chrono::seconds(now.tm_sec);
+}
+
+DownloadRun::DownloadRun(SharedState& state, const RunServices& services)
+    : state_(state), services_(services) {
+  services_.Inet.StateChanged = [this](int number) {
+    Inet1_StateChanged(services_.Trap, services_.Inet, services_.Loop, services_.Status, state_.Transfer,
+                       number);
+  };
+}
+
+DownloadRun::~DownloadRun() {
+  services_.Inet.Cancel();
+  services_.Inet.StateChanged = nullptr;
+}
+
+bool DownloadRun::cmddownload_Click(const StockList& stocks, const EntryTexts& entry,
+                                    const std::function<void()>& focus_days) {
+  modFailSafe& trap = services_.Trap;
+  return Skip_Failing_Statements(
+      trap, {"frmmain1.frm", "Sub cmddownload_Click"}, [&](SkippingStatements& statement) {
+        bool valid = false;
+        statement([&] {
+          valid = Valid_Entry(trap, services_.Boxes, services_.Loop, services_.FileSystem, stocks, entry,
+                              focus_days);
+        });
+        if (!valid) return false;
+
+        RunSettings& settings = state_.Settings;
+        DownloadLog& log = services_.Log;
+        const auto now = [&] { return System_Time_Text(services_.Time.Time_Of_Day()); };
+        statement([&] { settings.OutputFolder = entry.OutputFolder; });
+        statement([&] {
+          const auto position = static_cast<size_t>(entry.IntervalPosition);
+          settings.IntervalCode = Narrow_To_16(Interval_Choices().at(position).Minutes);
+        });
+        statement([&] { settings.CurrentFormat = Format_Index(entry.OutputFormat); });
+        statement([&] {
+          settings.EndDate = Parse_Date(entry.EndDate[0] + "/" + entry.EndDate[1] + "/" + entry.EndDate[2]);
+        });
+        statement([&] { settings.DayCount = Days_Entered(entry.Days); });
+        statement([&] { log.Show(); });
+        statement([&] { log.Clear(); });
+        statement([&] { log.Add("Start download at " + now()); });
+
+        std::int16_t last = -1;
+        statement([&] { last = Narrow_To_16(stocks.Count() - 1); });
+        for (int i = 0; i <= last; ++i) {
+          if (!stocks.Selected(i)) continue;
+          statement([&] { settings.CurrentSymbol = stocks.Text(i); });
+          statement([&] { services_.Inet.Cancel(); });
+          statement([&] { log.Add("downloading symbol   " + settings.CurrentSymbol); });
+          statement([&] { state_.Quotes.QuoteCount = 0; });
+          SymbolOutcome outcome;
+          statement([&] { outcome = Process_Onestock(); });
+          statement([&] {
+            const std::int16_t rows = Narrow_To_16(state_.Quotes.QuoteCount - state_.Quotes.FirstRow);
+            log.Add("Recorded " + std::to_string(rows) + " lines");
+          });
+          statement([&] {
+            if (Symbol_Done) Symbol_Done(outcome);
+          });
+        }
+        statement([&] { log.Add("Finish at " + now()); });
+        return true;
+      });
+}
+
+SymbolOutcome DownloadRun::Process_Onestock() {
+  modFailSafe& trap = services_.Trap;
+  TransferState& transfer = state_.Transfer;
+  TransferControl& inet = services_.Inet;
+  const std::string symbol = state_.Settings.CurrentSymbol;
+  return With_Own_Handler(
+      trap, {"frmmain1.frm", "Sub Process_Onestock"},
+      [&]() -> SymbolOutcome {
+        // An answer left over from another symbol must never be taken for this one's.
+        transfer.ResponseText.clear();
+        inet.Execute(Compose_Request(state_.RequestTemplate, state_.Settings, services_.Time.Today()), "GET");
+        transfer.TransferStatus = "Start downloading " + symbol;
+        if (!Wait_For_Transfer()) {
+          services_.Status.Show(TimeOut);
+          const std::string reason = With_Details(TimeOut, transfer.TransferStatus, "");
+          inet.Cancel();
+          services_.Loop.Sleep(RestAfterTimeOut);
+          return {symbol, false, reason};
+        }
+        if (Transfer_Failed(transfer)) {
+          services_.Status.Show(transfer.TransferStatus);
+          const std::string reason = With_Details(transfer.TransferStatus, inet.Reason(), "");
+          inet.Cancel();
+          services_.Loop.Sleep(RestAfterFailure);
+          return {symbol, false, reason};
+        }
+        return Process_Answer({symbol, false, {}});
+      },
+      [&](const RunTimeError& error) -> SymbolOutcome {
+        transfer.TransferStatus =
+            error.Number() == UnableToCompleteRequest
+                ? "Internet request failed! Check connection"
+                : "Unexpected error " + std::to_string(error.Number()) + " inside Process_Onestock()";
+        SkippingStatements statement;
+        statement([&] { services_.Status.Show(transfer.TransferStatus); });
+        state_.Quotes.QuoteCount = 0;
+        statement([&] { inet.Cancel(); });
+        return {symbol, false, With_Details(transfer.TransferStatus, error.what(), "")};
+      });
+}
+
+bool DownloadRun::Wait_For_Transfer() {
+  for (int pass = 0; pass <= LastPass; ++pass) {
+    if (Transfer_Ended(state_.Transfer)) return true;
+    services_.Loop.Sleep(PassTime);
+    services_.Loop.DoEvents();
+  }
+  return false;
+}
+
+SymbolOutcome DownloadRun::Process_Answer(SymbolOutcome outcome) {
+  modFailSafe& trap = services_.Trap;
+  RunSettings& settings = state_.Settings;
+  QuoteTable& quotes = state_.Quotes;
+  TransferState& transfer = state_.Transfer;
+  const std::string answer = First_Line(transfer.ResponseText);
+
+  Process_Interday(trap, transfer, quotes);
+  if (quotes.QuoteCount == 0) {
+    outcome.Reason = With_Details(transfer.TransferStatus, services_.Inet.Reason(), answer);
+  }
+  if (services_.Time.Time_Of_Day() < NoReorderingFrom && Need_Sort(trap, quotes)) {
+    QuickSort(trap, services_.Boxes, quotes.QuoteKeys, 0, quotes.QuoteCount - 1);
+  }
+  transfer.TransferStatus = "Procsss " + settings.CurrentSymbol;
+  services_.Status.Show(transfer.TransferStatus);
+  settings.CurrentSymbol = Replace_All(settings.CurrentSymbol, ":", "");
+  Set_StartIndex(trap, settings, quotes);
+
+  const auto file_name = [&] { return Create_FileName(trap, services_.Boxes, settings, quotes); };
+  services_.Log.Add("exporting to " + Join_Path(settings.OutputFolder, file_name()));
+  if (!file_name().empty()) {
+    const std::optional<RunTimeError> error =
+        Write_File(trap, services_.Loop, services_.Boxes, services_.FileSystem, state_.Formats, settings,
+                   quotes, Join_Path(settings.OutputFolder, file_name()));
+    outcome.Written = !error;
+    if (error) outcome.Reason = error->what();
+  } else if (outcome.Reason.empty()) {
+    outcome.Reason = "no file name could be made";
+  }
+  services_.Loop.DoEvents();
+  return outcome;
+}
+
+}  // namespace hq
