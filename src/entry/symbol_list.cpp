@@ -32,7 +32,8 @@ int SymbolList::Add(std::string_view symbol) {
   const auto place =
       std::upper_bound(entries_.begin(), entries_.end(), symbol,
                        [](std::string_view added, const Entry& entry) { return added < entry.Symbol; });
-  return static_cast<int>(entries_.insert(place, Entry{std::string(symbol)}) - entries_.begin());
+  const auto added = entries_.insert(place, Entry{std::string(symbol)});
+  return static_cast<int>(added - entries_.begin());
 }
 
 void SymbolList::Select(int position, bool selected) {

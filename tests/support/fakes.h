@@ -101,8 +101,8 @@ class FakeTransfer final : public TransferControl {
  public:
   struct Script {
     std::vector<int> States = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 12};
-    std::string Body;
-    std::string Why;
+    std::string Body = {};
+    std::string Why = {};
     int ExecuteError = 0;  // raised by Execute unless 0
   };
 

@@ -1,0 +1,48 @@
+#include "shell/server_settings.h"
+
+#include <gtest/gtest.h>
+
+#include "base/run_time_error.h"
+#include "quotes/request.h"
+#include "support/fakes.h"
+
+namespace hq {
+namespace {
+
+constexpr const char* Template = "http://host/q?i=XXX&s=SSS&Date=DDD";
+
+ServerSettings Load(const std::string& text) {
+  testing::MemoryFiles disk;
+  disk.Contents[Join_Path("/program", "server.ini")] = text;
+  return Load_Server_Settings(disk, "/program");
+}
+
+TEST(ServerSettingsFile, AMissingFileGivesEmptySettings) {
+  testing::MemoryFiles disk;
+  EXPECT_EQ(Load_Server_Settings(disk, "/program").RequestTemplate, "");
+  EXPECT_EQ(Load("").RequestTemplate, "");
+}
+
+TEST(ServerSettingsFile, TemplatePlainOrEnciphered) {
+  EXPECT_EQ(Load(std::string("[Request]\r\nTemplate=") + Template + "\r\n").RequestTemplate, Template);
+  EXPECT_EQ(Load("[request]\ntemplate = \"" + std::string(Template) + "\"\n").RequestTemplate, Template);
+  EXPECT_EQ(Load("[Request]\nTemplate=" + Encipher(Template) + "\n").RequestTemplate, Template);
+}
+
+TEST(ServerSettingsFile, SymbolSearchAddress) {
+  EXPECT_EQ(Load("[Symbol Search]\nAddress=http://host/search\n").SymbolSearchAddress, "http://host/search");
+}
+
+TEST(ServerSettingsFile, AValueThatCannotServeIsRefusedWithFileAndReason) {
+  for (const char* value : {"http://host/", "ftp://host/XXXSSS&Date=DDD", "enciphered:zz"}) {
+    try {
+      static_cast<void>(Load(std::string("[Request]\nTemplate=") + value + "\n"));
+      FAIL() << value;
+    } catch (const RunTimeError& error) {
+      EXPECT_NE(error.Detail().find("server.ini, [Request] Template: "), std::string::npos) << error.Detail();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace hq
