@@ -1,0 +1,353 @@
+#include "server/quote_server.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <httplib.h>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+#ifndef _WIN32
+#include <poll.h>
+#endif
+
+#include "server/quote_request.h"
+#include "server/quote_text.h"
+#include "server/server_pages.h"
+
+namespace hq::server {
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+constexpr const char* quotes_path = "/quotes";
+constexpr const char* search_path = "/home/misc/symbol_search.asp";
+
+// A whole request with its headers. The longest sensible one has a few hundred bytes; browsers add cookies of
+// other servers.
+constexpr std::size_t longest_request = 16384;
+constexpr int requests_a_connection = 100;
+constexpr std::size_t worker_threads = 8;
+constexpr auto idle_limit = 2s;
+constexpr auto read_limit = 5s;
+constexpr auto write_limit = 30s;
+// How long a client that has stopped reading can hold up the end of the server.
+constexpr auto write_limit_at_end = 200ms;
+
+#ifdef _WIN32
+int Poll_One(socket_t socket, short events, int milliseconds) {
+  WSAPOLLFD polled{socket, events, 0};
+  return WSAPoll(&polled, 1, milliseconds);
+}
+constexpr int stop_reading = SD_RECEIVE;
+constexpr int stop_both = SD_BOTH;
+void Close_Socket(socket_t socket) {
+  closesocket(socket);
+}
+#else
+int Poll_One(socket_t socket, short events, int milliseconds) {
+  pollfd polled{socket, events, 0};
+  return poll(&polled, 1, milliseconds);
+}
+constexpr int stop_reading = SHUT_RD;
+constexpr int stop_both = SHUT_RDWR;
+void Close_Socket(socket_t socket) {
+  close(socket);
+}
+#endif
+
+#ifdef MSG_NOSIGNAL
+constexpr int send_flags = MSG_NOSIGNAL;
+#else
+constexpr int send_flags = 0;
+#endif
+
+// The buffered bytes of one connection, with the limits on the request now being read and the answer being
+// written.
+class ConnectionStream final : public httplib::Stream {
+ public:
+  ConnectionStream(socket_t socket, const std::atomic<bool>& stopping)
+      : socket_(socket), stopping_(stopping) {}
+
+  // Waits for the first byte of a request; false when none comes, or the server stops.
+  bool Begin_Request() {
+    room_ = longest_request;
+    read_end_ = steady_clock::now() + idle_limit;
+    if (stopping_ || (next_ == filled_ && !Fill())) return false;
+    read_end_ = steady_clock::now() + read_limit;
+    write_end_.reset();
+    return true;
+  }
+
+  bool is_readable() const override { return next_ < filled_ || Poll_One(socket_, POLLIN, 0) > 0; }
+  bool is_writable() const override { return Poll_One(socket_, POLLOUT, 0) > 0; }
+
+  ssize_t read(char* to, std::size_t size) override {
+    if (next_ == filled_ && !Fill()) return -1;
+    const std::size_t count = std::min({size, filled_ - next_, room_});
+    if (count == 0) return -1;
+    std::copy_n(buffer_.data() + next_, count, to);
+    next_ += count;
+    room_ -= count;
+    return static_cast<ssize_t>(count);
+  }
+
+  ssize_t write(const char* from, std::size_t size) override {
+    if (!Wait_Writable()) return -1;
+#ifdef _WIN32
+    return send(socket_, from, static_cast<int>(std::min<std::size_t>(size, 1U << 20U)), send_flags);
+#else
+    return send(socket_, from, size, send_flags);
+#endif
+  }
+
+  // Clients are of no interest here, and the library only copies their addresses into headers.
+  void get_remote_ip_and_port(std::string& ip, int& port) const override {
+    ip.clear(), port = 0;
+  }
+  void get_local_ip_and_port(std::string& ip, int& port) const override {
+    ip.clear(), port = 0;
+  }
+  socket_t socket() const override {
+    return socket_;
+  }
+
+ private:
+  static int Milliseconds_Until(steady_clock::time_point end) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
+    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+  }
+
+  bool Fill() {
+    // The end of the server shuts the socket's reading side, which ends this wait.
+    if (Poll_One(socket_, POLLIN, Milliseconds_Until(read_end_)) <= 0) return false;
+    const auto count = recv(socket_, buffer_.data(), buffer_.size(), 0);
+    if (count <= 0) return false;
+    next_ = 0;
+    filled_ = static_cast<std::size_t>(count);
+    return true;
+  }
+
+  bool Wait_Writable() {
+    if (!write_end_) write_end_ = steady_clock::now() + write_limit;
+    for (;;) {
+      if (stopping_) write_end_ = std::min(*write_end_, steady_clock::now() + write_limit_at_end);
+      const int left = Milliseconds_Until(*write_end_);
+      const int ready = Poll_One(socket_, POLLOUT, std::min(left, 100));
+      if (ready != 0) return ready > 0;
+      if (left == 0) return false;
+    }
+  }
+
+  socket_t socket_;
+  const std::atomic<bool>& stopping_;
+  std::array<char, 4096> buffer_{};
+  std::size_t next_ = 0;
+  std::size_t filled_ = 0;
+  std::size_t room_ = longest_request;
+  steady_clock::time_point read_end_;
+  std::optional<steady_clock::time_point> write_end_;
+};
+
+void Set_Text(httplib::Response& response, int status, std::string_view text) {
+  response.status = status;
+  response.set_content(One_Line(text), "text/plain; charset=utf-8");
+}
+
+int Status_Of(FailureKind kind) {
+  switch (kind) {
+    case FailureKind::UnknownSymbol:
+      return 404;
+    case FailureKind::Unsuitable:
+      return 422;
+    case FailureKind::Unreadable:
+      break;
+  }
+  return 500;
+}
+
+std::optional<std::string> Parameter(const httplib::Request& request, const char* name) {
+  if (!request.has_param(name)) return std::nullopt;
+  return request.get_param_value(name);
+}
+
+void Answer_Quotes(QuoteSource& source, const httplib::Request& http_request, httplib::Response& response) {
+  const auto read = Read_Request(Parameter(http_request, "Interval"), Parameter(http_request, "Symbol"),
+                                 Parameter(http_request, "Date"));
+  if (const auto* wrong = std::get_if<std::string>(&read)) return Set_Text(response, 400, *wrong);
+
+  const QuoteRequest& request = std::get<QuoteRequest>(read);
+  const Answer answer = source.Bars(request);
+  if (const auto* failure = std::get_if<Failure>(&answer)) {
+    return Set_Text(response, Status_Of(failure->Kind), failure->Reason);
+  }
+  const BarTable& table = std::get<BarTable>(answer);
+  if (table.Bars.empty())
+    return Set_Text(response, 200, "No quotes of " + request.Symbol + " in the time asked for.");
+  response.set_content(Quote_Text(table), "text/plain; charset=utf-8");
+}
+
+// How clients reach a server that listens at `address`.
+std::string Host_For_Clients(const std::string& address) {
+  if (address == "0.0.0.0" || address.empty()) return "127.0.0.1";
+  if (address == "::") return "[::1]";
+  return address.find(':') != std::string::npos ? std::string{"["}.append(address).append("]") : address;
+}
+
+[[noreturn]] void Raise_Place_Taken(const std::string& address, int port, int reason) {
+  std::string text = "can't listen at " + address;
+  if (port != 0) text.append(":").append(std::to_string(port));
+  if (reason != 0) throw std::system_error(reason, std::system_category(), text);
+  throw std::runtime_error(text + ": the address is not one of this computer");
+}
+
+}  // namespace
+
+// The library's server with connections of our own: they can be ended at once, and a request has limits in
+// length and time from its first byte to its last.
+class QuoteServer::Listener final : public httplib::Server {
+ public:
+  Listener(std::shared_ptr<QuoteSource> source, const RequestLog& request_log) {
+    new_task_queue = [] { return new httplib::ThreadPool(worker_threads); };
+    set_payload_max_length(longest_request);
+    // The library would let several processes share one port, and a request would reach any of them.
+    set_socket_options([](socket_t socket) {
+      const int yes = 1;
+#ifdef _WIN32
+      setsockopt(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&yes), sizeof yes);
+#else
+      setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+#endif
+    });
+    set_default_headers({{"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}});
+
+    Get(quotes_path, [source](const httplib::Request& request, httplib::Response& response) {
+      Answer_Quotes(*source, request, response);
+    });
+    Get(search_path, [source](const httplib::Request& request, httplib::Response& response) {
+      Set_Page(response, Search_Page(*source, request.get_param_value("q"), search_path));
+    });
+    Get("/", [this, source](const httplib::Request&, httplib::Response& response) {
+      Set_Page(response, Home_Page(*source, request_template_, search_path));
+    });
+    set_error_handler([](const httplib::Request&, httplib::Response& response) {
+      if (response.body.empty()) Set_Text(response, response.status, "There is nothing here.");
+    });
+    set_exception_handler(
+        [](const httplib::Request&, httplib::Response& response, const std::exception_ptr&) {
+          Set_Text(response, 500, "The server can't answer now.");
+        });
+    if (request_log) {
+      set_logger([request_log](const httplib::Request& request, const httplib::Response& response) {
+        std::string line =
+            One_Line(request.method + " " + request.target + " -> " + std::to_string(response.status));
+        line.pop_back();
+        request_log(line);
+      });
+    }
+  }
+
+  ~Listener() override {
+    Stop();
+  }
+
+  int Start(const std::string& address, int port) {
+    errno = 0;
+    const int bound = port == 0 ? bind_to_any_port(address) : (bind_to_port(address, port) ? port : -1);
+    if (bound < 0) Raise_Place_Taken(address, port, errno);
+    request_template_ = "http://" + Host_For_Clients(address) + ":" + std::to_string(bound) + quotes_path +
+                        "?Interval=XXX&Symbol=SSS&Date=DDD";
+    thread_ = std::thread{[this] {
+      listen_after_bind();
+      ended_ = true;
+    }};
+    // The library ignores a stop that comes before its loop runs.
+    while (!is_running() && !ended_) std::this_thread::sleep_for(1ms);
+    return bound;
+  }
+
+  void Stop() {
+    {
+      const std::lock_guard lock{mutex_};
+      stopping_ = true;
+      for (const socket_t connection : connections_) shutdown(connection, stop_reading);
+    }
+    stop();
+    if (thread_.joinable()) thread_.join();
+  }
+
+  [[nodiscard]] const std::string& Request_Template() const {
+    return request_template_;
+  }
+
+ private:
+  static void Set_Page(httplib::Response& response, const std::string& page) {
+    response.set_header("Content-Security-Policy",
+                        "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'; base-uri 'none'");
+    response.set_content(page, "text/html; charset=utf-8");
+  }
+
+  bool process_and_close_socket(socket_t socket) override {
+    {
+      const std::lock_guard lock{mutex_};
+      connections_.insert(socket);
+      if (stopping_) shutdown(socket, stop_reading);
+    }
+    ConnectionStream stream{socket, stopping_};
+    for (int left = requests_a_connection; left > 0 && stream.Begin_Request(); --left) {
+      bool closed = false;
+      if (!process_request(stream, left == 1 || stopping_, closed, nullptr) || closed) break;
+    }
+    {
+      const std::lock_guard lock{mutex_};
+      connections_.erase(socket);
+    }
+    shutdown(socket, stop_both);
+    Close_Socket(socket);
+    return true;
+  }
+
+  std::string request_template_;
+  std::thread thread_;
+  std::atomic<bool> ended_ = false;
+  std::atomic<bool> stopping_ = false;
+  std::mutex mutex_;
+  std::set<socket_t> connections_;
+};
+
+QuoteServer::QuoteServer(std::shared_ptr<QuoteSource> source, RequestLog request_log)
+    : source_(std::move(source)), request_log_(std::move(request_log)) {}
+
+QuoteServer::~QuoteServer() = default;
+
+int QuoteServer::Start(const std::string& address, int port) {
+  if (listener_) throw std::logic_error("the quote server runs already");
+  if (port < 0 || port > 65535) throw std::invalid_argument("a port is a number from 0 to 65535");
+  auto listener = std::make_unique<Listener>(source_, request_log_);
+  const int bound = listener->Start(address, port);
+  listener_ = std::move(listener);
+  return bound;
+}
+
+void QuoteServer::Stop() {
+  listener_.reset();
+}
+
+std::string QuoteServer::Request_Template() const {
+  return listener_ ? listener_->Request_Template() : std::string{};
+}
+
+std::string QuoteServer::Symbol_Search_Address() const {
+  const std::string request_template = Request_Template();
+  const auto path = request_template.find(quotes_path);
+  return path == std::string::npos ? std::string{} : request_template.substr(0, path) + search_path;
+}
+
+}  // namespace hq::server

@@ -1,0 +1,121 @@
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#ifdef _WIN32
+#include <atomic>
+#include <chrono>
+#include <thread>
+#endif
+
+#include "server/make_source.h"
+#include "server/quote_server.h"
+
+namespace {
+
+// Ctrl-C and a request to end wait here instead of ending the program.
+#ifdef _WIN32
+std::atomic<bool> end_wanted = false;
+
+void Catch_End_Signals() {
+  std::signal(SIGINT, [](int) { end_wanted = true; });
+  std::signal(SIGTERM, [](int) { end_wanted = true; });
+}
+
+void Wait_For_End() {
+  while (!end_wanted) std::this_thread::sleep_for(std::chrono::milliseconds{100});
+}
+#else
+sigset_t End_Signals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  return signals;
+}
+
+// Must come before the first thread starts, because threads inherit what is blocked.
+void Catch_End_Signals() {
+  const sigset_t signals = End_Signals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+void Wait_For_End() {
+  const sigset_t signals = End_Signals();
+  int received = 0;
+  sigwait(&signals, &received);
+}
+#endif
+
+// Writes whole lines to the error stream from any thread.
+class ErrorLines {
+ public:
+  void Write(const std::string& line) {
+    const std::lock_guard lock{mutex_};
+    std::cerr << line << std::endl;
+  }
+
+ private:
+  std::mutex mutex_;
+};
+
+struct Options {
+  std::string Source = "simulated";
+  std::string Address = "127.0.0.1";
+  int Port = 0;
+  bool Verbose = false;
+};
+
+void Serve(const Options& options) {
+  Catch_End_Signals();
+  ErrorLines errors;
+  const auto report = [&errors](const std::string& line) { errors.Write(line); };
+
+  const std::shared_ptr<hq::server::QuoteSource> source =
+      hq::server::Make_Source(options.Source, hq::server::New_York_Now, report);
+  hq::server::QuoteServer server{source, options.Verbose ? report : hq::server::QuoteServer::RequestLog{}};
+  server.Start(options.Address, options.Port);
+  std::cout << "Request template: " << server.Request_Template() << '\n'
+            << "Symbol search: " << server.Symbol_Search_Address() << '\n'
+            << "Source: " << source->Description() << '\n'
+            << "Press Ctrl-C to end." << std::endl;
+  Wait_For_End();
+  server.Stop();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options options;
+  CLI::App app{"Answers requests for historical stock quotes over HTTP.", "quote-server"};
+  app.set_version_flag("--version", "quote-server " HQ_VERSION);
+  app.add_option("--port", options.Port, "Port to listen on; 0 takes a free one")
+      ->check(CLI::Range(0, 65535))
+      ->capture_default_str();
+  app.add_option("--source", options.Source,
+                 "Where quotes come from: simulated, or csv:FOLDER for your own files")
+      ->capture_default_str();
+  app.add_option("--address", options.Address, "Address to listen on; the default lets only this computer in")
+      ->capture_default_str();
+  app.add_flag("--verbose", options.Verbose, "Write a line for each request to the error stream");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
+
+  try {
+    Serve(options);
+  } catch (const std::invalid_argument& error) {
+    std::cerr << "quote-server: " << error.what() << std::endl;
+    return 2;
+  } catch (const std::exception& error) {
+    std::cerr << "quote-server: " << error.what() << std::endl;
+    return 1;
+  }
+  return 0;
+}
