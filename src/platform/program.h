@@ -11,6 +11,9 @@ namespace hq {
 // A time of day (since midnight, whole seconds) as the system writes times for this user.
 [[nodiscard]] std::string System_Time_Text(std::chrono::seconds time_of_day);
 
+// The width in characters of the terminal that standard error goes to, 0 when it goes elsewhere.
+[[nodiscard]] int Error_Terminal_Width();
+
 // Keeps the system from showing error boxes of its own for critical and file-open errors, where it has such
 // boxes.
 void Suppress_System_Error_Boxes();

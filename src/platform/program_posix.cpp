@@ -3,7 +3,9 @@
 #include <ctime>
 #include <filesystem>
 #include <locale.h>
+#include <sys/ioctl.h>
 #include <system_error>
+#include <unistd.h>
 
 #include "platform/program.h"
 
@@ -31,6 +33,14 @@ std::string System_Time_Text(std::chrono::seconds time_of_day) {
                                         : std::strftime(text.data(), text.size(), "%H:%M:%S", &parts);
   if (user != nullptr) freelocale(user);
   return {text.data(), length};
+}
+
+int Error_Terminal_Width() {
+  if (isatty(STDERR_FILENO) == 0) return 0;
+  constexpr int usual_width = 80;
+  winsize size{};
+  const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size.ws_col : usual_width;
 }
 
 // Only the other system shows such boxes.

@@ -1,0 +1,218 @@
+#include "cli/command_line.h"
+
+#include <memory>
+#include <stdexcept>
+
+#include "base/strings.h"
+#include "cli/command_line_options.h"
+#include "cli/console.h"
+#include "entry/interval_choice.h"
+#include "quotes/curl_transfer.h"
+#include "quotes/request.h"
+#include "server/make_source.h"
+#include "server/quote_server.h"
+#include "shell/server_settings.h"
+#include "shell/settings_file.h"
+
+namespace hq {
+
+namespace {
+
+constexpr int IntradayTextWithHeader = 11;
+
+// Why nothing was done, for the user.
+struct Refusal {
+  std::string Text;
+};
+
+void List_Formats(std::ostream& out) {
+  for (const std::string& item : Format_Items()) {
+    out << item.substr(item.size() - 2) << "  " << Format_Display_Name(item) << '\n';
+  }
+}
+
+void List_Intervals(std::ostream& out) {
+  for (const IntervalChoice& choice : Interval_Choices()) {
+    const std::string minutes = std::to_string(choice.Minutes);
+    out << std::string(4 - minutes.size(), ' ') << minutes << "  " << Interval_Caption(choice.Text) << '\n';
+  }
+}
+
+// A date as the three boxes of the window take it.
+std::array<std::string, 3> End_Date_Texts(const std::string& date) {
+  const size_t first = date.find('/');
+  const size_t second = first == std::string::npos ? first : date.find('/', first + 1);
+  if (second == std::string::npos) throw Refusal{"--end-date: " + date + " is not of the form MM/DD/YY"};
+  const std::array<std::string, 3> texts = {date.substr(0, first), date.substr(first + 1, second - first - 1),
+                                            date.substr(second + 1)};
+  for (int box = 0; box < 3; ++box) {
+    const std::string fault = End_Date_Fault(box, texts[static_cast<size_t>(box)]);
+    if (!fault.empty()) throw Refusal{"--end-date: " + fault};
+  }
+  try {
+    static_cast<void>(Parse_Date(date));
+  } catch (const RunTimeError&) {
+    throw Refusal{"--end-date: " + date + " is no date"};
+  }
+  return texts;
+}
+
+int Position_In_List(int position, int count, const char* what) {
+  if (position >= 0 && position < count) return position;
+  throw Refusal{"user.cfg: no " + std::string(what) + " has the position " + std::to_string(position)};
+}
+
+// One run of the command line.
+class CommandLineRun {
+ public:
+  CommandLineRun(CommandLineOptions options, const CommandLineEnvironment& environment)
+      : options_(std::move(options)),
+        environment_(environment),
+        program_folder_(options_.ProgramFolder.value_or(environment.ProgramFolder)),
+        console_(environment.Out, environment.Err, environment.TerminalWidth),
+        trap_(&environment.Loop, &console_) {}
+
+  int Run() {
+    Load_Format(trap_, state_.Formats, state_.Settings);
+    if (options_.Saved) {
+      Load_Config(trap_, console_, environment_.FileSystem, program_folder_, saved_, state_.Settings);
+    }
+    const EntryTexts entry = Entry();
+    Fill_Symbols();
+    state_.RequestTemplate = Request_Template();
+    return Download(entry);
+  }
+
+ private:
+  EntryTexts Entry() const {
+    EntryTexts entry;
+    const int interval =
+        options_.IntervalPosition
+            ? *options_.IntervalPosition
+            : Position_In_List(Restored_Interval(saved_.IntervalPosition), IntervalCount, "interval");
+    entry.IntervalPosition = interval;
+    entry.Interval = Interval_Choices()[static_cast<size_t>(interval)].Text;
+    entry.OutputFormat = Format_Items()[static_cast<size_t>(Format_Position(entry.Interval))];
+    entry.OutputFolder = options_.OutputFolder.value_or(state_.Settings.OutputFolder);
+    entry.Days = options_.Days.value_or(std::to_string(Day_Limit(entry.Interval)));
+    entry.EndDate =
+        End_Date_Texts(options_.EndDate.value_or(Format_Date(environment_.Time.Today(), "MM/DD/YY")));
+    return entry;
+  }
+
+  int Format_Position(const std::string& interval_text) const {
+    if (options_.FormatPosition) return *options_.FormatPosition;
+    // Nobody has chosen a format: one that goes with the interval.
+    if (saved_.FormatPosition == -1 && Is_Intraday(interval_text)) return IntradayTextWithHeader;
+    return Position_In_List(Restored_Format(saved_.FormatPosition), FormatItemCount, "output format");
+  }
+
+  void Fill_Symbols() {
+    for (const std::string& typed : options_.Symbols) {
+      const std::string symbol = Stored_Symbol(typed);
+      if (symbol.empty()) throw Refusal{"a symbol is empty"};
+      if (stocks_.Holds(symbol)) {
+        console_.Tell("Stock symbol " + symbol + " already exists.");
+      } else {
+        stocks_.Add(symbol);
+      }
+    }
+    if (options_.Symbols.empty() && options_.Saved) {
+      for (const std::string& symbol : Restored_Symbols(saved_.SymbolLine)) {
+        if (!Trim(symbol).empty()) stocks_.Add(symbol);
+      }
+    }
+    stocks_.Select_All();
+  }
+
+  // The template to use; starts the server inside when no other is named.
+  std::string Request_Template() {
+    try {
+      if (options_.RequestTemplate) {
+        const std::string plain = Decipher(*options_.RequestTemplate);
+        const std::string fault = Template_Fault(plain);
+        if (!fault.empty()) throw Refusal{"--template: " + fault};
+        return plain;
+      }
+      if (!options_.Source) {
+        const ServerSettings settings = Load_Server_Settings(environment_.FileSystem, program_folder_);
+        if (!settings.RequestTemplate.empty()) return settings.RequestTemplate;
+      }
+    } catch (const RunTimeError& error) {
+      throw Refusal{error.Detail()};
+    }
+    return Start_Server();
+  }
+
+  std::string Start_Server() {
+    std::shared_ptr<server::QuoteSource> source;
+    try {
+      // Called from the server's threads, so it goes through the loop to the one thread that writes.
+      const auto report = [this](const std::string& line) {
+        environment_.Loop.Post([this, line] { console_.Tell(line); });
+      };
+      source = server::Make_Source(options_.Source.value_or("simulated"), server::New_York_Now, report);
+    } catch (const std::invalid_argument& error) {
+      throw Refusal{"--source: " + std::string(error.what())};
+    }
+    if (!source->Real_Quotes()) console_.Tell(source->Description());
+    server_ = std::make_unique<server::QuoteServer>(std::move(source));
+    return Default_Request_Template(server_->Start());
+  }
+
+  int Download(const EntryTexts& entry) {
+    CurlTransfer inet(environment_.Loop, {.Version = HQ_VERSION});
+    DownloadRun run(state_, {trap_, console_, environment_.Loop, environment_.FileSystem, environment_.Time,
+                             inet, console_, console_});
+    int written = 0;
+    run.Symbol_Done = [&](const SymbolOutcome& outcome) {
+      if (outcome.Written) ++written;
+      if (!outcome.Reason.empty()) console_.Tell(outcome.Symbol + ": " + outcome.Reason);
+      console_.Symbol_Done();
+    };
+    console_.Begin_Progress(stocks_.Count());
+    const bool valid = run.cmddownload_Click(stocks_, entry);
+    console_.End_Progress();
+    if (!valid) return exit_code::Refused;
+    return written == stocks_.Count() ? exit_code::Done : exit_code::SymbolsFailed;
+  }
+
+  const CommandLineOptions options_;
+  const CommandLineEnvironment& environment_;
+  const std::string program_folder_;
+  Console console_;
+  modFailSafe trap_;
+  SharedState state_;
+  SavedChoices saved_;
+  SymbolList stocks_;
+  std::unique_ptr<server::QuoteServer> server_;
+};
+
+}  // namespace
+
+int Command_Line(const std::vector<std::string>& arguments, const CommandLineEnvironment& environment) {
+  const auto read = Read_Command_Line(arguments);
+  if (const auto* text = std::get_if<CommandLineText>(&read)) {
+    (text->ExitCode == exit_code::Done ? environment.Out : environment.Err) << text->Text << std::flush;
+    return text->ExitCode;
+  }
+  const auto& options = std::get<CommandLineOptions>(read);
+  if (options.ListFormats) List_Formats(environment.Out);
+  if (options.ListIntervals) List_Intervals(environment.Out);
+  if (options.TextToEncipher) environment.Out << Encipher(*options.TextToEncipher) << '\n';
+  if (options.ListFormats || options.ListIntervals || options.TextToEncipher) return exit_code::Done;
+  try {
+    return CommandLineRun(options, environment).Run();
+  } catch (const Refusal& refusal) {
+    environment.Err << refusal.Text << std::endl;
+    return exit_code::Refused;
+  } catch (const Interrupted&) {
+    environment.Err << "Interrupted." << std::endl;
+    return exit_code::InterruptedByUser;
+  } catch (const std::exception& error) {
+    environment.Err << error.what() << std::endl;
+    return exit_code::SymbolsFailed;
+  }
+}
+
+}  // namespace hq

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "cli/console_message_loop.h"
+#include "platform/files.h"
+#include "run/download_run.h"
+
+namespace hq {
+
+// What the command line is run with. All of it outlives the run.
+struct CommandLineEnvironment {
+  std::ostream& Out;         // the log
+  std::ostream& Err;         // everything else
+  int TerminalWidth;         // of the terminal behind Err in characters, 0 for none
+  ConsoleMessageLoop& Loop;  // interrupting it ends the run
+  const Clock& Time;
+  Files& FileSystem;
+  std::string ProgramFolder;  // used unless the arguments name another
+};
+
+namespace exit_code {
+inline constexpr int Done = 0;
+inline constexpr int SymbolsFailed = 1;
+inline constexpr int Refused = 2;
+inline constexpr int InterruptedByUser = 130;
+}  // namespace exit_code
+
+// Does what the arguments (those behind the program's name) ask for and returns the program's exit code.
+[[nodiscard]] int Command_Line(const std::vector<std::string>& arguments,
+                               const CommandLineEnvironment& environment);
+
+}  // namespace hq

@@ -1,0 +1,19 @@
+#include <iostream>
+
+#include "cli/command_line.h"
+#include "platform/interrupts.h"
+#include "platform/program.h"
+
+int main(int argc, char** argv) {
+  try {
+    hq::ConsoleMessageLoop loop;
+    const hq::InterruptWatch watch([&loop] { loop.Interrupt(); });
+    const hq::SystemClock clock;
+    hq::SystemFiles files;
+    return hq::Command_Line({argv + 1, argv + argc}, {std::cout, std::cerr, hq::Error_Terminal_Width(), loop,
+                                                      clock, files, hq::Program_Folder()});
+  } catch (const std::exception& error) {
+    std::cerr << error.what() << '\n';
+    return hq::exit_code::SymbolsFailed;
+  }
+}

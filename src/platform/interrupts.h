@@ -1,0 +1,25 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+namespace hq {
+
+// Watches for the user's wish to end the program (Ctrl-C, a closed terminal, a polite kill) while it exists.
+// Make it before any other thread; one a process. It also keeps a closed output pipe from ending the program
+// in the middle of a file.
+class InterruptWatch {
+ public:
+  // on_interrupt is called on a thread of the watch, once for each wish. A second wish that the program has
+  // not followed ends it at once.
+  explicit InterruptWatch(std::function<void()> on_interrupt);
+  InterruptWatch(const InterruptWatch&) = delete;
+  InterruptWatch& operator=(const InterruptWatch&) = delete;
+  ~InterruptWatch();
+
+ private:
+  class Watcher;
+  std::unique_ptr<Watcher> watcher_;
+};
+
+}  // namespace hq
