@@ -12,7 +12,7 @@ namespace hq {
 struct CurlTransferOptions {
   // The largest body in bytes, counted after decompression; a larger one ends the transfer as an error.
   size_t BodyLimit = size_t{64} * 1024 * 1024;
-  // A file of further certificates (PEM) that are trusted for https; empty for the system's own alone.
+  // A file of the certificates (PEM) to trust for https; empty for the system's own.
   std::string CaFile;
   // The program's version, told to the server as "history-quotes/VERSION"; empty tells the name alone.
   std::string Version;
