@@ -355,7 +355,7 @@ std::string CurlTransfer::Transfer::Failure(CURLcode code) const {
     const char* const detail = error_text_[0] != '\0' ? error_text_.data() : curl_easy_strerror(code);
     text = Plain_Words(code) + " (" + detail + ")";
   }
-  return query_.empty() ? text : Replace_All(text, query_, "");
+  return query_.size() < 2 ? text : Replace_All(text, query_, "");
 }
 
 // Leaves out what a further server or address repeats.

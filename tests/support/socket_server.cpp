@@ -132,6 +132,11 @@ SocketConnection::~SocketConnection() {
   Close();
 }
 
+bool SocketConnection::Stopping() const {
+  pollfd wake{wake_, POLLIN, 0};
+  return poll(&wake, 1, 0) > 0;
+}
+
 // The handshake belongs to the first read or write, so that a script can also stay silent in front of it.
 bool SocketConnection::Start_Tls() {
   if (context_ == nullptr || tls_ != nullptr) return true;
@@ -166,7 +171,7 @@ bool SocketConnection::Wait_For_Tls(int result) {
 
 // Some bytes, or none when the client has gone or the server stops.
 long SocketConnection::Receive(char* bytes, size_t size) {
-  if (socket_ < 0 || !Start_Tls()) return 0;
+  if (socket_ < 0 || Stopping() || !Start_Tls()) return 0;
   for (;;) {
     if (tls_ != nullptr) {
       const int count = SSL_read(static_cast<SSL*>(tls_), bytes, static_cast<int>(size));
@@ -213,8 +218,7 @@ bool SocketConnection::Send(std::string_view bytes) {
         return false;
     }
   }
-  pollfd wake{wake_, POLLIN, 0};
-  return poll(&wake, 1, 0) == 0;
+  return !Stopping();
 }
 
 bool SocketConnection::Pause(std::chrono::milliseconds time) {

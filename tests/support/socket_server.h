@@ -53,6 +53,7 @@ class SocketConnection {
   void Reset();
 
  private:
+  bool Stopping() const;
   bool Start_Tls();
   bool Wait(short events, int milliseconds);
   bool Wait_For_Tls(int result);
