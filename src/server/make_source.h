@@ -1,18 +1,13 @@
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <string>
 #include <string_view>
 
+#include "server/csv_source.h"
 #include "server/exchange_clock.h"
 #include "server/quote_source.h"
 
 namespace hq::server {
-
-/// Takes one line, without a line end, about something in the source's data that was passed over. It may be
-/// called from several threads at once.
-using Reporter = std::function<void(const std::string& line)>;
 
 /// Makes the source that `spec` names: "simulated", or "csv:FOLDER" for a folder of the user's own files. The
 /// caller owns it. Raises std::invalid_argument with a text for the user when `spec` is neither, or when

@@ -205,7 +205,7 @@ std::string Host_For_Clients(const std::string& address) {
   std::string text = "can't listen at " + address;
   if (port != 0) text.append(":").append(std::to_string(port));
   if (reason != 0) throw std::system_error(reason, std::system_category(), text);
-  throw std::runtime_error(text + ": the address is not one of this computer");
+  throw std::runtime_error(text + ": there is no such address");
 }
 
 }  // namespace
