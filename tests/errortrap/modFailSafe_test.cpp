@@ -183,9 +183,9 @@ TEST(ExitHook, LooksForTheNamesAnywhereInTheEntryText) {
   ScriptedReporter reporter;
   modFailSafe trap(nullptr, &reporter);
   trap.Read_Options = Checking_Balance;
-  // A module whose name is found before the place where the whole text stands.
-  trap.fsPUSH("aa.frm", "Sub aa");
-  trap.fsPOP("a.frm", "Sub a");
+  // The module's name is found once before the place where both names stand.
+  trap.fsPUSH("aaa", "Sub P");
+  trap.fsPOP("aa", "Sub P");
   EXPECT_EQ(trap.Depth(), 0);
   trap.fsPUSH("m", "Sub Write_File");
   trap.fsPOP("m", "Sub Write");
