@@ -1,9 +1,9 @@
 #include "cli/command_line.h"
 
 #include <algorithm>
-#include <mutex>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <mutex>
 #include <sstream>
 #include <thread>
 
@@ -12,7 +12,7 @@
 #include "quotes/request.h"
 #include "support/fakes.h"
 #include "support/socket_server.h"
-#include "support/temporary_folder.h"
+#include "support/temp_folder.h"
 
 namespace hq {
 namespace {
@@ -51,8 +51,8 @@ class CommandLineTest : public ::testing::Test {
   ConsoleMessageLoop Loop;
   test::FakeClock Time;
   SystemFiles Disk;
-  test::TemporaryFolder Program;
-  test::TemporaryFolder Output;
+  test::TempFolder Program;
+  test::TempFolder Output;
 };
 
 TEST_F(CommandLineTest, ARunWritesTheLogLineForLine) {
@@ -82,7 +82,7 @@ TEST_F(CommandLineTest, TheServerInsideServesWhenNoOtherIsNamed) {
 }
 
 TEST_F(CommandLineTest, TheServerInsideServesTheUsersFiles) {
-  const test::TemporaryFolder csv;
+  const test::TempFolder csv;
   csv.Write("acme.csv", "Date,Open,High,Low,Close,Volume\n2003-03-12,1,2,0.5,1.5,100\nbad line\n");
   EXPECT_EQ(Run({"ACME", "--output", Output.Path(), "--source", "csv:" + csv.Path()}), 0);
   EXPECT_THAT(Out.str(), HasSubstr("Recorded 1 lines"));
@@ -211,7 +211,7 @@ TEST_F(CommandLineTest, SavedChoicesAreTakenUnlessGiven) {
 }
 
 TEST_F(CommandLineTest, SavedChoicesOfAnotherFolder) {
-  const test::TemporaryFolder other;
+  const test::TempFolder other;
   other.Write("user.cfg", "|IBM\n-1\n-1\n" + Output.Path() + "\n500\n");
   EXPECT_EQ(Run({"--saved", "--program-folder", other.Path(), "--end-date", "03/10/03"}), 0) << Err.str();
   EXPECT_EQ(Output.Files().size(), 1U);

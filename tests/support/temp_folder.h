@@ -1,10 +1,11 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -12,13 +13,28 @@
 
 namespace hq::test {
 
+// A file's bytes, read without any code of the program; "<none>" when it can't be opened.
+inline std::string Bytes_Of(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) return "<none>";
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+inline void Put_Bytes(const std::string& path, std::string_view bytes) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  if (!file) throw std::runtime_error("can't write " + path);
+}
+
 // A new empty folder, deleted with all it holds when the object goes.
 class TempFolder {
  public:
   TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "history-quotes-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = name;
+    std::random_device random;
+    do {
+      path_ = std::filesystem::temp_directory_path() / ("history-quotes-test-" + std::to_string(random()));
+    } while (!std::filesystem::create_directory(path_));
   }
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;
@@ -41,22 +57,19 @@ class TempFolder {
     return names;
   }
 
+  void Write(std::string_view name, std::string_view bytes) const { Put_Bytes(*this / name, bytes); }
+
+  // The names and the bytes of all files in it.
+  [[nodiscard]] std::map<std::string, std::string> Files() const {
+    std::map<std::string, std::string> files;
+    for (const std::string& name : Names()) {
+      if (std::filesystem::is_regular_file(path_ / name)) files[name] = Bytes_Of(*this / name);
+    }
+    return files;
+  }
+
  private:
   std::filesystem::path path_;
 };
-
-// A file's bytes, read without any code of the program; "<none>" when it can't be opened.
-inline std::string Bytes_Of(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return "<none>";
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-inline void Put_Bytes(const std::string& path, std::string_view bytes) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  if (!file) throw std::runtime_error("can't write " + path);
-}
 
 }  // namespace hq::test
