@@ -130,6 +130,7 @@ int modFailSafe::fsERROR(std::string_view module, std::string_view procedure, co
 
 std::vector<std::string> modFailSafe::CallStack() const {
   std::vector<std::string> texts;
+  texts.reserve(static_cast<size_t>(depth_));
   for (std::int32_t i = 0; i < depth_; ++i) texts.push_back(levels_[static_cast<size_t>(i)].EntryText);
   return texts;
 }
