@@ -134,7 +134,7 @@ class ConnectionStream final : public httplib::Stream {
   bool Fill() {
     // The end of the server shuts the socket's reading side, which ends this wait.
     if (Poll_One(socket_, POLLIN, Milliseconds_Until(read_end_)) <= 0) return false;
-    const auto count = recv(socket_, buffer_.data(), buffer_.size(), 0);
+    const auto count = recv(socket_, buffer_.data(), buffer_size, 0);
     if (count <= 0) return false;
     next_ = 0;
     filled_ = static_cast<std::size_t>(count);
@@ -154,7 +154,8 @@ class ConnectionStream final : public httplib::Stream {
 
   socket_t socket_;
   const std::atomic<bool>& stopping_;
-  std::array<char, 4096> buffer_{};
+  static constexpr int buffer_size = 4096;
+  std::array<char, buffer_size> buffer_{};
   std::size_t next_ = 0;
   std::size_t filled_ = 0;
   std::size_t room_ = longest_request;
