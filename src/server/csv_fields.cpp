@@ -224,11 +224,13 @@ std::optional<bool> Take_Zone(string_view& text) {
   }
   const auto sign = text.find_first_of("+-");
   if (sign == string_view::npos) return false;
-  std::string digits;
-  for (const char c : text.substr(sign + 1)) {
-    if (c != ':') digits += c;
+  const string_view offset = text.substr(sign + 1);
+  const bool has_colon = offset.size() == 5 && offset[2] == ':';
+  if (offset.size() != 2 && offset.size() != 4 && !has_colon) return std::nullopt;
+  if (!All_Digits(offset.substr(0, 2)) ||
+      (offset.size() > 2 && !All_Digits(offset.substr(has_colon ? 3 : 2)))) {
+    return std::nullopt;
   }
-  if (!All_Digits(digits) || (digits.size() != 2 && digits.size() != 4)) return std::nullopt;
   text = Trimmed(text.substr(0, sign));
   return false;
 }
@@ -275,7 +277,7 @@ std::optional<ZonedTime> Read_Zoned_Time(string_view text) {
   return ZonedTime{hours{parts[0]} + minutes{parts[1]} + seconds{parts[2]}, *universal};
 }
 
-// Where the time begins in a field that holds a date and a time, and how many characters part the two.
+// Where the blank or T stands that parts a date from the time after it; npos when there is none.
 std::size_t Find_Time(string_view text) {
   const auto colon = text.find(':');
   const auto parting = text.find_last_of("Tt ", colon);

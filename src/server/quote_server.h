@@ -8,8 +8,17 @@
 
 namespace hq::server {
 
-/// An HTTP server that answers quote requests from one source, on threads of its own. Several servers in one
-/// process don't disturb each other. The methods of one server are called from one thread.
+/// An HTTP server that answers quote requests from one source, on threads of its own.
+///
+/// GET /quotes?Interval=XXX&Symbol=SSS&Date=DDD is answered with the lines of Quote_Text: the sessions before
+/// the day sent, or the latest ones when Date is left out, as many as Session_Limit allows. Without such
+/// sessions the answer is one line of plain words with status 200. Errors are one such line too: 400 for a
+/// request that makes no sense, 404 for an unknown symbol, 422 for an interval that the source can't make of
+/// its data, 500 for data that can't be read. No such line ever holds ",0930,". GET
+/// /home/misc/symbol_search.asp?q=TEXT is a page that lists symbols, and GET / says what the server is.
+///
+/// A request may be 16 KiB long and take 5 seconds; a connection may be idle for 2 seconds. Several servers
+/// in one process don't disturb each other. The methods of one server are called from one thread.
 class QuoteServer {
  public:
   /// Takes one line, without a line end, for each request answered. It is called from the server's threads.
