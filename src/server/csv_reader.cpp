@@ -156,14 +156,14 @@ std::optional<Layout> Layout_From_Header(const Fields& fields, char delimiter) {
   layout.Date = *date;
   layout.Time = time;
   layout.Open = Find_Column(words, {"open", "otwarcie",
-                                    "er\xc3\xb6"
-                                    "ffnung",
+                                    ("er\xc3\xb6"
+                                     "ffnung"),
                                     "erster"});
   layout.High = Find_Column(words, {"high", "najwyzszy", "hoch", "tageshoch"});
   layout.Low = Find_Column(words, {"low", "najnizszy", "tief", "tagestief"});
   layout.Volume = Find_Column(words, {"volume", "vol", "totalvolume", "wolumen", "volumen",
-                                      "st\xc3\xbc"
-                                      "cke"});
+                                      ("st\xc3\xbc"
+                                       "cke")});
   layout.Ticks = Find_Column(words, {"tickvol", "tickvolume"});
   const auto close =
       Find_Column(words, {"close", "close/last", "last", "price", "zamkniecie", "schluss", "schlusskurs"});

@@ -222,7 +222,7 @@ std::string Host_For_Clients(const std::string& address) {
 // length and time from its first byte to its last.
 class QuoteServer::Listener final : public httplib::Server {
  public:
-  Listener(std::shared_ptr<QuoteSource> source, const RequestLog& request_log) {
+  Listener(const std::shared_ptr<QuoteSource>& source, const RequestLog& request_log) {
     new_task_queue = [] { return new httplib::ThreadPool(worker_threads); };
     set_payload_max_length(longest_request);
     // Head and body of an answer are written one after the other; the second must not wait for the client to
