@@ -34,6 +34,8 @@ bool Moves_Focus(Qt::FocusReason reason) {
   return reason != Qt::PopupFocusReason && reason != Qt::MenuBarFocusReason;
 }
 
+bool Is_Add_Key(const QKeyEvent& key) { return key.key() == Qt::Key_A && key.modifiers() == Qt::AltModifier; }
+
 }  // namespace
 
 int ListBoxStocks::Count() const {
@@ -105,7 +107,7 @@ frmmain1::frmmain1(global& program)
   if (!program.Parts.QuotesNote.empty()) {
     auto* note = new QLabel(To_QString(program.Parts.QuotesNote));
     note->setObjectName("lblquotes");
-    note->setContentsMargins(0, 0, 8, 0);
+    note->setContentsMargins(0, 4, 8, 0);
     note->setFont(font());
     ui_->menubar->setCornerWidget(note);
   }
@@ -443,6 +445,22 @@ void frmmain1::Check_After_Focus_Moved(QObject* box) {
   } catch (const Interrupted&) {
     return;
   }
+}
+
+// "&Add" and the menu's "&About" have the same access key. The button gets it, because it is used all the time; the menu
+// is reached with Alt alone. Left to themselves the two would wait for each other.
+bool frmmain1::event(QEvent* event) {
+  if (event->type() == QEvent::ShortcutOverride && Is_Add_Key(*static_cast<QKeyEvent*>(event))) {
+    event->accept();
+    return true;
+  }
+  return QMainWindow::event(event);
+}
+
+void frmmain1::keyPressEvent(QKeyEvent* event) {
+  if (!Is_Add_Key(*event)) return QMainWindow::keyPressEvent(event);
+  ui_->cmdAdd->setFocus(Qt::ShortcutFocusReason);
+  ui_->cmdAdd->animateClick();
 }
 
 bool frmmain1::eventFilter(QObject* watched, QEvent* event) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "errortrap/procedure.h"
+#include "shell/form_looks.h"
 
 namespace hq {
 

@@ -60,7 +60,8 @@ void IndexedComboBox::paintEvent(QPaintEvent*) {
 void IndexedComboBox::keyPressEvent(QKeyEvent* event) {
   if (!on_key_) return QComboBox::keyPressEvent(event);
   on_key_();
-  event->accept();
+  // Access keys are the form's.
+  event->setAccepted(event->modifiers() != Qt::AltModifier);
 }
 
 void IndexedComboBox::wheelEvent(QWheelEvent* event) {
