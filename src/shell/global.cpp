@@ -72,7 +72,10 @@ frmtest& global::Test() {
 }
 
 frmlog& global::Log() {
-  return Loaded(log_, Trap);
+  const bool is_new = log_ == nullptr;
+  frmlog& log = Loaded(log_, Trap);
+  if (is_new) log.setFont(Form_Font());
+  return log;
 }
 
 frmmain1& global::MainWindow() {
