@@ -10,6 +10,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <unistd.h>
@@ -274,7 +275,9 @@ void Register_All(const std::string& memory_folder, const std::string& disk_fold
     }
   };
   const auto ours = [](const std::string& folder) {
-    return [folder](const std::string& answer) { Engine(folder).Answer_To_File(answer); };
+    return [engine = std::make_shared<Engine>(folder)](const std::string& answer) {
+      engine->Answer_To_File(answer);
+    };
   };
   const auto plain = [](const std::string& folder) {
     return [folder](const std::string& answer) { Plainly(answer, folder); };

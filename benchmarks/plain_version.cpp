@@ -43,12 +43,9 @@ std::tuple<int, int, int> Day_Of(const Bar& bar) {
 
 Bar Bar_Of(const std::string& line) {
   std::array<std::string, 7> fields;
-  size_t start = 0;
-  for (size_t i = 0; i < fields.size(); ++i) {
-    const size_t comma = line.find(',', start);
-    if (comma == std::string::npos && i + 1 < fields.size()) throw std::runtime_error("incomplete line");
-    fields[i] = line.substr(start, comma - start);
-    start = comma + 1;
+  std::istringstream rest(line);
+  for (std::string& field : fields) {
+    if (!std::getline(rest, field, ',')) throw std::runtime_error("incomplete line");
   }
   const std::string& date = fields[0];
   const std::string& time = fields[1];
