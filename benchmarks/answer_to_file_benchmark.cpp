@@ -62,7 +62,7 @@ class FailingBoxes final : public MessageBoxes {
 class TemporaryFolder {
  public:
   explicit TemporaryFolder(const fs::path& parent)
-      : path_(parent / ("history-quotes-benchmark-" + std::to_string(getpid()))) {
+      : path_(parent / std::string("history-quotes-benchmark-").append(std::to_string(getpid()))) {
     fs::create_directories(path_);
   }
   TemporaryFolder(const TemporaryFolder&) = delete;
