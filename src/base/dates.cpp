@@ -13,9 +13,8 @@ void Skip_Blanks(std::string_view& text) {
   while (text.starts_with(' ')) text.remove_prefix(1);
 }
 
-// Takes a number of at most digits digits, and the blanks around it, off the front of text.
+// Takes a number of at most digits digits off the front of text.
 int Take_Number(std::string_view& text, size_t digits) {
-  Skip_Blanks(text);
   int number = 0;
   size_t taken = 0;
   while (taken < digits && taken < text.size() && text[taken] >= '0' && text[taken] <= '9') {
@@ -24,6 +23,12 @@ int Take_Number(std::string_view& text, size_t digits) {
   }
   if (taken == 0) throw RunTimeError(TypeMismatch);
   text.remove_prefix(taken);
+  return number;
+}
+
+int Take_Number_Between_Blanks(std::string_view& text, size_t digits) {
+  Skip_Blanks(text);
+  const int number = Take_Number(text, digits);
   Skip_Blanks(text);
   return number;
 }
@@ -74,12 +79,12 @@ Date Parse_Date(std::string_view text) {
   }
   // Zeros before a month or a day do not spoil it: a box that holds 012 stands for December.
   constexpr size_t longest = 4;
-  const int month = Take_Number(text, longest);
+  const int month = Take_Number_Between_Blanks(text, longest);
   Take_Character(text, '/');
-  const int day = Take_Number(text, longest);
+  const int day = Take_Number_Between_Blanks(text, longest);
   Take_Character(text, '/');
   const std::string_view year_text = Trim(text);
-  const int year = Take_Number(text, longest);
+  const int year = Take_Number_Between_Blanks(text, longest);
   if (!text.empty() || year_text.size() == 3) throw RunTimeError(TypeMismatch);
   return Date_Of(year_text.size() <= 2 ? Whole_Year(year) : year, month, day);
 }

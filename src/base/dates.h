@@ -13,8 +13,8 @@ using Date = std::chrono::sys_days;
 // Minutes since midnight, 0 to 1439.
 using TimeOfDay = std::chrono::minutes;
 
-// Reads "M/D/YY" or "M/D/YYYY", one or two digits for month and day. Raises TypeMismatch when the text is no
-// date.
+// Reads "M/D/YY" or "M/D/YYYY": one or two digits for the month, the day and a short year. Raises
+// TypeMismatch when the text is no date.
 [[nodiscard]] Date Parse_Date(std::string_view text);
 
 // Reads "H:MM" or "HH:MM" on a 24-hour clock. Raises TypeMismatch when the text is no time.

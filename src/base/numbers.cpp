@@ -18,12 +18,22 @@ bool Is_Digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-// Whether a number that from_chars found out of range is too small rather than too large: it has a negative
-// exponent or no digit other than 0 before its point.
+// Whether a number that from_chars found out of range is too small rather than too large. What counts is the
+// place of its first digit other than 0: "0.0001e3" is small and "1000e-3" is not, whatever their exponents.
 bool Is_Too_Small(std::string_view number) {
-  const size_t exponent = number.find_first_of("eE");
-  if (exponent != std::string_view::npos) return exponent + 1 < number.size() && number[exponent + 1] == '-';
-  return number.substr(0, number.find('.')).find_first_of("123456789") == std::string_view::npos;
+  const std::string_view digits = number.substr(0, number.find_first_of("eE"));
+  const auto first = static_cast<std::int64_t>(digits.find_first_of("123456789"));
+  const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+  std::int64_t exponent = 0;
+  if (digits.size() < number.size()) {
+    std::string_view power = number.substr(digits.size() + 1);
+    const bool negative = power.starts_with('-');
+    if (negative || power.starts_with('+')) power.remove_prefix(1);
+    constexpr std::int64_t Beyond = 1'000'000'000'000;
+    for (const char c : power) exponent = std::min(exponent * 10 + (c - '0'), Beyond);
+    if (negative) exponent = -exponent;
+  }
+  return point - first + exponent <= 0;
 }
 
 // The value of a text of nothing but a few digits and at most one point, such as nearly every number is: the
@@ -169,6 +179,7 @@ void Append_Fixed(std::string& text, float value, int decimals) {
       return Append_Units(text, *units, power);
     }
   }
+  if (!std::isfinite(value)) throw RunTimeError(Overflow);
   // The longest fixed text of a float is a sign, "0." and some fifty digits, or some forty digits before the
   // point.
   std::array<char, 128> buffer;

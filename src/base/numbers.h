@@ -9,7 +9,7 @@ namespace hq {
 // Numbers are read and written in one way whatever the user's locale: decimal point, no grouping.
 
 // The number a text begins with: blanks, an optional sign, digits and a decimal point; reading stops at the
-// first other character. A text that begins with no number gives 0.
+// first other character. A text that begins with no number gives 0, one beyond double precision infinity.
 [[nodiscard]] double Leading_Number(std::string_view text);
 
 // value rounded to a whole number, halves to the even neighbour. Raises Overflow when it leaves -32768 to
@@ -31,7 +31,7 @@ namespace hq {
 // Appends value with exactly decimals digits after the point (none and no point for 0), at least one before
 // it, no grouping. Rounds half away from zero, and rounds the shortest decimal text of the value, so that a
 // price received as 12.3445 is a half although single precision holds a little less. A value that rounds to
-// zero has no sign.
+// zero has no sign. Raises Overflow for infinity and for what is no number.
 void Append_Fixed(std::string& text, float value, int decimals);
 
 }  // namespace hq

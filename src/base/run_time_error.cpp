@@ -1,5 +1,6 @@
 #include "base/run_time_error.h"
 
+#include <cerrno>
 #include <new>
 #include <utility>
 
@@ -12,6 +13,13 @@ std::string Whole_Text(int number, const std::string& detail) {
 }
 
 int Number_Of(std::error_code code) {
+#if defined(EDQUOT) && !defined(_WIN32)
+  // The one reason here that the standard library has no name for, in neither of its two categories of
+  // reasons.
+  const bool of_system =
+      code.category() == std::generic_category() || code.category() == std::system_category();
+  if (of_system && code.value() == EDQUOT) return DiskFull;
+#endif
   const std::error_condition condition = code.default_error_condition();
   if (condition.category() != std::generic_category()) return PathFileAccessError;
   switch (static_cast<std::errc>(condition.value())) {

@@ -11,10 +11,6 @@
 
 namespace hq {
 
-// Thrown out of the loop after Interrupt. It is no std::exception, so that code which passes over failing
-// statements lets it through and the program really ends.
-struct Interrupted {};
-
 // The message loop of a program without windows: a queue of posted events.
 class ConsoleMessageLoop final : public MessageLoop {
  public:

@@ -72,29 +72,51 @@ void modFailSafe::fsPOP(std::string_view module, std::string_view procedure, std
   Wait_While_Paused();
   if (!started_) return Complain(module, procedure, NotStarted);
   if (depth_ == 0) return Complain(module, procedure, ExitWithoutEntry);
-  Level& level = levels_[static_cast<size_t>(depth_) - 1];
+  const Level& level = levels_[static_cast<size_t>(depth_) - 1];
   if (!Names_Procedure(level.EntryText, module, procedure)) {
     if (!options_.CheckBalance) return;
     depth_ = 0;
     return Complain(module, procedure, Unbalanced);
   }
+  struct Leaving {
+    explicit Leaving(modFailSafe& trap) : trap_(trap) {}
+    Leaving(const Leaving&) = delete;
+    Leaving& operator=(const Leaving&) = delete;
+    ~Leaving() { trap_.Drop_To(trap_.depth_ - 1); }
+    modFailSafe& trap_;
+  };
+  // The procedure has left, whether or not its record could be written.
+  const Leaving leaving(*this);
   if (Write_Record) {
     // An exit is written without the depth that the entry text begins with.
     const std::string_view entry = level.EntryText;
     Write_Record({TraceRecord::Direction::Exit, ++record_count_, Milliseconds_Since_Start(),
                   entry.substr(entry.find(Separator) + Separator.size())});
   }
-  level.EntryText.clear();
-  level.Argument = 0;
-  level.TrackMark = 0;
-  --depth_;
+}
+
+void modFailSafe::Drop_To(std::int32_t depth) {
+  for (; depth_ > depth; --depth_) {
+    Level& level = levels_[static_cast<size_t>(depth_) - 1];
+    level.EntryText.clear();
+    level.Argument = 0;
+    level.TrackMark = 0;
+  }
 }
 
 int modFailSafe::fsERROR(std::string_view module, std::string_view procedure, const RunTimeError& error) {
   ++error_count_;
   if (reporter_ == nullptr) return trap_choice::Continue;
-  const bool was_paused = paused_;
-  paused_ = true;
+  // Put back also when an interruption passes through the reporter: the hooks would wait for ever.
+  struct Pausing {
+    explicit Pausing(bool& flag) : flag_(flag), before_(flag) { flag_ = true; }
+    Pausing(const Pausing&) = delete;
+    Pausing& operator=(const Pausing&) = delete;
+    ~Pausing() { flag_ = before_; }
+    bool& flag_;
+    bool before_;
+  };
+  const Pausing pausing(paused_);
   int choice = trap_choice::Continue;
   try {
     choice = reporter_->Report({std::string(module), std::string(procedure), error.Number(),
@@ -103,12 +125,12 @@ int modFailSafe::fsERROR(std::string_view module, std::string_view procedure, co
     // The last resort for errors must not add one: a reporter that fails counts as acknowledged.
     choice = trap_choice::Continue;
   }
-  paused_ = was_paused;
   return choice;
 }
 
 std::vector<std::string> modFailSafe::CallStack() const {
   std::vector<std::string> texts;
+  texts.reserve(static_cast<size_t>(depth_));
   for (std::int32_t i = 0; i < depth_; ++i) texts.push_back(levels_[static_cast<size_t>(i)].EntryText);
   return texts;
 }
@@ -116,6 +138,8 @@ std::vector<std::string> modFailSafe::CallStack() const {
 void modFailSafe::Start() {
   started_ = true;
   start_ = std::chrono::steady_clock::now();
+  // The levels never move, so that a record's text stays where it is while its reader runs traced procedures.
+  levels_.reserve(DeepestLevel);
   if (Read_Options) options_ = Read_Options();
 }
 

@@ -56,7 +56,7 @@ struct TraceRecord {
   Direction Way;
   std::int32_t Number;         // running number of the record, from 1
   double Milliseconds;         // since the trap was started
-  std::string_view EntryText;  // the call stack's text for the level
+  std::string_view EntryText;  // the call stack's text for the level, without the depth in front
 };
 
 // The error trap: the call stack that every procedure's hooks keep, and the handler of errors that a
@@ -66,8 +66,8 @@ class modFailSafe {
  public:
   static constexpr std::int32_t DeepestLevel = 1000;
 
-  // loop: run while the trap is paused. reporter: told of trapped errors; may be null, then every choice is
-  // Continue. Both must outlive the trap.
+  // loop: run while the trap is paused; when it is null the hooks never wait. reporter: told of trapped
+  // errors; may be null, then every choice is Continue. Both must outlive the trap.
   explicit modFailSafe(MessageLoop* loop = nullptr, ErrorReporter* reporter = nullptr);
 
   // Reads the settings when the trap starts, at the first entry hook.
@@ -77,6 +77,10 @@ class modFailSafe {
 
   // The entry hook: puts the procedure on the call stack. Raises an error when the stack holds 1000 levels.
   void fsPUSH(std::string_view module, std::string_view procedure, std::string_view text = {});
+
+  // Takes the levels above depth off the stack: an entry hook that failed may have put its level there
+  // before, and must find the stack as it was when it is called again.
+  void Drop_To(std::int32_t depth);
 
   // The exit hook: takes the procedure off the call stack. An entry of another procedure on top is left
   // there, or reported and the whole stack dropped when the balance is checked.

@@ -1,8 +1,11 @@
 #include "errortrap/procedure.h"
 
+#include <cstdint>
+
 namespace hq::detail {
 
 bool Enter(modFailSafe& trap, const ProcedureName& here) {
+  const std::int32_t depth = trap.Depth();
   for (;;) {
     try {
       trap.fsPUSH(here.Module, here.Procedure);
@@ -11,6 +14,7 @@ bool Enter(modFailSafe& trap, const ProcedureName& here) {
       const int choice = trap.fsERROR(here.Module, here.Procedure, Current_Error());
       if (choice == trap_choice::Ignore) return true;
       if (choice != trap_choice::Retry) return false;
+      trap.Drop_To(depth);
     }
   }
 }

@@ -11,10 +11,9 @@
 // How a procedure is entered, left and guarded. Every procedure's body is run by one of three functions, so
 // its first line tells its mode:
 //
-//   Keep_Trap_Handler          an error of a statement goes to the trap, whose choice decides how the
-//   procedure goes on With_Own_Handler           an error of the body goes to a handler of the procedure's
-//   own, which gives its result Skip_Failing_Statements    a statement that raises an error is abandoned and
-//   the next one runs
+// - Keep_Trap_Handler: an error of a statement goes to the trap, whose choice decides what is done next;
+// - With_Own_Handler: an error of the body goes to a handler of the procedure's own, which gives its result;
+// - Skip_Failing_Statements: a statement that raises an error is abandoned and the next one runs.
 //
 // All three call the entry hook first, with the trap's handler armed, and the exit hook on every way out.
 // When the trap says to leave the procedure its result is R{}.

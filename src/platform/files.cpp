@@ -12,6 +12,11 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// A path with a NUL is cut short there by the system and would name something else.
+bool Has_Nul(std::string_view path) {
+  return Contains(path, std::string_view("\0", 1));
+}
+
 // Whether name fits a pattern in which "*" stands for any characters and "?" for any one.
 bool Fits(std::string_view name, std::string_view pattern) {
   size_t n = 0;
@@ -50,20 +55,25 @@ bool Wildcard_Finds(const std::string& text) {
 }  // namespace
 
 void SystemFiles::Copy(const std::string& from, const std::string& to) {
-  std::error_code error;
-  fs::copy_file(from, to, fs::copy_options::overwrite_existing, error);
-  if (error) throw File_Error(error, from);
+  const std::string bytes = Read(from);
+  const std::unique_ptr<OutputFile> copy = Open_For_Output(to);
+  copy->Write(bytes);
+  copy->Close();
 }
 
 void SystemFiles::Delete(const std::string& path) {
+  if (Has_Nul(path)) throw File_Error(std::make_error_code(std::errc::invalid_argument), path);
   std::error_code error;
+  // remove() would take an empty folder as well.
+  if (fs::is_directory(fs::symlink_status(path, error))) {
+    throw File_Error(std::make_error_code(std::errc::is_a_directory), path);
+  }
   if (fs::remove(path, error)) return;
   throw File_Error(error ? error : std::make_error_code(std::errc::no_such_file_or_directory), path);
 }
 
 bool SystemFiles::Exists(const std::string& path) {
-  // A NUL would cut the path short and find something else.
-  if (Contains(path, std::string_view("\0", 1))) return false;
+  if (Has_Nul(path)) return false;
   std::error_code error;
   return fs::exists(path, error);
 }
@@ -77,7 +87,7 @@ std::string Join_Path(std::string_view folder, std::string_view name) {
 
 bool Directory_Search_Finds(Files& files, std::string_view text) {
   const std::string trimmed(Trim(text));
-  if (trimmed.empty()) return false;
+  if (trimmed.empty() || Has_Nul(trimmed)) return false;
   return files.Exists(std::string(text)) || files.Exists(trimmed) || Wildcard_Finds(trimmed);
 }
 

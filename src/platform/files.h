@@ -15,7 +15,8 @@ class OutputFile {
   OutputFile& operator=(const OutputFile&) = delete;
   virtual ~OutputFile() = default;
 
-  // Appends bytes. Raises DiskFull, DeviceIOError, ...; after that Close can only fail.
+  // Appends bytes. Raises DiskFull, DeviceIOError, ...; after that every Write and Close raises the same
+  // error. Raises BadFileName after Close.
   virtual void Write(std::string_view bytes) = 0;
 
   // Hands the bytes to the disk and moves the file over its place; an earlier file of the name is replaced
@@ -33,17 +34,21 @@ class Files {
   Files& operator=(const Files&) = delete;
   virtual ~Files() = default;
 
-  // Begins a file that will replace path. Raises PathNotFound when its folder is missing, PermissionDenied
-  // when an existing file or the folder is not writable, PathFileAccessError when path names a folder.
+  // Begins a file that will replace path; of a link the file it leads to. Raises PathNotFound when its folder
+  // is missing, PermissionDenied when an existing file or the folder is not writable, PathFileAccessError
+  // when path names a folder or a device, BadFileName when it is empty, too long or holds a NUL.
   virtual std::unique_ptr<OutputFile> Open_For_Output(const std::string& path) = 0;
 
-  // The bytes of a file of up to 64 MiB. Raises FileNotFound when there is none.
+  // The bytes of a file of up to 64 MiB. Raises FileNotFound when there is none, PathFileAccessError when it
+  // is larger or a folder.
   virtual std::string Read(const std::string& path) = 0;
 
-  // Copies a file over another.
+  // Copies a file of up to 64 MiB over another, with the errors of Read and Open_For_Output; whole or not at
+  // all.
   virtual void Copy(const std::string& from, const std::string& to) = 0;
 
-  // Deletes a file. Raises FileNotFound when there is none.
+  // Deletes a file or a link. Raises FileNotFound when there is none, PathFileAccessError when it is a
+  // folder.
   virtual void Delete(const std::string& path) = 0;
 
   // Whether a file or folder of exactly this path exists.

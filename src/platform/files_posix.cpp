@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <climits>
 #include <fcntl.h>
 #include <filesystem>
+#include <optional>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -29,103 +29,163 @@ RunTimeError Error_Of(std::errc reason, const std::string& path) {
   return File_Error(std::make_error_code(reason), path);
 }
 
-// A name for the unfinished file that no other file of this or another process has.
+// An open file of the system, closed when the object goes.
+class Descriptor {
+ public:
+  explicit Descriptor(int number = -1) : number_(number) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (number_ >= 0) close(number_);
+  }
+
+  void Take(int number) { number_ = number; }
+  [[nodiscard]] int Release() { return std::exchange(number_, -1); }
+  [[nodiscard]] int Number() const { return number_; }
+  [[nodiscard]] bool Is_Open() const { return number_ >= 0; }
+
+ private:
+  int number_;
+};
+
+void Refuse_Nul(const std::string& path) {
+  // The system would cut the path short there and take another file.
+  if (path.find('\0') != std::string::npos) throw Error_Of(std::errc::invalid_argument, path);
+}
+
+// A name for the unfinished file that no other file of this or another living process has.
 std::string Unfinished_Name() {
   static std::atomic<unsigned> count = 0;
   return ".history-quotes-" + std::to_string(getpid()) + "-" + std::to_string(++count) + ".part";
+}
+
+// The place that a path leads to when the file itself is a link, or a link to a link, whether or not there is
+// a file yet.
+fs::path Followed(const std::string& path) {
+  constexpr int MostLinks = 40;
+  fs::path place(path);
+  for (int links = 0; links <= MostLinks; ++links) {
+    std::error_code no_link;
+    const fs::path next = fs::read_symlink(place, no_link);
+    if (no_link) return place;
+    place = place.parent_path() / next;
+  }
+  throw Error_Of(std::errc::too_many_symbolic_link_levels, path);
 }
 
 class PosixOutputFile final : public OutputFile {
  public:
   PosixOutputFile(std::string path, const fs::path& target)
       : path_(std::move(path)), target_(target.string()) {
+    // A write takes no memory, so that it can't fail for want of it and leave a gap in the file.
+    buffer_.reserve(WriteBufferBytes);
     struct stat existing {};
     const bool replaces = stat(target_.c_str(), &existing) == 0;
+    if (!replaces && errno != ENOENT) throw Last_Error(path_);
+    // Only a plain file is replaced: a device or a pipe would be gone afterwards.
     if (replaces && S_ISDIR(existing.st_mode)) throw Error_Of(std::errc::is_a_directory, path_);
+    if (replaces && !S_ISREG(existing.st_mode)) throw Error_Of(std::errc::not_supported, path_);
     if (replaces && access(target_.c_str(), W_OK) != 0) throw Last_Error(path_);
-    unfinished_ = (target.parent_path() / Unfinished_Name()).string();
-    descriptor_ = open(unfinished_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor_ < 0 && errno == ENOENT) {
-      throw RunTimeError(PathNotFound, path_ + ": " + std::generic_category().message(ENOENT));
-    }
-    if (descriptor_ < 0) throw Last_Error(path_);
+    do {
+      // A process that was killed may have left an unfinished file, and a later one may have its number.
+      unfinished_ = (target.parent_path() / Unfinished_Name()).string();
+      descriptor_.Take(open(unfinished_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    } while (!descriptor_.Is_Open() && errno == EEXIST);
+    if (!descriptor_.Is_Open()) throw Place_Error();
     // An earlier file's permissions are the user's choice. Where they can't be kept the new file's own will
     // do.
-    if (replaces && fchmod(descriptor_, existing.st_mode & 07777) != 0) errno = 0;
+    if (replaces && fchmod(descriptor_.Number(), existing.st_mode & 07777) != 0) errno = 0;
   }
 
   ~PosixOutputFile() override {
-    if (descriptor_ >= 0) close(descriptor_);
     if (!unfinished_.empty()) unlink(unfinished_.c_str());
   }
 
   void Write(std::string_view bytes) override {
-    buffer_ += bytes;
-    if (buffer_.size() >= WriteBufferBytes) Flush();
+    Check_Usable();
+    if (buffer_.size() + bytes.size() > WriteBufferBytes) {
+      Put(buffer_);
+      buffer_.clear();
+    }
+    if (bytes.size() > WriteBufferBytes) {
+      Put(bytes);
+    } else {
+      buffer_ += bytes;
+    }
   }
 
   void Close() override {
-    Flush();
-    if (fsync(descriptor_) != 0 && errno != EINVAL) throw Last_Error(path_);
-    const int closed = close(std::exchange(descriptor_, -1));
-    if (closed != 0) throw Last_Error(path_);
-    if (rename(unfinished_.c_str(), target_.c_str()) != 0) throw Last_Error(path_);
+    Check_Usable();
+    Put(buffer_);
+    buffer_.clear();
+    // Some file systems have nothing to hand on and say so. After any other failure bytes may be lost, and a
+    // second try would not notice.
+    if (fsync(descriptor_.Number()) != 0 && errno != EINVAL) Fail();
+    if (close(descriptor_.Release()) != 0) throw Last_Error(path_);
+    if (rename(unfinished_.c_str(), target_.c_str()) != 0) throw Place_Error();
     unfinished_.clear();
   }
 
  private:
-  void Flush() {
-    if (failed_) throw RunTimeError(DeviceIOError, path_ + ": an earlier write failed");
-    std::string_view rest = buffer_;
-    while (!rest.empty()) {
-      const ssize_t written = write(descriptor_, rest.data(), rest.size());
+  // The system's last error, where a missing file means that the folder is missing.
+  [[nodiscard]] RunTimeError Place_Error() const {
+    if (errno != ENOENT) return Last_Error(path_);
+    return RunTimeError(PathNotFound, path_ + ": " + std::generic_category().message(ENOENT));
+  }
+
+  void Check_Usable() const {
+    if (failure_) throw RunTimeError(*failure_);
+    if (!descriptor_.Is_Open()) throw RunTimeError(BadFileName, path_ + ": the file is closed");
+  }
+
+  [[noreturn]] void Fail() {
+    failure_ = Last_Error(path_);
+    throw RunTimeError(*failure_);
+  }
+
+  void Put(std::string_view bytes) {
+    while (!bytes.empty()) {
+      const ssize_t written = write(descriptor_.Number(), bytes.data(), bytes.size());
       if (written < 0 && errno == EINTR) continue;
-      if (written < 0) {
-        failed_ = true;
-        throw Last_Error(path_);
-      }
-      rest.remove_prefix(static_cast<size_t>(written));
+      if (written < 0) Fail();
+      bytes.remove_prefix(static_cast<size_t>(written));
     }
-    buffer_.clear();
   }
 
   std::string path_;
   std::string target_;
   std::string unfinished_;
   std::string buffer_;
-  int descriptor_ = -1;
-  bool failed_ = false;
+  Descriptor descriptor_;
+  std::optional<RunTimeError> failure_;
 };
 
 }  // namespace
 
 std::unique_ptr<OutputFile> SystemFiles::Open_For_Output(const std::string& path) {
-  if (path.find('\0') != std::string::npos) throw Error_Of(std::errc::invalid_argument, path);
+  Refuse_Nul(path);
+  if (path.empty()) throw Error_Of(std::errc::invalid_argument, path);
   // A link stays a link: the file it names is replaced.
-  std::error_code error;
-  const bool link = fs::is_symlink(path, error);
-  return std::make_unique<PosixOutputFile>(path, link ? fs::weakly_canonical(path, error) : fs::path(path));
+  return std::make_unique<PosixOutputFile>(path, Followed(path));
 }
 
 std::string SystemFiles::Read(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) throw Last_Error(path);
+  Refuse_Nul(path);
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.Is_Open()) throw Last_Error(path);
   std::string bytes;
-  ssize_t got = 1;
-  while (got > 0 && bytes.size() <= LargestFileToRead) {
+  for (;;) {
+    constexpr size_t Piece = 64 * 1024;
     const size_t before = bytes.size();
-    bytes.resize(before + 64 * 1024);
-    do {
-      got = read(descriptor, bytes.data() + before, bytes.size() - before);
-    } while (got < 0 && errno == EINTR);
+    bytes.resize(before + Piece);
+    const ssize_t got = read(file.Number(), bytes.data() + before, Piece);
+    if (got < 0 && errno != EINTR) throw Last_Error(path);
     bytes.resize(before + static_cast<size_t>(std::max<ssize_t>(got, 0)));
+    if (got == 0) return bytes;
+    if (bytes.size() > LargestFileToRead) {
+      throw RunTimeError(PathFileAccessError, path + ": larger than 64 MiB");
+    }
   }
-  const int reason = errno;
-  close(descriptor);
-  errno = reason;
-  if (got < 0) throw Last_Error(path);
-  if (bytes.size() > LargestFileToRead) throw Error_Of(std::errc::file_too_large, path);
-  return bytes;
 }
 
 }  // namespace hq

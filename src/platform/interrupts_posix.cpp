@@ -36,7 +36,8 @@ class InterruptWatch::Watcher {
 
   ~Watcher() {
     stopping_ = true;
-    pthread_kill(thread_.native_handle(), SIGTERM);
+    // Every thread blocks the signal; it only wakes the watching one.
+    pthread_kill(thread_.native_handle(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
     thread_.join();
     signal(SIGPIPE, pipe_before_);
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);

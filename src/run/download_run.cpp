@@ -147,6 +147,7 @@ SymbolOutcome DownloadRun::Process_Onestock() {
       [&]() -> SymbolOutcome {
         // An answer left over from another symbol must never be taken for this one's.
         transfer.ResponseText.clear();
+        ++transfers_;
         inet.Execute(Compose_Request(state_.RequestTemplate, state_.Settings, services_.Time.Today()), "GET");
         transfer.TransferStatus = "Start downloading " + symbol;
         if (!Wait_For_Transfer()) {
@@ -179,10 +180,14 @@ SymbolOutcome DownloadRun::Process_Onestock() {
 }
 
 bool DownloadRun::Wait_For_Transfer() {
+  const unsigned own = transfers_;
   for (int pass = 0; pass <= LastPass; ++pass) {
     if (Transfer_Ended(state_.Transfer)) return true;
     services_.Loop.Sleep(PassTime);
     services_.Loop.DoEvents();
+    // A second run has cancelled this transfer: no answer can come any more, so the rest of the passes is not
+    // spent.
+    if (transfers_ != own) return false;
   }
   return false;
 }

@@ -114,6 +114,7 @@ class DownloadRun {
 
   SharedState& state_;
   RunServices services_;
+  unsigned transfers_ = 0;  // started so far; tells a wait that its transfer has been cancelled for another
 };
 
 }  // namespace hq

@@ -1,22 +1,17 @@
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <string>
 #include <string_view>
 
+#include "server/csv_source.h"
 #include "server/exchange_clock.h"
 #include "server/quote_source.h"
 
 namespace hq::server {
 
-/// Takes one line, without a line end, about something in the source's data that was passed over. It may be
-/// called from several threads at once.
-using Reporter = std::function<void(const std::string& line)>;
-
-/// Makes the source that `spec` names: "simulated", or "csv:FOLDER" for a folder of the user's own files. The
-/// caller owns it. Raises std::invalid_argument with a text for the user when `spec` is neither, or when
-/// FOLDER is not a folder. `clock` tells the simulated market its latest session; `reporter` may be empty.
+// Makes the source that `spec` names: "simulated", or "csv:FOLDER" for a folder of the user's own files. The
+// caller owns it. Raises std::invalid_argument with a text for the user when `spec` is neither, or when
+// FOLDER is not a folder. `clock` tells the simulated market its latest session; `reporter` may be empty.
 [[nodiscard]] std::unique_ptr<QuoteSource> Make_Source(std::string_view spec,
                                                        ExchangeClock clock = New_York_Now,
                                                        Reporter reporter = {});

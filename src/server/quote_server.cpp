@@ -86,13 +86,19 @@ class ConnectionStream final : public httplib::Stream {
     return true;
   }
 
+  // Whether a request could not be read to its end, so that what follows on the connection is no new request.
+  [[nodiscard]] bool Is_Cut_Off() const { return cut_off_; }
+
   bool is_readable() const override { return next_ < filled_ || Poll_One(socket_, POLLIN, 0) > 0; }
   bool is_writable() const override { return Poll_One(socket_, POLLOUT, 0) > 0; }
 
   ssize_t read(char* to, std::size_t size) override {
-    if (next_ == filled_ && !Fill()) return -1;
-    const std::size_t count = std::min({size, filled_ - next_, room_});
-    if (count == 0) return -1;
+    const bool has_bytes = next_ < filled_ || Fill();
+    const std::size_t count = has_bytes ? std::min({size, filled_ - next_, room_}) : 0;
+    if (count == 0) {
+      cut_off_ = true;
+      return -1;
+    }
     std::copy_n(buffer_.data() + next_, count, to);
     next_ += count;
     room_ -= count;
@@ -128,7 +134,7 @@ class ConnectionStream final : public httplib::Stream {
   bool Fill() {
     // The end of the server shuts the socket's reading side, which ends this wait.
     if (Poll_One(socket_, POLLIN, Milliseconds_Until(read_end_)) <= 0) return false;
-    const auto count = recv(socket_, buffer_.data(), buffer_.size(), 0);
+    const auto count = recv(socket_, buffer_.data(), buffer_size, 0);
     if (count <= 0) return false;
     next_ = 0;
     filled_ = static_cast<std::size_t>(count);
@@ -148,10 +154,12 @@ class ConnectionStream final : public httplib::Stream {
 
   socket_t socket_;
   const std::atomic<bool>& stopping_;
-  std::array<char, 4096> buffer_{};
+  static constexpr int buffer_size = 4096;
+  std::array<char, buffer_size> buffer_{};
   std::size_t next_ = 0;
   std::size_t filled_ = 0;
   std::size_t room_ = longest_request;
+  bool cut_off_ = false;
   steady_clock::time_point read_end_;
   std::optional<steady_clock::time_point> write_end_;
 };
@@ -205,7 +213,7 @@ std::string Host_For_Clients(const std::string& address) {
   std::string text = "can't listen at " + address;
   if (port != 0) text.append(":").append(std::to_string(port));
   if (reason != 0) throw std::system_error(reason, std::system_category(), text);
-  throw std::runtime_error(text + ": the address is not one of this computer");
+  throw std::runtime_error(text + ": there is no such address");
 }
 
 }  // namespace
@@ -214,9 +222,12 @@ std::string Host_For_Clients(const std::string& address) {
 // length and time from its first byte to its last.
 class QuoteServer::Listener final : public httplib::Server {
  public:
-  Listener(std::shared_ptr<QuoteSource> source, const RequestLog& request_log) {
+  Listener(const std::shared_ptr<QuoteSource>& source, const RequestLog& request_log) {
     new_task_queue = [] { return new httplib::ThreadPool(worker_threads); };
     set_payload_max_length(longest_request);
+    // Head and body of an answer are written one after the other; the second must not wait for the client to
+    // confirm the first.
+    set_tcp_nodelay(true);
     // The library would let several processes share one port, and a request would reach any of them.
     set_socket_options([](socket_t socket) {
       const int yes = 1;
@@ -303,7 +314,8 @@ class QuoteServer::Listener final : public httplib::Server {
     ConnectionStream stream{socket, stopping_};
     for (int left = requests_a_connection; left > 0 && stream.Begin_Request(); --left) {
       bool closed = false;
-      if (!process_request(stream, left == 1 || stopping_, closed, nullptr) || closed) break;
+      if (!process_request(stream, left == 1 || stopping_, closed, nullptr) || closed || stream.Is_Cut_Off())
+        break;
     }
     {
       const std::lock_guard lock{mutex_};

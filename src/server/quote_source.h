@@ -10,70 +10,70 @@
 
 namespace hq::server {
 
-/// Why a source has no bars for a request.
+// Why a source has no bars for a request.
 enum class FailureKind {
-  /// The source does not know the symbol.
+  // The source does not know the symbol.
   UnknownSymbol,
-  /// The source knows the symbol, but can't make bars of the interval asked for from what it has.
+  // The source knows the symbol, but can't make bars of the interval asked for from what it has.
   Unsuitable,
-  /// The source's data can't be read at all.
+  // The source's data can't be read at all.
   Unreadable,
 };
 
-/// A request that came to nothing.
+// A request that came to nothing.
 struct Failure {
   FailureKind Kind = FailureKind::Unreadable;
-  /// One sentence for the trader, without a line end; it may hold text from the request or from files as it
-  /// stood there.
+  // One sentence for the trader, without a line end; it may hold text from the request or from files as it
+  // stood there.
   std::string Reason;
 };
 
-/// Bars of one interval, oldest first, with at most one bar for a day and a start.
+// Bars of one interval, oldest first, with at most one bar for a day and a start.
 struct BarTable {
   std::vector<Bar> Bars;
-  /// How many decimals the prices are written with: 0 to 9, or none for as many as each price needs.
+  // How many decimals the prices are written with: 0 to 9, or none for as many as each price needs.
   std::optional<int> Decimals;
 };
 
-/// What a source says to a request. An empty table means that it knows the symbol and has no session in the
-/// time asked for.
+// What a source says to a request. An empty table means that it knows the symbol and has no session in the
+// time asked for.
 using Answer = std::variant<BarTable, Failure>;
 
-/// What a client asks of a source.
+// What a client asks of a source.
 struct QuoteRequest {
-  /// 1 to 60 characters; letter case does not count.
+  // 1 to 60 characters; letter case does not count.
   std::string Symbol;
-  /// 1, 5, 10, 20, 30, 60 minutes, or daily_interval.
+  // 1, 5, 10, 20, 30, 60 minutes, or daily_interval.
   int Interval = daily_interval;
-  /// The sessions wanted lie before this day; without it, the latest sessions are wanted.
+  // The sessions wanted lie before this day; without it, the latest sessions are wanted.
   std::optional<Day> Before;
-  /// How many sessions are wanted at most; at least 1.
+  // How many sessions are wanted at most; at least 1.
   int Sessions = 1;
 };
 
-/// A symbol as the search page shows it.
+// A symbol as the search page shows it.
 struct SymbolEntry {
   std::string Symbol;
   std::string Description;
 };
 
-/// Where quotes come from. All methods may be called from several threads at once.
+// Where quotes come from. All methods may be called from several threads at once.
 class QuoteSource {
  public:
   virtual ~QuoteSource() = default;
 
-  /// The bars of the last sessions before the day asked for. A table that is not empty begins with a bar at
-  /// 09:30, because a client takes that stamp for the beginning of the data. Raises std::bad_alloc only.
+  // The bars of the last sessions before the day asked for. A table that is not empty begins with a bar at
+  // 09:30, because a client takes that stamp for the beginning of the data. Raises std::bad_alloc only.
   [[nodiscard]] virtual Answer Bars(const QuoteRequest& request) = 0;
 
-  /// The symbols whose name or description holds `text` in any letter case, sorted by name, at most `limit`;
-  /// with an empty text, the symbols the source would show first.
+  // The symbols whose name or description holds `text` in any letter case, sorted by name, at most `limit`;
+  // with an empty text, the symbols the source would show first.
   [[nodiscard]] virtual std::vector<SymbolEntry> Find_Symbols(std::string_view text, std::size_t limit) = 0;
 
-  /// One sentence that says where the quotes come from, and plainly so when they are not real.
+  // One sentence that says where the quotes come from, and plainly so when they are not real.
   [[nodiscard]] virtual std::string Description() const = 0;
 
-  /// Whether the quotes were traded on a market.
+  // Whether the quotes were traded on a market.
   [[nodiscard]] virtual bool Real_Quotes() const = 0;
 
  protected:

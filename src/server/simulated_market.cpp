@@ -150,7 +150,7 @@ class Market {
     std::int64_t last_close = 0;
     for (int k = 0; k < minutes; ++k) {
       const std::int64_t change_q24 =
-          wander_q24[static_cast<std::size_t>(k + 1)] + drift_q24 * (k + 1) / minutes;
+          wander_q24[static_cast<std::size_t>(k) + 1] + drift_q24 * (k + 1) / minutes;
       const std::int64_t close = Cents(open_cents_q8, change_q24);
       const std::uint64_t wicks = Draw(seed_, Purpose::Wick, first_minute + k);
       const std::int64_t tick = Tick(wicks >> 32U);

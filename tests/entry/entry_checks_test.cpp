@@ -40,9 +40,9 @@ class EntryChecks : public ::testing::Test {
   }
 
   modFailSafe Trap;
-  testing::FakeMessageBoxes Boxes;
-  testing::FakeLoop Loop;
-  testing::MemoryFiles Disk;
+  test::FakeMessageBoxes Boxes;
+  test::FakeLoop Loop;
+  test::MemoryFiles Disk;
   SymbolList Stocks;
   EntryTexts Entry;
   int Focused = 0;

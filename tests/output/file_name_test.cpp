@@ -8,7 +8,7 @@
 namespace hq {
 namespace {
 
-using testing::Table_Of;
+using test::Table_Of;
 
 class FileName : public ::testing::Test {
  protected:
@@ -20,7 +20,7 @@ class FileName : public ::testing::Test {
   }
 
   modFailSafe Trap;
-  testing::FakeMessageBoxes Boxes;
+  test::FakeMessageBoxes Boxes;
   RunSettings Settings;
 };
 

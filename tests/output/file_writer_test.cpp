@@ -8,7 +8,7 @@
 namespace hq {
 namespace {
 
-using testing::Parse;
+using test::Parse;
 
 class FileWriter : public ::testing::Test {
  protected:
@@ -29,9 +29,9 @@ class FileWriter : public ::testing::Test {
   }
 
   modFailSafe Trap;
-  testing::FakeLoop Loop;
-  testing::FakeMessageBoxes Boxes;
-  testing::MemoryFiles Disk;
+  test::FakeLoop Loop;
+  test::FakeMessageBoxes Boxes;
+  test::MemoryFiles Disk;
   FormatCatalogue Catalogue;
   RunSettings Settings;
   QuoteTable Table;

@@ -7,8 +7,8 @@
 namespace hq {
 namespace {
 
-using testing::Parse;
-using testing::Table_Of;
+using test::Parse;
+using test::Table_Of;
 
 std::string Line(const std::string& answer, std::string_view date, std::string_view time,
                  std::int16_t row = 0) {

@@ -11,8 +11,8 @@
 namespace hq {
 namespace {
 
-using testing::Keys_Of;
-using testing::Table_Of;
+using test::Keys_Of;
+using test::Table_Of;
 
 class QuoteOrdering : public ::testing::Test {
  protected:
@@ -32,7 +32,7 @@ class QuoteOrdering : public ::testing::Test {
   }
 
   modFailSafe Trap;
-  testing::FakeMessageBoxes Boxes;
+  test::FakeMessageBoxes Boxes;
 };
 
 TEST_F(QuoteOrdering, NoneOrOneRowNeedsNoSort) {

@@ -8,8 +8,8 @@
 namespace hq {
 namespace {
 
-using testing::Parse;
-using testing::Parsed;
+using test::Parse;
+using test::Parsed;
 
 constexpr const char* NoData = "Server returns no data. try later!";
 constexpr const char* Incomplete = "Incomplete data received! retry!";

@@ -7,9 +7,9 @@
 namespace hq {
 namespace {
 
-using testing::FakeLoop;
-using testing::FakeStatus;
-using testing::FakeTransfer;
+using test::FakeLoop;
+using test::FakeStatus;
+using test::FakeTransfer;
 
 class TransferStatus : public ::testing::Test {
  protected:

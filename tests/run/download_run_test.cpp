@@ -12,7 +12,7 @@ namespace {
 using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::chrono::minutes;
-using testing::FakeTransfer;
+using test::FakeTransfer;
 
 constexpr const char* Answer =
     "030312,0930,1,2,0.5,1.5,100\n030313,0930,2,3,1.5,2.5,200\n030314,0930,3,4,2.5,3.5,300\n";
@@ -50,14 +50,14 @@ class DownloadRunTest : public ::testing::Test {
   }
   static std::string In_Out(const std::string& name) { return Join_Path("/out", name); }
 
-  testing::FakeLoop Loop;
+  test::FakeLoop Loop;
   modFailSafe Trap{&Loop};
-  testing::FakeMessageBoxes Boxes;
-  testing::MemoryFiles Disk;
-  testing::FakeClock Time;
-  testing::FakeTransfer Inet{Loop};
-  testing::FakeStatus Status;
-  testing::FakeLog Log;
+  test::FakeMessageBoxes Boxes;
+  test::MemoryFiles Disk;
+  test::FakeClock Time;
+  test::FakeTransfer Inet{Loop};
+  test::FakeStatus Status;
+  test::FakeLog Log;
   SharedState State;
   SymbolList Stocks;
   EntryTexts Entry;
@@ -432,14 +432,14 @@ TEST(TwoRuns, AtOnceInOneProcessDoNotDisturbEachOther) {
       };
     }
     std::string Symbol;
-    testing::FakeLoop Loop;
+    test::FakeLoop Loop;
     modFailSafe Trap{&Loop};
-    testing::FakeMessageBoxes Boxes;
-    testing::MemoryFiles Disk;
-    testing::FakeClock Time;
-    testing::FakeTransfer Inet{Loop};
-    testing::FakeStatus Status;
-    testing::FakeLog Log;
+    test::FakeMessageBoxes Boxes;
+    test::MemoryFiles Disk;
+    test::FakeClock Time;
+    test::FakeTransfer Inet{Loop};
+    test::FakeStatus Status;
+    test::FakeLog Log;
     SharedState State;
     SymbolList Stocks;
     EntryTexts Entry;

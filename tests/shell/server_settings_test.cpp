@@ -12,13 +12,13 @@ namespace {
 constexpr const char* Template = "http://host/q?i=XXX&s=SSS&Date=DDD";
 
 ServerSettings Load(const std::string& text) {
-  testing::MemoryFiles disk;
+  test::MemoryFiles disk;
   disk.Contents[Join_Path("/program", "server.ini")] = text;
   return Load_Server_Settings(disk, "/program");
 }
 
 TEST(ServerSettingsFile, AMissingFileGivesEmptySettings) {
-  testing::MemoryFiles disk;
+  test::MemoryFiles disk;
   EXPECT_EQ(Load_Server_Settings(disk, "/program").RequestTemplate, "");
   EXPECT_EQ(Load("").RequestTemplate, "");
 }

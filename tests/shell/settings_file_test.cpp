@@ -25,8 +25,8 @@ class SettingsFile : public ::testing::Test {
   }
 
   modFailSafe Trap;
-  testing::FakeMessageBoxes Boxes;
-  testing::MemoryFiles Disk;
+  test::FakeMessageBoxes Boxes;
+  test::MemoryFiles Disk;
   SymbolList Stocks;
   SavedChoices Saved;
   RunSettings Settings;

@@ -19,7 +19,7 @@
 // Stand-ins for everything that the engine asks of the world outside. They record what they are told and do
 // what a test has set.
 
-namespace hq::testing {
+namespace hq::test {
 
 class FakeMessageBoxes final : public MessageBoxes {
  public:
@@ -206,4 +206,4 @@ class MemoryFiles final : public Files {
   };
 };
 
-}  // namespace hq::testing
+}  // namespace hq::test

@@ -7,7 +7,7 @@
 #include "quotes/quote_parser.h"
 #include "quotes/quote_table.h"
 
-namespace hq::testing {
+namespace hq::test {
 
 // A table with these keys (row numbers included in them) and, for each, the values 1, 2, 3, 4, 5 plus ten
 // times its row.
@@ -45,4 +45,4 @@ inline Parsed Parse(const std::string& answer) {
   return parsed;
 }
 
-}  // namespace hq::testing
+}  // namespace hq::test

@@ -1,0 +1,67 @@
+#include "base/strings.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+
+namespace hq {
+namespace {
+
+TEST(Trim, TakesBlanksOffBothEndsOnly) {
+  EXPECT_EQ(Trim(""), "");
+  EXPECT_EQ(Trim("   "), "");
+  EXPECT_EQ(Trim("a"), "a");
+  EXPECT_EQ(Trim("  a b  "), "a b");
+  EXPECT_EQ(Trim("a "), "a");
+  EXPECT_EQ(Trim(" a"), "a");
+}
+
+TEST(Trim, LeavesOtherWhiteSpace) {
+  EXPECT_EQ(Trim(" \ta\r\n "), "\ta\r\n");
+  EXPECT_EQ(Trim("\xC2\xA0"), "\xC2\xA0");
+  EXPECT_EQ(Trim(std::string_view(" \0 ", 3)), std::string_view("\0", 1));
+}
+
+TEST(UpperCase, TurnsAsciiLettersOnly) {
+  EXPECT_EQ(Upper_Case(""), "");
+  EXPECT_EQ(Upper_Case("msft"), "MSFT");
+  EXPECT_EQ(Upper_Case("Brk.b-1 {`}~[@]"), "BRK.B-1 {`}~[@]");
+  EXPECT_EQ(Upper_Case("\xC3\xA4\xFF"), "\xC3\xA4\xFF");
+  EXPECT_EQ(Upper_Case(std::string_view("a\0b", 3)), std::string_view("A\0B", 3));
+}
+
+TEST(EqualWithoutCase, LooksPastTheCaseOfAsciiLettersOnly) {
+  EXPECT_TRUE(Equal_Without_Case("", ""));
+  EXPECT_TRUE(Equal_Without_Case("Log File", "log file"));
+  EXPECT_FALSE(Equal_Without_Case("Log File", "LogFile"));
+  EXPECT_FALSE(Equal_Without_Case("abc", "abcd"));
+  EXPECT_FALSE(Equal_Without_Case("abcd", "abc"));
+  EXPECT_FALSE(Equal_Without_Case("@", "`"));
+  EXPECT_FALSE(Equal_Without_Case("[", "{"));
+  EXPECT_FALSE(Equal_Without_Case("\xC3\xA4", "\xC3\x84"));
+  EXPECT_FALSE(Equal_Without_Case(std::string_view("a\0b", 3), std::string_view("a\0c", 3)));
+}
+
+TEST(ReplaceAll, ReplacesEveryOccurrenceFromLeftToRight) {
+  EXPECT_EQ(Replace_All("", "a", "b"), "");
+  EXPECT_EQ(Replace_All("abc", "x", "y"), "abc");
+  EXPECT_EQ(Replace_All("a.b.c", ".", ""), "abc");
+  EXPECT_EQ(Replace_All("a.b.c.", ".", "--"), "a--b--c--");
+  EXPECT_EQ(Replace_All("aaa", "aa", "b"), "ba");
+  EXPECT_EQ(Replace_All("%%", "%", "%%"), "%%%%");
+  EXPECT_EQ(Replace_All("Aa", "a", "b"), "Ab");
+  EXPECT_EQ(Replace_All("^IXIC", "^", "_"), "_IXIC");
+}
+
+TEST(Contains, FindsAnyPartIncludingTheEmptyOne) {
+  EXPECT_TRUE(Contains("date,0930,open", ",0930,"));
+  EXPECT_TRUE(Contains("abc", "abc"));
+  EXPECT_TRUE(Contains("abc", ""));
+  EXPECT_TRUE(Contains("", ""));
+  EXPECT_FALSE(Contains("abc", "B"));
+  EXPECT_FALSE(Contains("", "a"));
+  EXPECT_TRUE(Contains(std::string_view("a\0b", 3), std::string_view("\0b", 2)));
+}
+
+}  // namespace
+}  // namespace hq

@@ -1,0 +1,520 @@
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+#include "base/run_time_error.h"
+#include "platform/files.h"
+#include "support/raises.h"
+#include "support/temp_folder.h"
+
+namespace hq {
+namespace {
+
+namespace fs = std::filesystem;
+
+using test::Bytes_Of;
+using test::Error_Number_Of;
+using test::Put_Bytes;
+using test::TempFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+mode_t Mode_Of(const std::string& path) {
+  struct stat state {};
+  return stat(path.c_str(), &state) == 0 ? state.st_mode & 07777 : 0;
+}
+
+// Lets no file of the process grow beyond a size, as a full disk would.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : signal_before_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    rlimit limited = before_;
+    limited.rlim_cur = bytes;
+    set_ = setrlimit(RLIMIT_FSIZE, &limited) == 0;
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, signal_before_);
+  }
+  [[nodiscard]] bool Is_Set() const { return set_; }
+
+ private:
+  rlimit before_{};
+  void (*signal_before_)(int);
+  bool set_ = false;
+};
+
+// What action returns when a user without special rights does it, in a process of its own; -1 when it could
+// not be tried.
+template <class Action>
+int As_Plain_User(Action&& action) {
+  const pid_t child = fork();
+  if (child == 0) {
+    constexpr unsigned Nobody = 65534;
+    if (geteuid() == 0 && (setgid(Nobody) != 0 || setuid(Nobody) != 0)) _exit(255);
+    int result = 255;
+    try {
+      result = action();
+    } catch (...) {
+      result = 254;
+    }
+    _exit(result);
+  }
+  int status = 0;
+  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
+  return WEXITSTATUS(status);
+}
+
+TEST(OpenForOutput, ShowsTheFileWhenItIsClosedAndNotBefore) {
+  const TempFolder folder;
+  SystemFiles files;
+  const auto file = files.Open_For_Output(folder / "MSFT.txt");
+  EXPECT_FALSE(files.Exists(folder / "MSFT.txt"));
+  file->Write("Date,Time\r\n");
+  file->Write("");
+  file->Write(std::string_view("a\0b", 3));
+  EXPECT_FALSE(files.Exists(folder / "MSFT.txt"));
+  file->Close();
+  EXPECT_EQ(Bytes_Of(folder / "MSFT.txt"), std::string("Date,Time\r\na\0b", 14));
+  EXPECT_THAT(folder.Names(), ElementsAre("MSFT.txt"));
+}
+
+TEST(OpenForOutput, MakesAnEmptyFileWhenNothingIsWritten) {
+  const TempFolder folder;
+  SystemFiles files;
+  files.Open_For_Output(folder / "empty")->Close();
+  EXPECT_EQ(Bytes_Of(folder / "empty"), "");
+}
+
+TEST(OpenForOutput, LeavesNothingWithoutClose) {
+  const TempFolder folder;
+  SystemFiles files;
+  {
+    const auto file = files.Open_For_Output(folder / "MSFT.txt");
+    file->Write(std::string(1000000, 'x'));
+    EXPECT_EQ(folder.Names().size(), 1U);
+  }
+  EXPECT_THAT(folder.Names(), IsEmpty());
+}
+
+TEST(OpenForOutput, LeavesTheEarlierFileWithoutClose) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "MSFT.txt", "earlier");
+  {
+    const auto file = files.Open_For_Output(folder / "MSFT.txt");
+    file->Write(std::string(1000000, 'x'));
+    EXPECT_EQ(Bytes_Of(folder / "MSFT.txt"), "earlier");
+  }
+  EXPECT_EQ(Bytes_Of(folder / "MSFT.txt"), "earlier");
+  EXPECT_THAT(folder.Names(), ElementsAre("MSFT.txt"));
+}
+
+TEST(OpenForOutput, WritesPiecesOfAnySizeInOrder) {
+  const TempFolder folder;
+  SystemFiles files;
+  const auto file = files.Open_For_Output(folder / "large");
+  std::string expected;
+  const std::vector<size_t> sizes = {1,      262143, 1,      262144, 262145, 0,     5,
+                                     700000, 3,      262140, 7,      100000, 200000};
+  for (size_t i = 0; i < sizes.size(); ++i) {
+    const std::string piece(sizes[i], static_cast<char>('a' + i));
+    file->Write(piece);
+    expected += piece;
+  }
+  file->Close();
+  EXPECT_TRUE(Bytes_Of(folder / "large") == expected);
+}
+
+TEST(OpenForOutput, KeepsThePermissionsOfTheFileItReplaces) {
+  const TempFolder folder;
+  SystemFiles files;
+  for (const mode_t mode : {mode_t{0600}, mode_t{0640}, mode_t{0666}, mode_t{0755}}) {
+    Put_Bytes(folder / "file", "earlier");
+    ASSERT_EQ(chmod((folder / "file").c_str(), mode), 0);
+    const auto file = files.Open_For_Output(folder / "file");
+    file->Write("new");
+    file->Close();
+    EXPECT_EQ(Mode_Of(folder / "file"), mode);
+    EXPECT_EQ(Bytes_Of(folder / "file"), "new");
+  }
+}
+
+TEST(OpenForOutput, GivesANewFileThePermissionsOfTheUsersMask) {
+  const TempFolder folder;
+  SystemFiles files;
+  const mode_t before = umask(027);
+  files.Open_For_Output(folder / "file")->Close();
+  umask(before);
+  EXPECT_EQ(Mode_Of(folder / "file"), 0640U);
+}
+
+TEST(OpenForOutput, RaisesWhenTheFolderIsMissing) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "file", "bytes");
+  EXPECT_RAISES(files.Open_For_Output(folder / "missing/file"), PathNotFound);
+  EXPECT_RAISES(files.Open_For_Output(folder / "missing/"), PathNotFound);
+  EXPECT_RAISES(files.Open_For_Output(folder / "file/inner"), PathNotFound);
+  EXPECT_RAISES(files.Open_For_Output(folder / "file/"), PathNotFound);
+  EXPECT_THAT(folder.Names(), ElementsAre("file"));
+}
+
+TEST(OpenForOutput, RaisesForAFolder) {
+  const TempFolder folder;
+  SystemFiles files;
+  fs::create_directory(folder / "inner");
+  fs::create_symlink("inner", folder / "link");
+  EXPECT_RAISES(files.Open_For_Output(folder / "inner"), PathFileAccessError);
+  EXPECT_RAISES(files.Open_For_Output(folder / "inner/"), PathFileAccessError);
+  EXPECT_RAISES(files.Open_For_Output(folder / "link"), PathFileAccessError);
+  EXPECT_RAISES(files.Open_For_Output("/"), PathFileAccessError);
+  EXPECT_RAISES(files.Open_For_Output("."), PathFileAccessError);
+  EXPECT_THAT(folder.Names(), ElementsAre("inner", "link"));
+}
+
+TEST(OpenForOutput, RaisesForNamesThatNoFileCanHave) {
+  const TempFolder folder;
+  SystemFiles files;
+  EXPECT_RAISES(files.Open_For_Output(""), BadFileName);
+  EXPECT_RAISES(files.Open_For_Output(folder / std::string(300, 'x')), BadFileName);
+  EXPECT_THAT(folder.Names(), IsEmpty());
+}
+
+TEST(OpenForOutput, ReplacesNoPipeOrDevice) {
+  const TempFolder folder;
+  SystemFiles files;
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  EXPECT_RAISES(files.Open_For_Output(folder / "pipe"), PathFileAccessError);
+  EXPECT_TRUE(fs::is_fifo(folder / "pipe"));
+  EXPECT_THAT(folder.Names(), ElementsAre("pipe"));
+}
+
+TEST(OpenForOutput, NamesThePathInTheError) {
+  const TempFolder folder;
+  SystemFiles files;
+  try {
+    static_cast<void>(files.Open_For_Output(folder / "missing/MSFT.txt"));
+    FAIL() << "opened in a missing folder";
+  } catch (const RunTimeError& error) {
+    EXPECT_THAT(error.Detail(), HasSubstr(folder / "missing/MSFT.txt"));
+    EXPECT_EQ(error.Description(), "Path not found");
+  }
+}
+
+TEST(OpenForOutput, RaisesWhenTheFolderIsNotWritable) {
+  const TempFolder folder;
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0555), 0);
+  const int number = As_Plain_User([&] {
+    SystemFiles files;
+    return Error_Number_Of([&] { static_cast<void>(files.Open_For_Output(folder / "file")); });
+  });
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0755), 0);
+  EXPECT_EQ(number, PermissionDenied);
+}
+
+TEST(OpenForOutput, RaisesWhenTheFileIsNotWritable) {
+  const TempFolder folder;
+  Put_Bytes(folder / "file", "earlier");
+  ASSERT_EQ(chmod((folder / "file").c_str(), 0444), 0);
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+  const int number = As_Plain_User([&] {
+    SystemFiles files;
+    return Error_Number_Of([&] { static_cast<void>(files.Open_For_Output(folder / "file")); });
+  });
+  EXPECT_EQ(number, PermissionDenied);
+  EXPECT_EQ(Bytes_Of(folder / "file"), "earlier");
+  EXPECT_THAT(folder.Names(), ElementsAre("file"));
+}
+
+TEST(OpenForOutput, RaisesWhenTheFolderCannotBeEntered) {
+  const TempFolder folder;
+  fs::create_directory(folder / "closed");
+  ASSERT_EQ(chmod((folder / "closed").c_str(), 0), 0);
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0755), 0);
+  const int number = As_Plain_User([&] {
+    SystemFiles files;
+    return Error_Number_Of([&] { static_cast<void>(files.Open_For_Output(folder / "closed/file")); });
+  });
+  ASSERT_EQ(chmod((folder / "closed").c_str(), 0755), 0);
+  EXPECT_EQ(number, PermissionDenied);
+}
+
+TEST(OpenForOutput, KeepsALink) {
+  const TempFolder folder;
+  SystemFiles files;
+  fs::create_directory(folder / "inner");
+  Put_Bytes(folder / "inner/file", "earlier");
+  fs::create_symlink("inner/file", folder / "link");
+  fs::create_symlink("link", folder / "link to link");
+  for (const std::string name : {"link", "link to link"}) {
+    const auto file = files.Open_For_Output(folder / name);
+    file->Write("through " + name);
+    file->Close();
+    EXPECT_TRUE(fs::is_symlink(folder / name));
+    EXPECT_EQ(Bytes_Of(folder / "inner/file"), "through " + name);
+  }
+  EXPECT_FALSE(fs::is_symlink(folder / "inner/file"));
+  EXPECT_THAT(folder.Names(), ElementsAre("inner", "link", "link to link"));
+}
+
+TEST(OpenForOutput, MakesTheFileThatALinkNamesInVain) {
+  const TempFolder folder;
+  SystemFiles files;
+  fs::create_directory(folder / "inner");
+  fs::create_symlink("inner/new", folder / "link");
+  fs::create_symlink(folder / "nowhere/new", folder / "astray");
+  const auto file = files.Open_For_Output(folder / "link");
+  file->Write("bytes");
+  file->Close();
+  EXPECT_TRUE(fs::is_symlink(folder / "link"));
+  EXPECT_EQ(Bytes_Of(folder / "inner/new"), "bytes");
+  EXPECT_RAISES(files.Open_For_Output(folder / "astray"), PathNotFound);
+}
+
+TEST(OpenForOutput, RaisesForLinksThatNameEachOther) {
+  const TempFolder folder;
+  SystemFiles files;
+  fs::create_symlink("two", folder / "one");
+  fs::create_symlink("one", folder / "two");
+  EXPECT_RAISES(files.Open_For_Output(folder / "one"), PathFileAccessError);
+  EXPECT_THAT(folder.Names(), ElementsAre("one", "two"));
+}
+
+TEST(OpenForOutput, WritesIntoTheWorkingFolder) {
+  const TempFolder folder;
+  SystemFiles files;
+  const fs::path before = fs::current_path();
+  fs::current_path(folder.Path());
+  const auto file = files.Open_For_Output("plain");
+  file->Write("bytes");
+  file->Close();
+  fs::current_path(before);
+  EXPECT_EQ(Bytes_Of(folder / "plain"), "bytes");
+  EXPECT_THAT(folder.Names(), ElementsAre("plain"));
+}
+
+TEST(OpenForOutput, PassesOverUnfinishedFilesOfAKilledProcess) {
+  const TempFolder folder;
+  SystemFiles files;
+  // The name of the unfinished file, and the names that the next ones would get.
+  auto file = files.Open_For_Output(folder / "file");
+  ASSERT_EQ(folder.Names().size(), 1U);
+  const std::string name = folder.Names()[0];
+  file.reset();
+  const size_t end = name.rfind(".part");
+  ASSERT_NE(end, std::string::npos);
+  const size_t begin = name.rfind('-', end) + 1;
+  const int count = std::stoi(name.substr(begin, end - begin));
+  for (int i = count; i < count + 10; ++i) {
+    Put_Bytes(folder / (name.substr(0, begin) + std::to_string(i) + ".part"), "left over");
+  }
+  file = files.Open_For_Output(folder / "file");
+  file->Write("bytes");
+  file->Close();
+  EXPECT_EQ(Bytes_Of(folder / "file"), "bytes");
+  EXPECT_EQ(folder.Names().size(), 11U);
+}
+
+TEST(Write, RaisesDiskFullAndKeepsTheEarlierFile) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "MSFT.txt", "earlier");
+  {
+    const auto file = files.Open_For_Output(folder / "MSFT.txt");
+    const FileSizeLimit limit(100000);
+    ASSERT_TRUE(limit.Is_Set());
+    EXPECT_RAISES(file->Write(std::string(300000, 'x')), DiskFull);
+    // Nothing more is taken, and the reason stays.
+    EXPECT_RAISES(file->Write("y"), DiskFull);
+    EXPECT_RAISES(file->Close(), DiskFull);
+    EXPECT_RAISES(file->Close(), DiskFull);
+  }
+  EXPECT_EQ(Bytes_Of(folder / "MSFT.txt"), "earlier");
+  EXPECT_THAT(folder.Names(), ElementsAre("MSFT.txt"));
+}
+
+TEST(Write, CannotBeMadeGoodByRoomThatComesLater) {
+  const TempFolder folder;
+  SystemFiles files;
+  {
+    const auto file = files.Open_For_Output(folder / "MSFT.txt");
+    {
+      const FileSizeLimit limit(1000);
+      EXPECT_RAISES(file->Write(std::string(300000, 'x')), DiskFull);
+    }
+    EXPECT_RAISES(file->Close(), DiskFull);
+  }
+  EXPECT_THAT(folder.Names(), IsEmpty());
+}
+
+TEST(Close, RaisesDiskFullWhenTheLastBytesFindNoRoom) {
+  const TempFolder folder;
+  SystemFiles files;
+  {
+    const auto file = files.Open_For_Output(folder / "MSFT.txt");
+    file->Write(std::string(5000, 'x'));
+    const FileSizeLimit limit(1000);
+    EXPECT_RAISES(file->Close(), DiskFull);
+  }
+  EXPECT_THAT(folder.Names(), IsEmpty());
+}
+
+TEST(Close, RaisesWhenTheFolderHasGone) {
+  const TempFolder folder;
+  SystemFiles files;
+  fs::create_directory(folder / "inner");
+  {
+    const auto file = files.Open_For_Output(folder / "inner/MSFT.txt");
+    file->Write("bytes");
+    fs::remove_all(folder / "inner");
+    EXPECT_RAISES(file->Close(), PathNotFound);
+  }
+  EXPECT_THAT(folder.Names(), IsEmpty());
+}
+
+TEST(Close, RaisesWhenAFolderHasTakenThePlace) {
+  const TempFolder folder;
+  SystemFiles files;
+  {
+    const auto file = files.Open_For_Output(folder / "MSFT.txt");
+    file->Write("bytes");
+    fs::create_directory(folder / "MSFT.txt");
+    EXPECT_RAISES(file->Close(), PathFileAccessError);
+  }
+  EXPECT_TRUE(fs::is_directory(folder / "MSFT.txt"));
+  EXPECT_THAT(folder.Names(), ElementsAre("MSFT.txt"));
+}
+
+TEST(Close, EndsTheFile) {
+  const TempFolder folder;
+  SystemFiles files;
+  const auto file = files.Open_For_Output(folder / "file");
+  file->Write("bytes");
+  file->Close();
+  EXPECT_RAISES(file->Write("more"), BadFileName);
+  EXPECT_RAISES(file->Close(), BadFileName);
+  EXPECT_EQ(Bytes_Of(folder / "file"), "bytes");
+}
+
+TEST(Close, OfTheLastWriterWins) {
+  const TempFolder folder;
+  SystemFiles files;
+  const auto one = files.Open_For_Output(folder / "file");
+  const auto two = files.Open_For_Output(folder / "file");
+  one->Write("one ");
+  two->Write("two ");
+  one->Write("one");
+  two->Close();
+  EXPECT_EQ(Bytes_Of(folder / "file"), "two ");
+  one->Close();
+  EXPECT_EQ(Bytes_Of(folder / "file"), "one one");
+  EXPECT_THAT(folder.Names(), ElementsAre("file"));
+}
+
+TEST(Close, ShowsWholeFilesOnlyToAReaderBeside) {
+  const TempFolder folder;
+  const std::string path = folder / "file";
+  constexpr size_t Bytes = 300000;
+  Put_Bytes(path, std::string(Bytes, '0'));
+  std::atomic<int> writers = 2;
+  std::vector<std::thread> threads;
+  for (const char c : {'1', '2'}) {
+    threads.emplace_back([&, c] {
+      SystemFiles files;
+      for (int i = 0; i < 15; ++i) {
+        const auto file = files.Open_For_Output(path);
+        for (size_t piece = 0; piece < 3; ++piece) file->Write(std::string(Bytes / 3, c));
+        file->Close();
+      }
+      --writers;
+    });
+  }
+  SystemFiles files;
+  bool whole = true;
+  do {
+    const std::string seen = files.Read(path);
+    whole = whole && seen.size() == Bytes && seen.find_first_not_of(seen[0]) == std::string::npos;
+  } while (writers > 0);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(whole);
+  EXPECT_THAT(folder.Names(), ElementsAre("file"));
+}
+
+TEST(Read, GivesTheBytesAsTheyAre) {
+  const TempFolder folder;
+  SystemFiles files;
+  std::string bytes;
+  for (int i = 0; i < 256 * 1000; ++i) bytes += static_cast<char>(i);
+  for (const size_t size :
+       {size_t{0}, size_t{1}, size_t{65535}, size_t{65536}, size_t{65537}, bytes.size()}) {
+    Put_Bytes(folder / "file", bytes.substr(0, size));
+    EXPECT_TRUE(files.Read(folder / "file") == bytes.substr(0, size)) << size;
+  }
+}
+
+TEST(Read, RaisesForWhatIsNoFile) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "file", "bytes");
+  EXPECT_RAISES(files.Read(folder / "missing"), FileNotFound);
+  EXPECT_RAISES(files.Read(folder / "no folder/missing"), FileNotFound);
+  EXPECT_RAISES(files.Read(folder / "file/missing"), PathNotFound);
+  EXPECT_RAISES(files.Read(folder.Path()), PathFileAccessError);
+  EXPECT_RAISES(files.Read(""), FileNotFound);
+}
+
+TEST(Read, RaisesWhenTheFileIsNotReadable) {
+  const TempFolder folder;
+  Put_Bytes(folder / "file", "bytes");
+  ASSERT_EQ(chmod((folder / "file").c_str(), 0), 0);
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0755), 0);
+  const int number = As_Plain_User([&] {
+    SystemFiles files;
+    return Error_Number_Of([&] { files.Read(folder / "file"); });
+  });
+  EXPECT_EQ(number, PermissionDenied);
+}
+
+TEST(Read, TakesFilesOfUpTo64MiB) {
+  const TempFolder folder;
+  SystemFiles files;
+  constexpr size_t Limit = 64 * 1024 * 1024;
+  Put_Bytes(folder / "file", "");
+  fs::resize_file(folder / "file", Limit);
+  EXPECT_EQ(files.Read(folder / "file").size(), Limit);
+  fs::resize_file(folder / "file", Limit + 1);
+  EXPECT_RAISES(files.Read(folder / "file"), PathFileAccessError);
+}
+
+TEST(Read, NamesThePathAndTheReason) {
+  const TempFolder folder;
+  SystemFiles files;
+  try {
+    files.Read(folder / "missing");
+    FAIL() << "read a missing file";
+  } catch (const RunTimeError& error) {
+    EXPECT_EQ(error.Detail(), (folder / "missing") + ": " + std::generic_category().message(ENOENT));
+  }
+}
+
+}  // namespace
+}  // namespace hq

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace hq::test {
+
+// A program of the build that a test runs and watches. Its standard output and error are read together with
+// its end.
+class ChildProgram {
+ public:
+  // Starts the program, its standard input empty. prepare runs in the child before the program, and may only
+  // call what a forked child may.
+  explicit ChildProgram(const std::vector<std::string>& command, void (*prepare)() = nullptr);
+  ChildProgram(const ChildProgram&) = delete;
+  ChildProgram& operator=(const ChildProgram&) = delete;
+  // Kills it if it still runs.
+  ~ChildProgram();
+
+  // Reads until standard output holds text or ends; whether it holds it.
+  bool Wait_For_Output(const std::string& text, std::chrono::seconds deadline = std::chrono::seconds(30));
+
+  void Signal(int number) const;
+
+  // Waits for the end. The exit code, or minus the number of the signal that ended it; -1000 when the
+  // deadline passes.
+  int Wait(std::chrono::seconds deadline = std::chrono::seconds(60));
+
+  // What has been read so far; all of it after Wait.
+  [[nodiscard]] const std::string& Out() const { return out_; }
+  [[nodiscard]] const std::string& Err() const { return err_; }
+
+ private:
+  // Reads what is there, waiting at most so long. False when both streams have ended.
+  bool Read_Some(std::chrono::milliseconds time);
+
+  int process_ = -1;
+  int out_pipe_ = -1;
+  int err_pipe_ = -1;
+  std::string out_;
+  std::string err_;
+};
+
+}  // namespace hq::test
