@@ -46,9 +46,9 @@ void Check_File_Name(const std::string& name, bool rows) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   modFailSafe trap;
-  testing::FakeLoop loop;
-  testing::FakeMessageBoxes boxes;
-  testing::MemoryFiles files;
+  test::FakeLoop loop;
+  test::FakeMessageBoxes boxes;
+  test::MemoryFiles files;
   FormatCatalogue catalogue;
   RunSettings settings;
   Load_Format(trap, catalogue, settings);

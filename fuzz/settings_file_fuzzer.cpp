@@ -32,9 +32,9 @@ void Check_Symbols(const std::vector<std::string>& symbols, const std::string& l
 }
 
 // What was loaded is saved and loaded again.
-void Check_Round_Trip(modFailSafe& trap, testing::MemoryFiles& files, const SavedChoices& saved,
+void Check_Round_Trip(modFailSafe& trap, test::MemoryFiles& files, const SavedChoices& saved,
                       const RunSettings& settings, const std::vector<std::string>& symbols) {
-  testing::FakeMessageBoxes boxes;
+  test::FakeMessageBoxes boxes;
   SymbolList stocks;
   for (const std::string& symbol : symbols) stocks.Add(symbol);
   CurrentChoices choices;
@@ -57,8 +57,8 @@ void Check_Round_Trip(modFailSafe& trap, testing::MemoryFiles& files, const Save
 
 void Check_Settings_File(const std::string& bytes) {
   modFailSafe trap;
-  testing::FakeMessageBoxes boxes;
-  testing::MemoryFiles files;
+  test::FakeMessageBoxes boxes;
+  test::MemoryFiles files;
   files.Contents[Path] = bytes;
   SavedChoices saved;
   RunSettings settings;
@@ -73,7 +73,7 @@ void Check_Settings_File(const std::string& bytes) {
 }
 
 void Check_Server_Settings(const std::string& bytes) {
-  testing::MemoryFiles files;
+  test::MemoryFiles files;
   files.Contents[Join_Path(Folder, ServerSettingsFileName)] = bytes;
   try {
     const ServerSettings settings = Load_Server_Settings(files, Folder);
