@@ -89,32 +89,34 @@ Float Read_Whole(std::string_view text) {
   return negative ? -value : value;
 }
 
-// value times power, at most 1000, rounded, when that can be told from the value itself. The shortest decimal
-// text lies within half a unit of the value's last place, so only near a half could the two round to
-// different sides; nothing there. A whole value, as every volume is, is its own shortest text.
-std::optional<std::uint32_t> Rounded_Units(float value, std::uint32_t power) {
+// Appends value rounded to units of 1 / Power, at most 1000, when that can be told from the value itself.
+// The shortest decimal text lies within half a unit of the value's last place, so only near a half could the
+// two round to different sides; nothing is appended there. A whole value, as every volume is, is its own
+// shortest text.
+template <std::uint32_t Power>
+bool Append_Units(std::string& text, float value) {
   constexpr double half_of_last_place = 1.0 / (1U << 24U);
   // Exact: 24 bits of the value and 10 of the power fit into double precision.
-  const double units = std::fabs(static_cast<double>(value)) * power;
-  if (!(units < 1ULL << 32U)) return std::nullopt;
-  const auto below = static_cast<std::uint32_t>(units);
-  if (power == 1 && units == below) return below;
-  const double above_half = units - below - 0.5;
-  if (std::fabs(above_half) <= units * half_of_last_place) return std::nullopt;
-  return below + (above_half > 0 ? 1 : 0);
-}
-
-void Append_Units(std::string& text, std::uint32_t units, std::uint32_t power) {
+  const double exact = std::fabs(static_cast<double>(value)) * Power;
+  if (!(exact < 1ULL << 32U)) return false;
+  auto units = static_cast<std::uint32_t>(exact);
+  if (Power != 1 || exact != units) {
+    const double above_half = exact - units - 0.5;
+    if (std::fabs(above_half) <= exact * half_of_last_place) return false;
+    if (above_half > 0) ++units;
+  }
   std::array<char, 24> buffer;
   char* const last = buffer.data() + buffer.size();
-  char* end = std::to_chars(buffer.data(), last, units / power).ptr;
-  if (power > 1) {
+  char* end = std::to_chars(buffer.data(), last, units / Power).ptr;
+  if constexpr (Power > 1) {
     // The power's own digit keeps the zeros behind the point, which takes its place.
     char* const point = end;
-    end = std::to_chars(point, last, units % power + power).ptr;
+    end = std::to_chars(point, last, units % Power + Power).ptr;
     *point = '.';
   }
+  if (std::signbit(value) && units != 0) text += '-';
   text.append(buffer.data(), end);
+  return true;
 }
 
 }  // namespace
@@ -171,14 +173,8 @@ std::int16_t Text_To_Integer16(std::string_view text) {
 }
 
 void Append_Fixed(std::string& text, float value, int decimals) {
-  static constexpr std::array<std::uint32_t, 4> powers{1, 10, 100, 1000};
-  if (decimals >= 0 && static_cast<size_t>(decimals) < powers.size()) {
-    const std::uint32_t power = powers[static_cast<size_t>(decimals)];
-    if (const std::optional<std::uint32_t> units = Rounded_Units(value, power)) {
-      if (std::signbit(value) && *units != 0) text += '-';
-      return Append_Units(text, *units, power);
-    }
-  }
+  if (decimals == 0 && Append_Units<1>(text, value)) return;
+  if (decimals == 3 && Append_Units<1000>(text, value)) return;
   if (!std::isfinite(value)) throw RunTimeError(Overflow);
   // The longest fixed text of a float is a sign, "0." and some fifty digits, or some forty digits before the
   // point.
