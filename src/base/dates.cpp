@@ -1,5 +1,7 @@
 #include "base/dates.h"
 
+#include <optional>
+
 #include "base/run_time_error.h"
 #include "base/strings.h"
 
@@ -36,6 +38,30 @@ void Take_Character(std::string_view& text, char c) {
   text.remove_prefix(1);
 }
 
+std::optional<int> Two_Digits(std::string_view text, size_t at) {
+  const int tens = text[at] - '0';
+  const int ones = text[at + 1] - '0';
+  if (tens < 0 || tens > 9 || ones < 0 || ones > 9) return std::nullopt;
+  return tens * 10 + ones;
+}
+
+int Whole_Year(int two_digits) {
+  return two_digits + (two_digits < 50 ? 2000 : 1900);
+}
+
+Date Date_Of(int year, int month, int day) {
+  const std::chrono::year_month_day date{std::chrono::year(year),
+                                         std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(day))};
+  if (!date.ok()) throw RunTimeError(TypeMismatch);
+  return date;
+}
+
+TimeOfDay Time_Of(int hour, int minute) {
+  if (hour > 23 || minute > 59) throw RunTimeError(TypeMismatch);
+  return TimeOfDay(hour * 60 + minute);
+}
+
 void Append_Two_Digits(std::string& text, unsigned number) {
   text += static_cast<char>('0' + number / 10 % 10);
   text += static_cast<char>('0' + number % 10);
@@ -44,6 +70,13 @@ void Append_Two_Digits(std::string& text, unsigned number) {
 }  // namespace
 
 Date Parse_Date(std::string_view text) {
+  // Every key's date has this form, and a table has thousands of keys.
+  if (text.size() == 8 && text[2] == '/' && text[5] == '/') {
+    const std::optional<int> month = Two_Digits(text, 0);
+    const std::optional<int> day = Two_Digits(text, 3);
+    const std::optional<int> year = Two_Digits(text, 6);
+    if (month && day && year) return Date_Of(Whole_Year(*year), *month, *day);
+  }
   // Zeros before a month or a day do not spoil it: a box that holds 012 stands for December.
   constexpr size_t longest = 4;
   const int month = Take_Number_Between_Blanks(text, longest);
@@ -51,23 +84,23 @@ Date Parse_Date(std::string_view text) {
   const int day = Take_Number_Between_Blanks(text, longest);
   Take_Character(text, '/');
   const std::string_view year_text = Trim(text);
-  int year = Take_Number_Between_Blanks(text, longest);
+  const int year = Take_Number_Between_Blanks(text, longest);
   if (!text.empty() || year_text.size() == 3) throw RunTimeError(TypeMismatch);
-  if (year_text.size() <= 2) year += year < 50 ? 2000 : 1900;
-  const std::chrono::year_month_day date{std::chrono::year(year),
-                                         std::chrono::month(static_cast<unsigned>(month)),
-                                         std::chrono::day(static_cast<unsigned>(day))};
-  if (!date.ok()) throw RunTimeError(TypeMismatch);
-  return date;
+  return Date_Of(year_text.size() <= 2 ? Whole_Year(year) : year, month, day);
 }
 
 TimeOfDay Parse_Time(std::string_view text) {
+  if (text.size() == 5 && text[2] == ':') {
+    const std::optional<int> hour = Two_Digits(text, 0);
+    const std::optional<int> minute = Two_Digits(text, 3);
+    if (hour && minute) return Time_Of(*hour, *minute);
+  }
   const int hour = Take_Number(text, 2);
   Take_Character(text, ':');
   const bool two_digits = text.size() == 2;
   const int minute = Take_Number(text, 2);
-  if (!text.empty() || !two_digits || hour > 23 || minute > 59) throw RunTimeError(TypeMismatch);
-  return TimeOfDay(hour * 60 + minute);
+  if (!text.empty() || !two_digits) throw RunTimeError(TypeMismatch);
+  return Time_Of(hour, minute);
 }
 
 void Append_Date(std::string& text, Date date, std::string_view layout) {

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <system_error>
 
 #include "base/run_time_error.h"
@@ -35,8 +36,35 @@ bool Is_Too_Small(std::string_view number) {
   return point - first + exponent <= 0;
 }
 
+// The value of a text of nothing but a few digits and at most one point, such as nearly every number is: the
+// quotient of two whole numbers that Float holds exactly, so the division alone rounds. Nothing for any other
+// text.
+template <class Float>
+std::optional<Float> Read_Plain(std::string_view text) {
+  static constexpr std::array<Float, 10> powers{1, 1e1F, 1e2F, 1e3F, 1e4F, 1e5F, 1e6F, 1e7F, 1e8F, 1e9F};
+  constexpr auto largest_exact = std::uint64_t{1}
+                                 << static_cast<unsigned>(std::numeric_limits<Float>::digits);
+  constexpr size_t longest = 9;  // with more digits the whole number could leave its type
+  if (text.empty() || text.size() > longest) return std::nullopt;
+  std::uint32_t whole = 0;
+  size_t point = text.size();
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (Is_Digit(text[i])) {
+      whole = whole * 10 + static_cast<std::uint32_t>(text[i] - '0');
+    } else if (text[i] == '.' && point == text.size()) {
+      point = i;
+    } else {
+      return std::nullopt;
+    }
+  }
+  if (whole > largest_exact || text == ".") return std::nullopt;
+  const auto value = static_cast<Float>(whole);
+  return point == text.size() ? value : value / powers[text.size() - point - 1];
+}
+
 template <class Float>
 Float Read_Whole(std::string_view text) {
+  if (const std::optional<Float> value = Read_Plain<Float>(text)) return *value;
   std::string_view number = text;
   if (!number.empty() && number.back() == '\r') number.remove_suffix(1);
   while (!number.empty() && number.front() == ' ') number.remove_prefix(1);
@@ -59,6 +87,36 @@ Float Read_Whole(std::string_view text) {
     value = 0;
   }
   return negative ? -value : value;
+}
+
+// Appends value rounded to units of 1 / Power, at most 1000, when that can be told from the value itself.
+// The shortest decimal text lies within half a unit of the value's last place, so only near a half could the
+// two round to different sides; nothing is appended there. A whole value, as every volume is, is its own
+// shortest text.
+template <std::uint32_t Power>
+bool Append_Units(std::string& text, float value) {
+  constexpr double half_of_last_place = 1.0 / (1U << 24U);
+  // Exact: 24 bits of the value and 10 of the power fit into double precision.
+  const double exact = std::fabs(static_cast<double>(value)) * Power;
+  if (!(exact < 1ULL << 32U)) return false;
+  auto units = static_cast<std::uint32_t>(exact);
+  if (Power != 1 || exact != units) {
+    const double above_half = exact - units - 0.5;
+    if (std::fabs(above_half) <= exact * half_of_last_place) return false;
+    if (above_half > 0) ++units;
+  }
+  std::array<char, 24> buffer;
+  char* const last = buffer.data() + buffer.size();
+  char* end = std::to_chars(buffer.data(), last, units / Power).ptr;
+  if constexpr (Power > 1) {
+    // The power's own digit keeps the zeros behind the point, which takes its place.
+    char* const point = end;
+    end = std::to_chars(point, last, units % Power + Power).ptr;
+    *point = '.';
+  }
+  if (std::signbit(value) && units != 0) text += '-';
+  text.append(buffer.data(), end);
+  return true;
 }
 
 }  // namespace
@@ -92,6 +150,10 @@ double Leading_Number(std::string_view text) {
 
 std::int16_t To_Integer16(double value) {
   // remainder() is exact and puts a half on the even side, whatever the rounding mode of the processor.
+  if (value >= -32768.0 && value <= 32767.0) {
+    const auto whole = static_cast<std::int16_t>(value);
+    if (whole == value) return whole;
+  }
   const double rounded = value - std::remainder(value, 1.0);
   if (!(rounded >= -32768.0 && rounded <= 32767.0)) throw RunTimeError(Overflow);
   return static_cast<std::int16_t>(rounded);
@@ -111,6 +173,8 @@ std::int16_t Text_To_Integer16(std::string_view text) {
 }
 
 void Append_Fixed(std::string& text, float value, int decimals) {
+  if (decimals == 0 && Append_Units<1>(text, value)) return;
+  if (decimals == 3 && Append_Units<1000>(text, value)) return;
   if (!std::isfinite(value)) throw RunTimeError(Overflow);
   // The longest fixed text of a float is a sign, "0." and some fifty digits, or some forty digits before the
   // point.

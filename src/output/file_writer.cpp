@@ -33,11 +33,12 @@ std::optional<RunTimeError> Write_File(modFailSafe& trap, MessageLoop& loop, Mes
       statement([&] {
         if (!Slot(catalogue.HeaderLine, f).empty()) write_line(Slot(catalogue.HeaderLine, f));
       });
+      std::string line;
       for (int i = table.FirstRow; i <= table.QuoteCount - 1; ++i) {
-        std::string line;
         statement([&] {
-          line = FormatOneLine(trap, table, static_cast<std::int16_t>(i), Slot(catalogue.DateLayout, f),
-                               Slot(catalogue.TimeLayout, f));
+          line.clear();  // also when a layout can't be had
+          FormatOneLine(trap, table, static_cast<std::int16_t>(i), Slot(catalogue.DateLayout, f),
+                        Slot(catalogue.TimeLayout, f), line);
         });
         statement([&] {
           const std::string& prefix = Slot(catalogue.SymbolPrefix, f);

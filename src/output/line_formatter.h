@@ -15,4 +15,8 @@ namespace hq {
 [[nodiscard]] std::string FormatOneLine(modFailSafe& trap, const QuoteTable& table, std::int16_t row,
                                         std::string_view date_layout, std::string_view time_layout = {});
 
+// The same into a line that keeps its room, for a caller with thousands of them. What line held is dropped.
+void FormatOneLine(modFailSafe& trap, const QuoteTable& table, std::int16_t row, std::string_view date_layout,
+                   std::string_view time_layout, std::string& line);
+
 }  // namespace hq

@@ -16,15 +16,18 @@ class QuoteKey {
  public:
   QuoteKey() = default;
   // Text beyond the longest key that the parser can make is cut.
-  explicit QuoteKey(std::string_view text)
-      : length_(static_cast<std::uint8_t>(text.size() < Longest ? text.size() : Longest)) {
-    std::memcpy(text_.data(), text.data(), length_);
+  explicit QuoteKey(std::string_view text) {
+    const size_t length = text.size() < Longest ? text.size() : Longest;
+    std::memcpy(bytes_.data(), text.data(), length);
+    bytes_[Longest] = static_cast<unsigned char>(length);
   }
 
-  [[nodiscard]] std::string_view Text() const { return {text_.data(), length_}; }
+  [[nodiscard]] std::string_view Text() const {
+    return {reinterpret_cast<const char*>(bytes_.data()), bytes_[Longest]};
+  }
   // Characters first to first + count - 1, counted from 1; fewer where the key is shorter.
   [[nodiscard]] std::string_view Characters(size_t first, size_t count) const {
-    return first > length_ ? std::string_view() : Text().substr(first - 1, count);
+    return first > Text().size() ? std::string_view() : Text().substr(first - 1, count);
   }
   // "MM/DD/YY"
   [[nodiscard]] std::string_view DateText() const { return Characters(1, 8); }
@@ -34,16 +37,33 @@ class QuoteKey {
   [[nodiscard]] std::string_view DateTimeText() const { return Characters(1, 14); }
   // The last four characters: the row's number, up to row 9999.
   [[nodiscard]] std::string_view RowText() const {
-    return length_ < 4 ? Text() : Text().substr(static_cast<size_t>(length_) - 4);
+    return Text().size() < 4 ? Text() : Text().substr(Text().size() - 4);
   }
 
-  friend bool operator<(const QuoteKey& one, const QuoteKey& other) { return one.Text() < other.Text(); }
+  // By character code. The zeros behind a text and its length behind them let whole words be compared.
+  friend bool operator<(const QuoteKey& one, const QuoteKey& other) {
+    for (size_t at = 0; at < Bytes - WordBytes; at += WordBytes) {
+      const std::uint64_t word = one.Word(at);
+      const std::uint64_t other_word = other.Word(at);
+      if (word != other_word) return word < other_word;
+    }
+    return one.Word(Bytes - WordBytes) < other.Word(Bytes - WordBytes);
+  }
   friend bool operator==(const QuoteKey& one, const QuoteKey& other) { return one.Text() == other.Text(); }
 
  private:
-  static constexpr size_t Longest = 23;
-  std::array<char, Longest> text_{};
-  std::uint8_t length_ = 0;
+  static constexpr size_t WordBytes = sizeof(std::uint64_t);
+  static constexpr size_t Bytes = 3 * WordBytes;
+  static constexpr size_t Longest = Bytes - 1;
+
+  // Eight bytes as a number of which the first byte weighs most.
+  [[nodiscard]] std::uint64_t Word(size_t at) const {
+    std::uint64_t word = 0;
+    for (size_t i = 0; i < WordBytes; ++i) word = word << 8U | bytes_[at + i];
+    return word;
+  }
+
+  std::array<unsigned char, Bytes> bytes_{};  // the text, zeros, and the text's length in the last byte
 };
 
 // The bars of one symbol. Only QuoteKeys is ever reordered; a key's last four characters name its row of
