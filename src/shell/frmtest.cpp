@@ -1,8 +1,13 @@
 #include "shell/frmtest.h"
 
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QShortcut>
+#include <QWindow>
+#include <chrono>
+#include <thread>
 
 #include "errortrap/procedure.h"
 #include "errortrap/qt_message_boxes.h"
@@ -49,9 +54,21 @@ void frmtest::Display_About() {
         Place();
         setWindowFlag(Qt::WindowStaysOnTopHint);
         show();
+        Wait_Until_Exposed();
         repaint();
       },
       [](const RunTimeError&) {});
+}
+
+// A window manager puts a window on the screen only some time after show, and until then nothing is painted.
+void frmtest::Wait_Until_Exposed() const {
+  constexpr int longest_wait = 100;  // milliseconds
+  QElapsedTimer clock;
+  clock.start();
+  while (!windowHandle()->isExposed() && !clock.hasExpired(longest_wait)) {
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
 }
 
 void frmtest::Show_About(int major, int minor) {

@@ -31,6 +31,7 @@ class frmtest final : public QWidget {
  private:
   void Form_Load(const std::string& program_folder);
   void Place();
+  void Wait_Until_Exposed() const;
 
   modFailSafe& trap_;
   std::unique_ptr<Ui::frmtest> ui_;
