@@ -140,7 +140,9 @@ class AboutBoxTest : public QObject {
   void OkPutsItBackToItsPlace() {
     Open();
     const QPoint place = Place_By_Rule();
-    Box().move(5, 7);
+    Box().move(50, 70);
+    QTRY_COMPARE(Box().pos(), QPoint(50, 70));
+    Settle();
     Click(Ok());
     QTRY_VERIFY(!Box().isVisible());
     QCOMPARE(Box().pos(), place);

@@ -194,7 +194,7 @@ class RunsTest : public QObject {
   void TheWindowTakesClicksAndKeysInTheMiddleOfARun() {
     Program_->Prepare_Run({"aa"});
     In_The_Middle([this] {
-      Program_->Window().activateWindow();
+      Bring_Main_Window_To_Front();
       Click(Program_->Get("txtnewstock"));
       Type("new");
       Press(Qt::Key_Return);
@@ -275,7 +275,7 @@ class RunsTest : public QObject {
   void AddingASymbolDoesNotPutItIntoTheRun() {
     Program_->Prepare_Run({"bb"});
     In_The_Middle([this] {
-      Program_->Window().activateWindow();
+      Bring_Main_Window_To_Front();
       Click(Program_->Get("txtnewstock"));
       Type("cc");
       Press(Qt::Key_Return);
@@ -344,7 +344,7 @@ class RunsTest : public QObject {
   void ABadDayBoxIsToldInTheMiddleOfARun() {
     Program_->Prepare_Run({"aa"});
     In_The_Middle([this] {
-      Program_->Window().activateWindow();
+      Bring_Main_Window_To_Front();
       Click(Program_->Get("txtdays"));
       Press(Qt::Key_A, Qt::ControlModifier);
       Type("0");
@@ -513,6 +513,15 @@ class RunsTest : public QObject {
   }
 
   static QString Now() { return QString::fromStdString(System_Time_Text(std::chrono::hours(10))); }
+
+  // A window manager gives the focus to the log when it comes up.
+  void Bring_Main_Window_To_Front() {
+    for (QWidget* window :
+         {static_cast<QWidget*>(&Program_->Global->Log()), static_cast<QWidget*>(&Program_->Window())}) {
+      window->activateWindow();
+      QVERIFY(QTest::qWaitForWindowActive(window));
+    }
+  }
 
   // Does something when the first transfer of a run is under way, then lets the answers come.
   void In_The_Middle(std::function<void()> action) {
