@@ -13,10 +13,14 @@ if(HQ_SANITIZERS)
   add_link_options(-fsanitize=${HQ_SANITIZERS})
 endif()
 
-# hq_folder(NAME source... DEPENDS library...): the library of the folder src/NAME. The folder's target is hq_NAME,
-# because plain names like "output" are taken or may be by other packages; it may include and link only what DEPENDS names.
+# hq_folder(NAME source... DEPENDS library...): the library of the folder src/NAME, or with a NAME that ends in _forms that
+# of the folder's forms. Its target is hq_NAME, because plain names like "output" are taken or may be by other packages; it
+# may include and link only what DEPENDS names, so that no folder but the forms can see a Qt header.
 function(hq_folder name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "DEPENDS")
   add_library(hq_${name} STATIC ${arg_UNPARSED_ARGUMENTS})
   target_link_libraries(hq_${name} PUBLIC hq_settings ${arg_DEPENDS})
+  if(name MATCHES "_forms$")
+    set_target_properties(hq_${name} PROPERTIES AUTOUIC ON AUTOMOC ON AUTORCC ON)
+  endif()
 endfunction()

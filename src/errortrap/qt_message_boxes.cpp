@@ -1,0 +1,42 @@
+#include "errortrap/qt_message_boxes.h"
+
+#include <QApplication>
+#include <QMessageBox>
+
+namespace hq {
+
+QString To_QString(const std::string& text) {
+  return QString::fromLocal8Bit(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+std::string To_Text(const QString& text) {
+  return text.toLocal8Bit().toStdString();
+}
+
+MessageAnswer QtMessageBoxes::Show(const std::string& text, const std::string& title, MessageButtons buttons,
+                                   MessageIcon icon) {
+  QMessageBox box(QApplication::activeWindow());
+  box.setTextFormat(Qt::PlainText);
+  box.setText(To_QString(text));
+  box.setWindowTitle(To_QString(title));
+  if (icon == MessageIcon::CriticalStop) box.setIcon(QMessageBox::Critical);
+  if (buttons == MessageButtons::Ok) {
+    box.setStandardButtons(QMessageBox::Ok);
+  } else {
+    box.setStandardButtons(QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+    box.setDefaultButton(QMessageBox::Yes);
+    box.setEscapeButton(QMessageBox::Cancel);
+  }
+  switch (box.exec()) {
+    case QMessageBox::Yes:
+      return MessageAnswer::Yes;
+    case QMessageBox::No:
+      return MessageAnswer::No;
+    case QMessageBox::Cancel:
+      return MessageAnswer::Cancel;
+    default:
+      return buttons == MessageButtons::Ok ? MessageAnswer::Ok : MessageAnswer::Cancel;
+  }
+}
+
+}  // namespace hq

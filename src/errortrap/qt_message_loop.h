@@ -1,0 +1,44 @@
+#pragma once
+
+#include <QObject>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "errortrap/message_loop.h"
+
+class QEventLoop;
+
+namespace hq {
+
+// The message loop of the window program: posted events and the window's own. Made on the user-interface
+// thread after the application object; its waits keep every window alive.
+class QtMessageLoop final : public QObject, public MessageLoop {
+ public:
+  // Runs the posted events and lets the windows have theirs. Throws Interrupted after End.
+  void DoEvents() override;
+
+  // Serves window events for the time, and posted ones not at all: they end the wait. Throws Interrupted
+  // after End.
+  void Sleep(std::chrono::milliseconds time) override;
+
+  // An event posted while nothing waits runs as soon as the windows are idle.
+  void Post(std::function<void()> event) override;
+
+  // The program ends: every wait under way and to come throws Interrupted.
+  void End();
+
+ private:
+  void Wake();
+  void Run_Posted();
+  [[nodiscard]] bool Has_Posted();
+  void Check_Ended() const;
+
+  std::mutex mutex_;
+  std::deque<std::function<void()>> posted_;
+  std::vector<QEventLoop*> waits_;
+  bool ended_ = false;
+};
+
+}  // namespace hq

@@ -1,0 +1,512 @@
+#include "shell/frmmain1.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QLabel>
+#include <QTimer>
+#include <algorithm>
+
+#include "base/dates.h"
+#include "base/strings.h"
+#include "entry/interval_choice.h"
+#include "errortrap/procedure.h"
+#include "output/format_catalogue.h"
+#include "shell/form_looks.h"
+#include "shell/global.h"
+#include "shell/twips.h"
+#include "ui_frmmain1.h"
+
+namespace hq {
+
+namespace {
+
+constexpr const char* Module = "frmmain1.frm";
+constexpr int WidthTwips = 6348;
+constexpr int HeightTwips = 5484;
+constexpr int LeftTwips = 20;
+constexpr int TopTwips = 20;
+constexpr int DesktopFolder = 0;
+constexpr int FileSystemFoldersOnly = 1;
+
+// Whether a focus change of this kind is one of the user's moves from control to control, or to another
+// window.
+bool Moves_Focus(Qt::FocusReason reason) {
+  return reason != Qt::PopupFocusReason && reason != Qt::MenuBarFocusReason;
+}
+
+bool Is_Add_Key(const QKeyEvent& key) { return key.key() == Qt::Key_A && key.modifiers() == Qt::AltModifier; }
+
+}  // namespace
+
+int ListBoxStocks::Count() const {
+  return list_.count();
+}
+
+std::string ListBoxStocks::Text(int position) const {
+  const QListWidgetItem* item = list_.item(position);
+  return item == nullptr ? std::string() : To_Text(item->text());
+}
+
+bool ListBoxStocks::Selected(int position) const {
+  const QListWidgetItem* item = list_.item(position);
+  return item != nullptr && item->isSelected();
+}
+
+// The log window, made when the first line comes.
+class frmmain1::LogAdapter final : public DownloadLog {
+ public:
+  explicit LogAdapter(global& program) : program_(program) {}
+  void Show() override {
+    program_.Log().show();
+    program_.Log().raise();
+  }
+  void Clear() override { program_.Log().Clear(); }
+  void Add(const std::string& line) override { program_.Log().Add(line); }
+
+ private:
+  global& program_;
+};
+
+class frmmain1::StatusAdapter final : public StatusLine {
+ public:
+  explicit StatusAdapter(QLabel& label) : label_(label) {}
+  void Show(const std::string& text) override { label_.setText(To_QString(text)); }
+
+ private:
+  QLabel& label_;
+};
+
+frmmain1::frmmain1(global& program)
+    : program_(program),
+      ui_(std::make_unique<Ui::frmmain1>()),
+      txtenddate_{},
+      Inet1_(program.Parts.Make_Inet(program.Loop)),
+      stocks_((ui_->setupUi(this), *ui_->lstStock)),
+      log_(std::make_unique<LogAdapter>(program)),
+      status_(std::make_unique<StatusAdapter>(*ui_->lblstatus)),
+      run_(std::make_unique<DownloadRun>(
+          program.State, RunServices{program.Trap, program.Boxes, program.Loop, program.Parts.FileSystem,
+                                     program.Parts.Time, *Inet1_, *status_, *log_})) {
+  txtenddate_ = {ui_->txtenddate_0, ui_->txtenddate_1, ui_->txtenddate_2};
+  setFont(Form_Font());
+  for (const IntervalChoice& choice : Interval_Choices()) {
+    ui_->cmbInterval->addItem(To_QString(choice.Text), choice.Minutes);
+  }
+  ui_->cmbInterval->Set_Index_Digits(1);
+  ui_->cmbInterval->setCurrentIndex(-1);
+  for (const std::string& item : Format_Items()) ui_->cmbOutputFormat->addItem(To_QString(item));
+  ui_->cmbOutputFormat->Set_Index_Digits(2);
+  ui_->cmbOutputFormat->setCurrentIndex(-1);
+  ui_->cmbOutputFormat->setMaxVisibleItems(FormatItemCount);
+  // As wide as its text, where the style would make it as wide as a dialog's button: the room is the
+  // symbol's.
+  ui_->cmdAdd->setFixedWidth(ui_->cmdAdd->fontMetrics().horizontalAdvance("Add") +
+                             2 * ui_->cmdAdd->fontMetrics().averageCharWidth() + 12);
+  ui_->cmddownload->setIcon(Picture("download"));
+  ui_->Command2->setIcon(Picture("samples"));
+  if (!program.Parts.QuotesNote.empty()) {
+    auto* note = new QLabel(To_QString(program.Parts.QuotesNote));
+    note->setObjectName("lblquotes");
+    note->setContentsMargins(0, 4, 8, 0);
+    note->setFont(font());
+    ui_->menubar->setCornerWidget(note);
+  }
+  Connect_Controls();
+  Form_Load();
+}
+
+frmmain1::~frmmain1() = default;
+
+void frmmain1::Connect_Controls() {
+  const auto on_click = [this](QAbstractButton* button, void (frmmain1::*handler)()) {
+    connect(button, &QAbstractButton::clicked, this, [this, handler] { (this->*handler)(); });
+  };
+  on_click(ui_->cmddownload, &frmmain1::cmddownload_Click);
+  on_click(ui_->cmdAdd, &frmmain1::cmdAdd_Click);
+  on_click(ui_->cmddel, &frmmain1::cmddel_Click);
+  on_click(ui_->cmdselectall, &frmmain1::cmdselectall_Click);
+  on_click(ui_->cmdlookup, &frmmain1::cmdlookup_Click);
+  on_click(ui_->Command2, &frmmain1::Command2_Click);
+  on_click(ui_->cmdfolder, &frmmain1::cmdfolder_Click);
+  connect(ui_->mnuabout, &QAction::triggered, this, [this] { mnuabout_Click(); });
+  connect(ui_->cmbInterval, &QComboBox::currentIndexChanged, this, [this] { cmbInterval_Click(); });
+  ui_->cmbOutputFormat->Discard_Keys([this] {
+    cmbOutputFormat_KeyDown();
+    cmbOutputFormat_KeyPress();
+  });
+  ui_->txtnewstock->installEventFilter(this);
+  ui_->txtdays->installEventFilter(this);
+  ui_->txtdays->KeyPress = [this](std::int16_t key) { return txtdays_KeyPress(key); };
+  for (int i = 0; i < 3; ++i) {
+    NumberBox* box = txtenddate_[static_cast<size_t>(i)];
+    box->installEventFilter(this);
+    box->KeyPress = [this, i](std::int16_t key) { return txtenddate_KeyPress(i, key); };
+  }
+}
+
+void frmmain1::Form_Load() {
+  With_Own_Handler(
+      program_.Trap, {Module, "Sub Form_Load"},
+      [&] {
+        setWindowIcon(Program_Icon(program_.Parts.ProgramFolder));
+        Load_Format(program_.Trap, program_.State.Formats, program_.State.Settings);
+        move(Twips_To_Pixels(LeftTwips, logicalDpiX()), Twips_To_Pixels(TopTwips, logicalDpiY()));
+        Form_Resize();
+        Restore_Choices();
+        const std::string today = Format_Date(program_.Parts.Time.Today(), "MMDDYY");
+        for (size_t i = 0; i < txtenddate_.size(); ++i)
+          txtenddate_[i]->setText(To_QString(today.substr(2 * i, 2)));
+      },
+      [&](const RunTimeError& error) {
+        program_.Boxes.Show("unhandled err " + std::to_string(error.Number()) + " " + error.Description() +
+                            " inside form_load()!");
+      });
+}
+
+void frmmain1::Restore_Choices() {
+  ui_->lstStock->clear();
+  for (const std::string& symbol : Restored_Symbols(program_.Saved.SymbolLine)) Add_Sorted(symbol);
+  // A position that no item has comes from a file that was changed by hand: it counts as none.
+  const auto restore = [](QComboBox* box, int position, int fallback) {
+    if (box->currentText().isEmpty())
+      box->setCurrentIndex(position >= 0 && position < box->count() ? position : fallback);
+  };
+  restore(ui_->cmbInterval, Restored_Interval(program_.Saved.IntervalPosition), Restored_Interval(-1));
+  restore(ui_->cmbOutputFormat, Restored_Format(program_.Saved.FormatPosition), Restored_Format(-1));
+  const std::string& folder = program_.State.Settings.OutputFolder;
+  if (!folder.empty()) ui_->txtOutputfolder->setText(To_QString(folder));
+}
+
+void frmmain1::Form_Resize() {
+  Skip_Failing_Statements(program_.Trap, {Module, "Sub Form_Resize"}, [&](SkippingStatements& statement) {
+    if (isMinimized() || isMaximized() || isFullScreen()) return;
+    statement([&] {
+      const QSize frame = frameGeometry().size() - geometry().size();
+      const QSize whole(Twips_To_Pixels(WidthTwips, logicalDpiX()),
+                        Twips_To_Pixels(HeightTwips, logicalDpiY()));
+      const QSize wanted = (whole - frame).expandedTo(minimumSizeHint());
+      if (size() != wanted) resize(wanted);
+    });
+  });
+}
+
+bool frmmain1::Form_QueryUnload() {
+  bool goes_on = true;
+  Keep_Trap_Handler(program_.Trap, {Module, "Sub Form_QueryUnload"}, [&](TrappedStatements& statement) {
+    statement([&] {
+      const char* title = "Exiting program";
+      const MessageAnswer answer =
+          program_.Boxes.Show("Do you want to save your screen choices?", title, MessageButtons::YesNoCancel);
+      goes_on = answer != MessageAnswer::Cancel;
+      if (answer == MessageAnswer::Yes && !Save_Config()) {
+        program_.Boxes.Show("Can't save your choices to disk.", title);
+      }
+    });
+  });
+  return goes_on;
+}
+
+void frmmain1::Form_Unload() {
+  Keep_Trap_Handler(program_.Trap, {Module, "Sub Form_Unload"}, [&](TrappedStatements& statement) {
+    unloaded_ = true;
+    statement([&] { program_.Exit_Program(); });
+  });
+}
+
+bool frmmain1::Save_Config() {
+  return hq::Save_Config(program_.Trap, program_.Boxes, program_.Parts.FileSystem,
+                         program_.Parts.ProgramFolder, stocks_,
+                         {ui_->cmbInterval->currentIndex(), ui_->cmbOutputFormat->currentIndex(),
+                          To_Text(ui_->txtOutputfolder->text()), To_Text(ui_->txtdays->text())});
+}
+
+bool frmmain1::Valid_Entry() {
+  return hq::Valid_Entry(program_.Trap, program_.Boxes, program_.Loop, program_.Parts.FileSystem, stocks_,
+                         Entries(), [this] { Focus_Days(); });
+}
+
+void frmmain1::cmddownload_Click() {
+  try {
+    run_->cmddownload_Click(stocks_, Entries(), [this] { Focus_Days(); });
+  } catch (const Interrupted&) {
+    // The program ends while the run waits; nothing is left to do, and nothing may be thrown into the
+    // window's loop.
+    return;
+  }
+}
+
+void frmmain1::cmdAdd_Click() {
+  Skip_Failing_Statements(program_.Trap, {Module, "Sub cmdAdd_Click"}, [&](SkippingStatements& statement) {
+    std::string symbol;
+    statement([&] { symbol = Stored_Symbol(To_Text(ui_->txtnewstock->text())); });
+    statement([&] { setCursor(Qt::WaitCursor); });
+    if (symbol.empty()) {
+      statement([&] { unsetCursor(); });
+      statement([&] { program_.Boxes.Show("Enter a valid stock symbol into 'Stock Symbol' box first"); });
+      return;
+    }
+    bool exists = false;
+    for (int i = 0; i < stocks_.Count() && !exists; ++i) exists = stocks_.Text(i) == symbol;
+    if (exists) {
+      statement([&] { program_.Boxes.Show("Stock symbol " + symbol + " already exists."); });
+    } else {
+      statement([&] { Add_Sorted(symbol); });
+    }
+    statement([&] { ui_->txtnewstock->clear(); });
+    statement([&] { ui_->txtnewstock->setFocus(); });
+    statement([&] { unsetCursor(); });
+  });
+}
+
+void frmmain1::cmddel_Click() {
+  Skip_Failing_Statements(program_.Trap, {Module, "Sub cmddel_Click"}, [&](SkippingStatements& statement) {
+    for (int i = stocks_.Count() - 1; i >= 0; --i) {
+      statement([&] {
+        if (stocks_.Selected(i)) delete ui_->lstStock->takeItem(i);
+      });
+    }
+  });
+}
+
+void frmmain1::cmdselectall_Click() {
+  Skip_Failing_Statements(
+      program_.Trap, {Module, "Sub cmdselectall_Click"},
+      [&](SkippingStatements& statement) { statement([&] { ui_->lstStock->selectAll(); }); });
+}
+
+void frmmain1::cmdlookup_Click() {
+  Skip_Failing_Statements(program_.Trap, {Module, "Sub cmdlookup_Click"}, [&](SkippingStatements& statement) {
+    statement([&] { program_.Parts.Open_Address(program_.Parts.SymbolSearchAddress); });
+  });
+}
+
+void frmmain1::txtnewstock_KeyDown(int key) {
+  Keep_Trap_Handler(program_.Trap, {Module, "Sub txtnewstock_KeyDown"}, [&](TrappedStatements& statement) {
+    statement([&] {
+      if (key == Qt::Key_Return || key == Qt::Key_Enter) cmdAdd_Click();
+    });
+  });
+}
+
+void frmmain1::cmbInterval_Click() {
+  Skip_Failing_Statements(
+      program_.Trap, {Module, "Sub cmbInterval_Click"}, [&](SkippingStatements& statement) {
+        statement([&] {
+          ui_->txtdays->setText(QString::number(Day_Limit(To_Text(ui_->cmbInterval->currentText()))));
+        });
+      });
+}
+
+void frmmain1::cmbOutputFormat_KeyDown() {
+  // The box has discarded the key already; the procedure is there to be traced.
+  Keep_Trap_Handler(program_.Trap, {Module, "Sub cmbOutputFormat_KeyDown"}, [](TrappedStatements&) {});
+}
+
+void frmmain1::cmbOutputFormat_KeyPress() {
+  Keep_Trap_Handler(program_.Trap, {Module, "Sub cmbOutputFormat_KeyPress"}, [](TrappedStatements&) {});
+}
+
+void frmmain1::Command2_Click() {
+  Skip_Failing_Statements(program_.Trap, {Module, "Sub Command2_Click"}, [&](SkippingStatements& statement) {
+    statement([&] {
+      const FormatSamples samples =
+          Samples_Of(program_.State.Formats, To_Text(ui_->cmbOutputFormat->currentText()));
+      program_.Boxes.Show(samples.Prompt, samples.Title);
+    });
+  });
+}
+
+void frmmain1::cmdfolder_Click() {
+  Skip_Failing_Statements(program_.Trap, {Module, "Sub cmdfolder_Click"}, [&](SkippingStatements& statement) {
+    std::string path;
+    bool chosen = false;
+    const std::string before(Trim(To_Text(ui_->txtOutputfolder->text())));
+    statement([&] {
+      chosen = BrowseForFolder(program_.Trap, program_.Parts.Folders, DesktopFolder, FileSystemFoldersOnly,
+                               path, 0, "Select a folder:", before);
+    });
+    if (!chosen) statement([&] { path = Trim(To_Text(ui_->txtOutputfolder->text())); });
+    statement([&] { ui_->txtOutputfolder->setText(To_QString(Shown_Path(path))); });
+  });
+}
+
+void frmmain1::mnuabout_Click() {
+  Skip_Failing_Statements(program_.Trap, {Module, "Sub mnuabout_Click"}, [&](SkippingStatements& statement) {
+    statement([&] { program_.Test().Show_About(program_.Parts.MajorVersion, program_.Parts.MinorVersion); });
+  });
+}
+
+void frmmain1::txtdays_GotFocus() {
+  Keep_Trap_Handler(program_.Trap, {Module, "Sub txtdays_GotFocus"},
+                    [&](TrappedStatements& statement) { statement([&] { ui_->txtdays->selectAll(); }); });
+}
+
+std::int16_t frmmain1::txtdays_KeyPress(std::int16_t key) {
+  return Skip_Failing_Statements(program_.Trap, {Module, "Sub txtdays_KeyPress"},
+                                 [&](SkippingStatements& statement) {
+                                   std::int16_t result = key;
+                                   statement([&] { result = Keyin_Number(program_.Trap, key); });
+                                   return result;
+                                 });
+}
+
+void frmmain1::txtdays_LostFocus() {
+  Skip_Failing_Statements(
+      program_.Trap, {Module, "Sub txtdays_LostFocus"}, [&](SkippingStatements& statement) {
+        std::string fault;
+        statement([&] {
+          fault = Days_Fault(To_Text(ui_->cmbInterval->currentText()), To_Text(ui_->txtdays->text()));
+        });
+        if (fault.empty()) return;
+        statement([&] { program_.Boxes.Show(fault); });
+        statement([&] { Return_To(ui_->txtdays); });
+        statement([&] { program_.Loop.DoEvents(); });
+      });
+}
+
+void frmmain1::txtenddate_GotFocus(int index) {
+  Keep_Trap_Handler(program_.Trap, {Module, "Sub txtenddate_GotFocus"}, [&](TrappedStatements& statement) {
+    statement([&] { txtenddate_[static_cast<size_t>(index)]->selectAll(); });
+  });
+}
+
+std::int16_t frmmain1::txtenddate_KeyPress(int /*index*/, std::int16_t key) {
+  return Skip_Failing_Statements(program_.Trap, {Module, "Sub txtenddate_KeyPress"},
+                                 [&](SkippingStatements& statement) {
+                                   std::int16_t result = key;
+                                   statement([&] { result = Keyin_Number(program_.Trap, key); });
+                                   return result;
+                                 });
+}
+
+void frmmain1::txtenddate_LostFocus(int index) {
+  Skip_Failing_Statements(program_.Trap, {Module, "Sub txtenddate_LostFocus"},
+                          [&](SkippingStatements& statement) {
+                            NumberBox* box = txtenddate_[static_cast<size_t>(index)];
+                            std::string fault;
+                            statement([&] { fault = End_Date_Fault(index, To_Text(box->text())); });
+                            if (!fault.empty()) {
+                              statement([&] { program_.Boxes.Show(fault); });
+                              statement([&] { box->selectAll(); });
+                              statement([&] { Return_To(box); });
+                            }
+                            statement([&] { program_.Loop.DoEvents(); });
+                          });
+}
+
+EntryTexts frmmain1::Entries() const {
+  EntryTexts entry;
+  entry.IntervalPosition = ui_->cmbInterval->currentIndex();
+  entry.Interval = To_Text(ui_->cmbInterval->currentText());
+  entry.OutputFormat = To_Text(ui_->cmbOutputFormat->currentText());
+  entry.OutputFolder = To_Text(ui_->txtOutputfolder->text());
+  entry.Days = To_Text(ui_->txtdays->text());
+  for (size_t i = 0; i < txtenddate_.size(); ++i) entry.EndDate[i] = To_Text(txtenddate_[i]->text());
+  return entry;
+}
+
+void frmmain1::Focus_Days() {
+  Return_To(ui_->txtdays);
+}
+
+void frmmain1::Add_Sorted(const std::string& symbol) {
+  int place = 0;
+  while (place < stocks_.Count() && stocks_.Text(place) <= symbol) ++place;
+  ui_->lstStock->insertItem(place, To_QString(symbol));
+}
+
+// Puts the focus back into a box without having the box that loses it checked: two boxes with bad values
+// would send the user to and fro for ever.
+void frmmain1::Return_To(NumberBox* box) {
+  returning_focus_ = true;
+  activateWindow();
+  box->setFocus();
+  returning_focus_ = false;
+}
+
+void frmmain1::Got_Focus(QObject* box) {
+  if (box == ui_->txtdays) return txtdays_GotFocus();
+  const auto found = std::find(txtenddate_.begin(), txtenddate_.end(), box);
+  if (found != txtenddate_.end()) txtenddate_GotFocus(static_cast<int>(found - txtenddate_.begin()));
+}
+
+void frmmain1::Lost_Focus(QObject* box) {
+  if (box == ui_->txtdays) return txtdays_LostFocus();
+  const auto found = std::find(txtenddate_.begin(), txtenddate_.end(), box);
+  if (found != txtenddate_.end()) txtenddate_LostFocus(static_cast<int>(found - txtenddate_.begin()));
+}
+
+void frmmain1::Check_After_Focus_Moved(QObject* box) {
+  // No check when the user went to another program, came back, answers a message, or ends the program.
+  const QWidget* now = QApplication::focusWidget();
+  if (unloaded_ || now == nullptr || now == box || QApplication::activeModalWidget() != nullptr) return;
+  try {
+    Lost_Focus(box);
+  } catch (const Interrupted&) {
+    return;
+  }
+}
+
+// "&Add" and the menu's "&About" have the same access key. The button gets it, because it is used all the time; the menu
+// is reached with Alt alone. Left to themselves the two would wait for each other.
+bool frmmain1::event(QEvent* event) {
+  if (event->type() == QEvent::ShortcutOverride && Is_Add_Key(*static_cast<QKeyEvent*>(event))) {
+    event->accept();
+    return true;
+  }
+  return QMainWindow::event(event);
+}
+
+void frmmain1::keyPressEvent(QKeyEvent* event) {
+  if (!Is_Add_Key(*event)) return QMainWindow::keyPressEvent(event);
+  ui_->cmdAdd->setFocus(Qt::ShortcutFocusReason);
+  ui_->cmdAdd->animateClick();
+}
+
+bool frmmain1::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == ui_->txtnewstock) {
+    if (event->type() == QEvent::KeyPress) txtnewstock_KeyDown(static_cast<QKeyEvent*>(event)->key());
+    return QMainWindow::eventFilter(watched, event);
+  }
+  if (event->type() == QEvent::FocusIn) {
+    const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+    // After the click that brought the focus, which would end the selection.
+    if (Moves_Focus(reason) && reason != Qt::ActiveWindowFocusReason) {
+      QTimer::singleShot(0, this, [this, watched] {
+        if (QApplication::focusWidget() == watched) Got_Focus(watched);
+      });
+    }
+  } else if (event->type() == QEvent::FocusOut && !returning_focus_ &&
+             Moves_Focus(static_cast<QFocusEvent*>(event)->reason())) {
+    // Only later it is known where the focus has gone.
+    QTimer::singleShot(0, this, [this, watched] { Check_After_Focus_Moved(watched); });
+  }
+  return QMainWindow::eventFilter(watched, event);
+}
+
+void frmmain1::closeEvent(QCloseEvent* event) {
+  if (unloaded_) return event->accept();
+  if (!Form_QueryUnload()) return event->ignore();
+  event->accept();
+  Form_Unload();
+}
+
+void frmmain1::resizeEvent(QResizeEvent* event) {
+  QMainWindow::resizeEvent(event);
+  Form_Resize();
+}
+
+// The frame that the system puts round the window is known only when the window is on the screen: its coming
+// shows as a move or an activation.
+void frmmain1::moveEvent(QMoveEvent* event) {
+  QMainWindow::moveEvent(event);
+  if (isVisible()) Form_Resize();
+}
+
+void frmmain1::changeEvent(QEvent* event) {
+  QMainWindow::changeEvent(event);
+  const bool state = event->type() == QEvent::WindowStateChange || event->type() == QEvent::ActivationChange;
+  if (state && isVisible()) QTimer::singleShot(0, this, [this] { Form_Resize(); });
+}
+
+}  // namespace hq

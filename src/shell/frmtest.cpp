@@ -1,0 +1,93 @@
+#include "shell/frmtest.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QShortcut>
+
+#include "errortrap/procedure.h"
+#include "errortrap/qt_message_boxes.h"
+#include "shell/form_looks.h"
+#include "shell/twips.h"
+#include "ui_frmtest.h"
+
+namespace hq {
+
+frmtest::frmtest(modFailSafe& trap, const std::string& program_folder)
+    : QWidget(nullptr, Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+      trap_(trap),
+      ui_(std::make_unique<Ui::frmtest>()) {
+  ui_->setupUi(this);
+  setFont(Form_Font());
+  QFont title = font();
+  title.setPointSizeF(title.pointSizeF() * 1.5);
+  title.setBold(true);
+  ui_->Label1->setFont(title);
+  ui_->Image1->setPixmap(Picture("logo").pixmap(QSize(96, 96)));
+  connect(ui_->cmdok, &QPushButton::clicked, this, [this] { cmdok_Click(); });
+  for (const auto key : {Qt::Key_Escape, Qt::Key_Return, Qt::Key_Enter}) {
+    connect(new QShortcut(key, this), &QShortcut::activated, this, [this] {
+      if (!ui_->cmdok->isHidden()) cmdok_Click();
+    });
+  }
+  Form_Load(program_folder);
+}
+
+frmtest::~frmtest() = default;
+
+void frmtest::Form_Load(const std::string& program_folder) {
+  Skip_Failing_Statements(trap_, {"frmtest.frm", "Sub Form_Load"}, [&](SkippingStatements& statement) {
+    statement([&] { setWindowIcon(Program_Icon(program_folder)); });
+  });
+}
+
+void frmtest::Display_About() {
+  With_Own_Handler(
+      trap_, {"frmtest.frm", "Sub Display_About"},
+      [&] {
+        Set_Caption("Initializing application. Please wait...");
+        Hide_Button();
+        Place();
+        setWindowFlag(Qt::WindowStaysOnTopHint);
+        show();
+        repaint();
+      },
+      [](const RunTimeError&) {});
+}
+
+void frmtest::Show_About(int major, int minor) {
+  Set_Caption("Version " + std::to_string(major) + "." + std::to_string(minor));
+  ui_->cmdok->show();
+  show();
+  raise();
+  activateWindow();
+  ui_->cmdok->setFocus();
+}
+
+void frmtest::Set_Caption(const std::string& text) {
+  ui_->Label2->setText(To_QString(text));
+  repaint();
+}
+
+void frmtest::Hide_Button() {
+  ui_->cmdok->hide();
+}
+
+void frmtest::cmdok_Click() {
+  Skip_Failing_Statements(trap_, {"frmtest.frm", "Sub cmdok_Click"}, [&](SkippingStatements& statement) {
+    statement([&] { Place(); });
+    statement([&] { setWindowFlag(Qt::WindowStaysOnTopHint, false); });
+    statement([&] { hide(); });
+  });
+}
+
+void frmtest::Place() {
+  const int dpi = logicalDpiX();
+  const QRect screen = QGuiApplication::primaryScreen()->geometry();
+  const QSize box = sizeHint();
+  const auto [left, top] =
+      About_Box_Place(Pixels_To_Twips(screen.width(), dpi), Pixels_To_Twips(screen.height(), dpi),
+                      Pixels_To_Twips(box.width(), dpi), Pixels_To_Twips(box.height(), dpi));
+  move(screen.left() + Twips_To_Pixels(left, dpi), screen.top() + Twips_To_Pixels(top, dpi));
+}
+
+}  // namespace hq

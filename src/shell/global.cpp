@@ -1,0 +1,85 @@
+#include "shell/global.h"
+
+#include <QApplication>
+#include <utility>
+
+#include "errortrap/procedure.h"
+#include "shell/form_looks.h"
+
+namespace hq {
+
+global::global(ProgramParts parts)
+    : Parts(std::move(parts)), icon_(std::make_unique<frmicon>(Parts.ProgramFolder)) {
+  QApplication::setQuitOnLastWindowClosed(false);
+  QApplication::setWindowIcon(icon_->windowIcon());
+  State.RequestTemplate = Parts.RequestTemplate;
+}
+
+// The main window holds the transfer, whose events go through the loop.
+global::~global() {
+  main_.reset();
+}
+
+void global::Main() {
+  With_Own_Handler(
+      Trap, {"global.bas", "Sub Main"},
+      [&] {
+        Test().Display_About();
+        Loop.DoEvents();
+        Test().Set_Caption("Creating application window...");
+        Loop.DoEvents();
+        Load_Config(Trap, Boxes, Parts.FileSystem, Parts.ProgramFolder, Saved, State.Settings);
+        Test().Hide_Button();
+        Test().Set_Caption("Finalizing settings...");
+        Loop.DoEvents();
+        Test().Display_About();
+        Test().hide();
+        MainWindow().show();
+      },
+      [&](const RunTimeError& error) {
+        Boxes.Show("Err " + error.Description() + " inside Main(). Report!");
+        Exit_Program();
+      });
+}
+
+void global::Exit_Program() {
+  Skip_Failing_Statements(Trap, {"global.bas", "Sub Exit_Program"}, [&](SkippingStatements& statement) {
+    const size_t count = loaded_.size();
+    for (size_t i = 0; i < count; ++i) {
+      statement([&] {
+        QWidget* first = loaded_.at(0);
+        loaded_.erase(loaded_.begin());
+        first->hide();
+      });
+    }
+    // Files are open within one procedure only; the end of every wait closes what one of them has open.
+    statement([&] { Loop.End(); });
+    statement([&] { QCoreApplication::quit(); });
+  });
+}
+
+template <class Form, class... Arguments>
+Form& global::Loaded(std::unique_ptr<Form>& form, Arguments&&... arguments) {
+  if (!form) {
+    form = std::make_unique<Form>(std::forward<Arguments>(arguments)...);
+    loaded_.push_back(form.get());
+  }
+  return *form;
+}
+
+frmtest& global::Test() {
+  return Loaded(test_, Trap, Parts.ProgramFolder);
+}
+
+frmlog& global::Log() {
+  const bool is_new = log_ == nullptr;
+  frmlog& log = Loaded(log_, Trap);
+  if (is_new) log.setFont(Form_Font());
+  return log;
+}
+
+frmmain1& global::MainWindow() {
+  return Loaded(main_, *this);
+}
+
+}  // namespace hq

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "entry/filebrowse.h"
+#include "errortrap/modFailSafe.h"
+#include "errortrap/qt_message_boxes.h"
+#include "errortrap/qt_message_loop.h"
+#include "platform/files.h"
+#include "quotes/transfer_control.h"
+#include "run/download_run.h"
+#include "run/frmlog.h"
+#include "shell/frmicon.h"
+#include "shell/frmmain1.h"
+#include "shell/frmtest.h"
+#include "shell/settings_file.h"
+
+namespace hq {
+
+// What the window program is started with.
+struct ProgramParts {
+  Files& FileSystem;
+  const Clock& Time;
+  FolderDialog& Folders;
+  // Makes the transfer control that the main window holds.
+  std::function<std::unique_ptr<TransferControl>(MessageLoop&)> Make_Inet;
+  // Opens an address in the user's browser. Its failure is not told.
+  std::function<void(const std::string& address)> Open_Address;
+  std::string ProgramFolder = {};    // without a separator at its end
+  std::string RequestTemplate = {};  // plain
+  std::string SymbolSearchAddress = {};
+  std::string QuotesNote = {};  // what the user must know about the quotes, empty for nothing
+  int MajorVersion = 0;
+  int MinorVersion = 0;
+};
+
+// The window program: its shared state, its windows, its start and its end. Made after the application
+// object; one at a time in a process, because its end ends the application.
+class global {
+ public:
+  explicit global(ProgramParts parts);
+  global(const global&) = delete;
+  global& operator=(const global&) = delete;
+  ~global();
+
+  // Shows the splash, reads the settings and shows the main window.
+  void Main();
+
+  // Takes every window away and ends the program. Never reports an error.
+  void Exit_Program();
+
+  // The windows, each made when it is first asked for.
+  [[nodiscard]] frmtest& Test();
+  [[nodiscard]] frmlog& Log();
+  [[nodiscard]] frmmain1& MainWindow();
+
+  ProgramParts Parts;
+  QtMessageLoop Loop;
+  MessageBoxes& Boxes = boxes_;
+  modFailSafe Trap{&Loop};
+  SharedState State;
+  SavedChoices Saved;
+
+ private:
+  QtMessageBoxes boxes_;
+
+  template <class Form, class... Arguments>
+  Form& Loaded(std::unique_ptr<Form>& form, Arguments&&... arguments);
+
+  std::unique_ptr<frmicon> icon_;
+  std::unique_ptr<frmtest> test_;
+  std::unique_ptr<frmlog> log_;
+  std::unique_ptr<frmmain1> main_;
+  std::vector<QWidget*> loaded_;  // in the order of their making
+};
+
+}  // namespace hq
