@@ -19,6 +19,12 @@ frmlog::frmlog(modFailSafe& trap)
   ui_->setupUi(this);
   connect(ui_->cmdClose, &QPushButton::clicked, this, [this] { cmdClose_Click(); });
   connect(new QShortcut(Qt::Key_Escape, this), &QShortcut::activated, this, [this] { cmdClose_Click(); });
+  // The range grows some time after a line has come, and with the window's size.
+  QScrollBar* bar = ui_->lstlog->verticalScrollBar();
+  connect(bar, &QScrollBar::rangeChanged, this, [this, bar] {
+    if (follows_) bar->setValue(bar->maximum());
+  });
+  connect(bar, &QScrollBar::valueChanged, this, [this, bar] { follows_ = bar->value() == bar->maximum(); });
   auto* copy = new QAction("Copy", this);
   copy->setShortcut(QKeySequence::Copy);
   copy->setShortcutContext(Qt::WidgetShortcut);
@@ -30,13 +36,13 @@ frmlog::~frmlog() = default;
 
 void frmlog::Clear() {
   ui_->lstlog->clear();
+  // Now, so that the bar is at the end of an empty list whatever comes next.
+  ui_->lstlog->doItemsLayout();
+  follows_ = true;
 }
 
 void frmlog::Add(const std::string& line) {
-  const QScrollBar* bar = ui_->lstlog->verticalScrollBar();
-  const bool at_end = bar->value() == bar->maximum();
   ui_->lstlog->addItem(To_QString(line));
-  if (at_end) ui_->lstlog->scrollToBottom();
 }
 
 void frmlog::cmdClose_Click() {

@@ -34,6 +34,7 @@ class frmlog final : public QWidget {
 
   modFailSafe& trap_;
   std::unique_ptr<Ui::frmlog> ui_;
+  bool follows_ = true;  // the last line stays in sight
 };
 
 }  // namespace hq

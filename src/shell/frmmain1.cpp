@@ -387,7 +387,6 @@ void frmmain1::txtenddate_LostFocus(int index) {
                             statement([&] { fault = End_Date_Fault(index, To_Text(box->text())); });
                             if (!fault.empty()) {
                               statement([&] { program_.Boxes.Show(fault); });
-                              statement([&] { box->selectAll(); });
                               statement([&] { Return_To(box); });
                             }
                             statement([&] { program_.Loop.DoEvents(); });
@@ -421,6 +420,8 @@ void frmmain1::Return_To(NumberBox* box) {
   returning_focus_ = true;
   activateWindow();
   box->setFocus();
+  // Also when the window comes to the front only later, which is no reason to select anything.
+  box->selectAll();
   returning_focus_ = false;
 }
 

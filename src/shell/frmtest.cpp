@@ -83,7 +83,7 @@ void frmtest::cmdok_Click() {
 void frmtest::Place() {
   const int dpi = logicalDpiX();
   const QRect screen = QGuiApplication::primaryScreen()->geometry();
-  const QSize box = sizeHint();
+  const QSize box = sizeHint() + frameGeometry().size() - geometry().size();
   const auto [left, top] =
       About_Box_Place(Pixels_To_Twips(screen.width(), dpi), Pixels_To_Twips(screen.height(), dpi),
                       Pixels_To_Twips(box.width(), dpi), Pixels_To_Twips(box.height(), dpi));

@@ -21,7 +21,9 @@ QSize NumberBox::minimumSizeHint() const {
 
 void NumberBox::keyPressEvent(QKeyEvent* event) {
   const QString text = event->text();
-  const bool command = (event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)) != 0;
+  // Ctrl alone makes commands. With Alt or both held keys type characters too.
+  const bool command = event->modifiers() == Qt::ControlModifier ||
+                       event->modifiers() == (Qt::ControlModifier | Qt::ShiftModifier);
   const bool typed = !text.isEmpty() && !command && event->key() != Qt::Key_Delete;
   if (typed && KeyPress && KeyPress(static_cast<std::int16_t>(text.at(0).unicode())) == 0) {
     event->accept();

@@ -12,7 +12,7 @@ class NumberBox : public QLineEdit {
   explicit NumberBox(QWidget* parent = nullptr);
 
   // Takes the code of a typed character and returns the one to enter instead, 0 for none. Keys that only move
-  // or copy, and those with Ctrl or Alt held, are not asked about.
+  // or copy, and those with Ctrl held, are not asked about.
   std::function<std::int16_t(std::int16_t)> KeyPress;
 
   [[nodiscard]] QSize sizeHint() const override;
