@@ -368,7 +368,7 @@ class Pass {
   // Dates whose first or second number is above 12 show which one is the day.
   void Note_Date_Order(string_view date, bool is_read) {
     const auto slash = date.find('/');
-    if (slash == string_view::npos || slash > 2) return;
+    if (slash > 2) return;  // also when there is none
     const auto other = reading_.Order == DateOrder::MonthFirst ? DateOrder::DayFirst : DateOrder::MonthFirst;
     const bool is_read_otherwise = Read_Stamp(date, other).has_value();
     if (is_read == is_read_otherwise) return;
