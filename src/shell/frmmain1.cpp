@@ -34,7 +34,9 @@ bool Moves_Focus(Qt::FocusReason reason) {
   return reason != Qt::PopupFocusReason && reason != Qt::MenuBarFocusReason;
 }
 
-bool Is_Add_Key(const QKeyEvent& key) { return key.key() == Qt::Key_A && key.modifiers() == Qt::AltModifier; }
+bool Is_Add_Key(const QKeyEvent& key) {
+  return key.key() == Qt::Key_A && key.modifiers() == Qt::AltModifier;
+}
 
 }  // namespace
 
@@ -447,8 +449,8 @@ void frmmain1::Check_After_Focus_Moved(QObject* box) {
   }
 }
 
-// "&Add" and the menu's "&About" have the same access key. The button gets it, because it is used all the time; the menu
-// is reached with Alt alone. Left to themselves the two would wait for each other.
+// "&Add" and the menu's "&About" have the same access key. The button gets it, because it is used all the
+// time; the menu is reached with Alt alone. Left to themselves the two would wait for each other.
 bool frmmain1::event(QEvent* event) {
   if (event->type() == QEvent::ShortcutOverride && Is_Add_Key(*static_cast<QKeyEvent*>(event))) {
     event->accept();

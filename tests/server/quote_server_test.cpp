@@ -147,6 +147,13 @@ TEST_F(QuoteServerTest, AnswersEachIntervalWithItsSessions) {
   }
 }
 
+TEST_F(QuoteServerTest, RefusesWhatItDoesNotUnderstandBesideTheSymbol) {
+  for (const char* query : {"Interval=5&Symbol=AT&T", "Interval=5&Symbol=IBM&date=031103",
+                            "Interval=5&Interval=5&Symbol=IBM", "Interval=5&Symbol=IBM&Symbol=IBM"}) {
+    EXPECT_EQ(Ask(query).Status, 400) << query;
+  }
+}
+
 TEST_F(QuoteServerTest, SendsTheSessionsBeforeTheDate) {
   const auto last_date = [this](const std::string& date) {
     return Lines(Ask("Interval=1&Symbol=IBM&Date=" + date).Body).back().substr(0, 6);
