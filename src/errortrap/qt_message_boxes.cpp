@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QPointer>
 
 namespace hq {
 
@@ -15,7 +16,8 @@ std::string To_Text(const QString& text) {
 
 MessageAnswer QtMessageBoxes::Show(const std::string& text, const std::string& title, MessageButtons buttons,
                                    MessageIcon icon) {
-  QMessageBox box(QApplication::activeWindow());
+  const QPointer<QWidget> owner = QApplication::activeWindow();
+  QMessageBox box(owner);
   box.setTextFormat(Qt::PlainText);
   box.setText(To_QString(text));
   box.setWindowTitle(To_QString(title));
@@ -27,7 +29,10 @@ MessageAnswer QtMessageBoxes::Show(const std::string& text, const std::string& t
     box.setDefaultButton(QMessageBox::Yes);
     box.setEscapeButton(QMessageBox::Cancel);
   }
-  switch (box.exec()) {
+  const int pressed = box.exec();
+  // Where no window manager does it.
+  if (owner && owner->isVisible()) owner->activateWindow();
+  switch (pressed) {
     case QMessageBox::Yes:
       return MessageAnswer::Yes;
     case QMessageBox::No:

@@ -34,10 +34,6 @@ bool Moves_Focus(Qt::FocusReason reason) {
   return reason != Qt::PopupFocusReason && reason != Qt::MenuBarFocusReason;
 }
 
-bool Is_Add_Key(const QKeyEvent& key) {
-  return key.key() == Qt::Key_A && key.modifiers() == Qt::AltModifier;
-}
-
 }  // namespace
 
 int ListBoxStocks::Count() const {
@@ -136,6 +132,8 @@ void frmmain1::Connect_Controls() {
     cmbOutputFormat_KeyDown();
     cmbOutputFormat_KeyPress();
   });
+  ui_->cmdAdd->installEventFilter(this);
+  ui_->menubar->installEventFilter(this);
   ui_->txtnewstock->installEventFilter(this);
   ui_->txtdays->installEventFilter(this);
   ui_->txtdays->KeyPress = [this](std::int16_t key) { return txtdays_KeyPress(key); };
@@ -449,23 +447,18 @@ void frmmain1::Check_After_Focus_Moved(QObject* box) {
   }
 }
 
-// "&Add" and the menu's "&About" have the same access key. The button gets it, because it is used all the
-// time; the menu is reached with Alt alone. Left to themselves the two would wait for each other.
-bool frmmain1::event(QEvent* event) {
-  if (event->type() == QEvent::ShortcutOverride && Is_Add_Key(*static_cast<QKeyEvent*>(event))) {
-    event->accept();
+bool frmmain1::eventFilter(QObject* watched, QEvent* event) {
+  if (watched == ui_->cmdAdd || watched == ui_->menubar) {
+    // "&Add" and the menu's "&About" have the same access key, which Qt offers to both in turn. The button
+    // gets it always, because it is used all the time; the menu is reached with Alt alone.
+    if (event->type() != QEvent::Shortcut ||
+        static_cast<QShortcutEvent*>(event)->key() != QKeySequence("Alt+A")) {
+      return QMainWindow::eventFilter(watched, event);
+    }
+    ui_->cmdAdd->setFocus(Qt::ShortcutFocusReason);
+    ui_->cmdAdd->animateClick();
     return true;
   }
-  return QMainWindow::event(event);
-}
-
-void frmmain1::keyPressEvent(QKeyEvent* event) {
-  if (!Is_Add_Key(*event)) return QMainWindow::keyPressEvent(event);
-  ui_->cmdAdd->setFocus(Qt::ShortcutFocusReason);
-  ui_->cmdAdd->animateClick();
-}
-
-bool frmmain1::eventFilter(QObject* watched, QEvent* event) {
   if (watched == ui_->txtnewstock) {
     if (event->type() == QEvent::KeyPress) txtnewstock_KeyDown(static_cast<QKeyEvent*>(event)->key());
     return QMainWindow::eventFilter(watched, event);
