@@ -28,6 +28,7 @@ class QtMessageLoop final : public QObject, public MessageLoop {
 
   // The program ends: every wait under way and to come throws Interrupted.
   void End();
+  [[nodiscard]] bool Ended() const { return ended_; }
 
  private:
   void Wake();

@@ -417,7 +417,14 @@ void frmmain1::Focus_Days() {
 
 void frmmain1::Add_Sorted(const std::string& symbol) {
   int place = 0;
-  while (place < stocks_.Count() && stocks_.Text(place) <= symbol) ++place;
+  for (int after = stocks_.Count(); place < after;) {
+    const int middle = (place + after) / 2;
+    if (stocks_.Text(middle) <= symbol) {
+      place = middle + 1;
+    } else {
+      after = middle;
+    }
+  }
   ui_->lstStock->insertItem(place, To_QString(symbol));
 }
 

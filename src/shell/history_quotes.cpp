@@ -4,6 +4,7 @@
 #include <QCommandLineParser>
 #include <QDesktopServices>
 #include <QUrl>
+#include <cstdlib>
 #include <stdexcept>
 
 #include "entry/qt_folder_dialog.h"
@@ -81,5 +82,6 @@ int main(int argc, char** argv) {
 
   hq::global program(std::move(parts));
   program.Main();
-  return QApplication::exec();
+  // A start that failed has ended the program before there is a loop to end.
+  return program.Loop.Ended() ? EXIT_FAILURE : QApplication::exec();
 }

@@ -86,6 +86,9 @@ QStringList BoxAnswers::Texts() const {
 
 void BoxAnswers::Look() {
   auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+  if (!looking_ && box != nullptr && box == answered_ && since_answer_.hasExpired(10000)) {
+    qFatal("a message box did not take its key: %s", qPrintable(box->text()));
+  }
   if (looking_ || box == nullptr || box == answered_ || !box->isVisible() ||
       QGuiApplication::focusWindow() != box->windowHandle()) {
     return;
@@ -105,6 +108,7 @@ void BoxAnswers::Look() {
     keys_.pop_front();
   }
   answered_ = box;
+  since_answer_.start();
   if (answer.Meanwhile) answer.Meanwhile();
   QTest::keyClick(box->windowHandle(), answer.Key);
   looking_ = false;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QElapsedTimer>
 #include <QMessageBox>
 #include <QObject>
 #include <QPointer>
@@ -76,6 +77,7 @@ class BoxAnswers final : public QObject {
   QTimer timer_;
   std::deque<Answer> keys_;
   QPointer<QMessageBox> answered_;
+  QElapsedTimer since_answer_;
   bool looking_ = false;
 };
 

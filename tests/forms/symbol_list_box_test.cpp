@@ -1,7 +1,6 @@
 // Editing the list of symbols by keyboard and mouse.
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
