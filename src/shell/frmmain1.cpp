@@ -100,6 +100,7 @@ frmmain1::frmmain1(global& program)
   // symbol's.
   ui_->cmdAdd->setFixedWidth(ui_->cmdAdd->fontMetrics().horizontalAdvance("Add") +
                              2 * ui_->cmdAdd->fontMetrics().averageCharWidth() + 12);
+  ui_->txtnewstock->setMinimumWidth(ui_->txtnewstock->fontMetrics().horizontalAdvance("MMMMM") + 12);
   ui_->cmddownload->setIcon(Picture("download"));
   ui_->Command2->setIcon(Picture("samples"));
   if (!program.Parts.QuotesNote.empty()) {
