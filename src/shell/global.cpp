@@ -35,6 +35,8 @@ void global::Main() {
         Test().Display_About();
         Test().hide();
         MainWindow().show();
+        // Where no window manager does it.
+        MainWindow().activateWindow();
       },
       [&](const RunTimeError& error) {
         Boxes.Show("Err " + error.Description() + " inside Main(). Report!");
