@@ -97,8 +97,9 @@ class Engine {
     if (Need_Sort(trap_, table)) QuickSort(trap_, boxes_, table.QuoteKeys, 0, table.QuoteCount - 1);
     Set_StartIndex(trap_, settings_, table);
     const std::string name = Create_FileName(trap_, boxes_, settings_, table);
-    if (Write_File(trap_, loop_, boxes_, files_, catalogue_, settings_, table,
-                   Join_Path(settings_.OutputFolder, name))) {
+    const WriteResult result = Write_File(trap_, loop_, boxes_, files_, catalogue_, settings_, table,
+                                          Join_Path(settings_.OutputFolder, name));
+    if (!result.Written || result.Error) {
       std::fprintf(stderr, "No file was written.\n");
       std::abort();
     }

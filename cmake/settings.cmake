@@ -7,6 +7,10 @@ if(MSVC)
 else()
   target_compile_options(hq_settings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
                                                -Wnon-virtual-dtor -Woverloaded-virtual -Werror=return-type)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    # g++ 12 takes text + string for overlapping memory when it optimises.
+    target_compile_options(hq_settings INTERFACE -Wno-restrict)
+  endif()
 endif()
 if(HQ_SANITIZERS)
   add_compile_options(-fsanitize=${HQ_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -89,10 +89,10 @@ Float Read_Whole(std::string_view text) {
   return negative ? -value : value;
 }
 
-// Appends value rounded to units of 1 / Power, at most 1000, when that can be told from the value itself.
-// The shortest decimal text lies within half a unit of the value's last place, so only near a half could the
-// two round to different sides; nothing is appended there. A whole value, as every volume is, is its own
-// shortest text.
+// Appends value rounded to units of 1 / Power, at most 1000, when that can be told from the value itself. The
+// shortest decimal text lies within half a unit of the value's last place, so only near a half could the two
+// round to different sides; nothing is appended there. A whole value, as every volume is, is its own shortest
+// text.
 template <std::uint32_t Power>
 bool Append_Units(std::string& text, float value) {
   constexpr double half_of_last_place = 1.0 / (1U << 24U);

@@ -19,6 +19,7 @@ namespace hq {
 namespace {
 
 constexpr int IntradayTextWithHeader = 11;
+constexpr int MostSymbols = 32768;
 
 // Why nothing was done, for the user.
 struct Refusal {
@@ -74,13 +75,27 @@ class CommandLineRun {
 
   int Run() {
     Load_Format(trap_, state_.Formats, state_.Settings);
-    if (options_.Saved) {
-      Load_Config(trap_, console_, environment_.FileSystem, program_folder_, saved_, state_.Settings);
+    if (options_.ProgramFolder && !environment_.FileSystem.Exists(program_folder_)) {
+      throw Refusal{"--program-folder: " + program_folder_ + " does not exist"};
     }
+    const bool readable = !options_.Saved || Load_Config(trap_, console_, environment_.FileSystem,
+                                                         program_folder_, saved_, state_.Settings);
+    if (!readable) return exit_code::Refused;
     const EntryTexts entry = Entry();
     Fill_Symbols();
     state_.RequestTemplate = Request_Template();
-    return Download(entry);
+    int code = exit_code::Done;
+    try {
+      code = Download(entry);
+    } catch (const Interrupted&) {
+      // The program ends at once: a server that is in the middle of a large file is not waited for.
+      static_cast<void>(server_.release());
+      throw;
+    }
+    server_.reset();
+    // What the server has told last.
+    environment_.Loop.DoEvents();
+    return code;
   }
 
  private:
@@ -122,6 +137,7 @@ class CommandLineRun {
         if (!Trim(symbol).empty()) stocks_.Add(symbol);
       }
     }
+    if (stocks_.Count() > MostSymbols) throw Refusal{"at most 32768 symbols go into one run"};
     stocks_.Select_All();
   }
 
@@ -148,8 +164,10 @@ class CommandLineRun {
     std::shared_ptr<server::QuoteSource> source;
     try {
       // Called from the server's threads, so it goes through the loop to the one thread that writes.
-      const auto report = [this](const std::string& line) {
-        environment_.Loop.Post([this, line] { console_.Tell(line); });
+      const auto report = [this, alive = std::weak_ptr<char>(alive_)](const std::string& line) {
+        environment_.Loop.Post([this, alive, line] {
+          if (!alive.expired()) console_.Tell(line);
+        });
       };
       source = server::Make_Source(options_.Source.value_or("simulated"), server::New_York_Now, report);
     } catch (const std::invalid_argument& error) {
@@ -166,7 +184,7 @@ class CommandLineRun {
                              inet, console_, console_});
     int written = 0;
     run.Symbol_Done = [&](const SymbolOutcome& outcome) {
-      if (outcome.Written) ++written;
+      if (outcome.Written && outcome.Reason.empty()) ++written;
       if (!outcome.Reason.empty()) console_.Tell(outcome.Symbol + ": " + outcome.Reason);
       console_.Symbol_Done();
     };
@@ -186,7 +204,16 @@ class CommandLineRun {
   SavedChoices saved_;
   SymbolList stocks_;
   std::unique_ptr<server::QuoteServer> server_;
+  std::shared_ptr<char> alive_ =
+      std::make_shared<char>();  // goes with this object: events in the loop may outlive it
 };
+
+// The exit code, or that of a failure when standard output did not take what was written to it.
+int Unless_Lost(int code, const CommandLineEnvironment& environment) {
+  if (environment.Out.flush() || code != exit_code::Done) return code;
+  environment.Err << "Standard output could not be written." << std::endl;
+  return exit_code::SymbolsFailed;
+}
 
 }  // namespace
 
@@ -200,9 +227,10 @@ int Command_Line(const std::vector<std::string>& arguments, const CommandLineEnv
   if (options.ListFormats) List_Formats(environment.Out);
   if (options.ListIntervals) List_Intervals(environment.Out);
   if (options.TextToEncipher) environment.Out << Encipher(*options.TextToEncipher) << '\n';
-  if (options.ListFormats || options.ListIntervals || options.TextToEncipher) return exit_code::Done;
+  if (options.ListFormats || options.ListIntervals || options.TextToEncipher)
+    return Unless_Lost(exit_code::Done, environment);
   try {
-    return CommandLineRun(options, environment).Run();
+    return Unless_Lost(CommandLineRun(options, environment).Run(), environment);
   } catch (const Refusal& refusal) {
     environment.Err << refusal.Text << std::endl;
     return exit_code::Refused;

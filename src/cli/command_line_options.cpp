@@ -81,7 +81,8 @@ std::variant<CommandLineOptions, CommandLineText> Read_Command_Line(
                  "Where user.cfg, server.ini and FSCLIENT.INI lie; default: the program's own folder")
       ->option_text("DIR");
   app.add_flag("--saved", options.Saved,
-               "Take from user.cfg whatever is not given here, its symbols included");
+               "Take from user.cfg whatever is not given here, its symbols included; not the days, which are "
+               "those of the interval");
   app.add_option("--encipher", options.TextToEncipher,
                  "Print the address in the enciphered form that server.ini takes")
       ->option_text("ADDRESS");

@@ -1,3 +1,4 @@
+#include <cstdlib>
 #include <iostream>
 
 #include "cli/command_line.h"
@@ -10,8 +11,12 @@ int main(int argc, char** argv) {
     const hq::InterruptWatch watch([&loop] { loop.Interrupt(); });
     const hq::SystemClock clock;
     hq::SystemFiles files;
-    return hq::Command_Line({argv + 1, argv + argc}, {std::cout, std::cerr, hq::Error_Terminal_Width(), loop,
-                                                      clock, files, hq::Program_Folder()});
+    const int code = hq::Command_Line(
+        {argv + 1, argv + argc},
+        {std::cout, std::cerr, hq::Error_Terminal_Width(), loop, clock, files, hq::Program_Folder()});
+    // Nothing that still works is waited for; every file is closed or gone.
+    if (code == hq::exit_code::InterruptedByUser) std::_Exit(code);
+    return code;
   } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';
     return hq::exit_code::SymbolsFailed;

@@ -21,8 +21,8 @@ class MessageLoop {
   // Runs what is pending once. Throws Interrupted.
   virtual void DoEvents() = 0;
 
-  // Waits. Ends early when an event is posted or already waits, so that nobody sleeps over an answer.
-  // Throws Interrupted.
+  // Waits. Ends early when an event is posted or already waits, so that nobody sleeps over an answer. Throws
+  // Interrupted.
   virtual void Sleep(std::chrono::milliseconds time) = 0;
 
   // Puts an event at the end of the loop. May be called from any thread; the loop outlives every caller.

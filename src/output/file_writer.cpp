@@ -16,12 +16,12 @@ constexpr const char* PeriodLetter = ",D,";
 
 }  // namespace
 
-std::optional<RunTimeError> Write_File(modFailSafe& trap, MessageLoop& loop, MessageBoxes& boxes,
-                                       Files& files, const FormatCatalogue& catalogue,
-                                       const RunSettings& settings, const QuoteTable& table,
-                                       const std::string& path) {
+WriteResult Write_File(modFailSafe& trap, MessageLoop& loop, MessageBoxes& boxes, Files& files,
+                       const FormatCatalogue& catalogue, const RunSettings& settings, const QuoteTable& table,
+                       const std::string& path) {
   return Skip_Failing_Statements(trap, {"disk.bas", "Sub Write_File"}, [&](SkippingStatements& statement) {
     std::unique_ptr<OutputFile> file;
+    bool written = false;
     const auto write_line = [&](const std::string& line) {
       file->Write(line);
       file->Write(LineEnd);
@@ -34,11 +34,17 @@ std::optional<RunTimeError> Write_File(modFailSafe& trap, MessageLoop& loop, Mes
         if (!Slot(catalogue.HeaderLine, f).empty()) write_line(Slot(catalogue.HeaderLine, f));
       });
       std::string line;
+      std::optional<RunTimeError> piece_left_out;
       for (int i = table.FirstRow; i <= table.QuoteCount - 1; ++i) {
         statement([&] {
           line.clear();  // also when a layout can't be had
-          FormatOneLine(trap, table, static_cast<std::int16_t>(i), Slot(catalogue.DateLayout, f),
-                        Slot(catalogue.TimeLayout, f), line);
+          const auto error =
+              FormatOneLine(trap, table, static_cast<std::int16_t>(i), Slot(catalogue.DateLayout, f),
+                            Slot(catalogue.TimeLayout, f), line);
+          if (error && !piece_left_out) {
+            piece_left_out = RunTimeError(error->Number(), "line " + std::to_string(i - table.FirstRow + 1) +
+                                                               " of the rows lacks what could not be read");
+          }
         });
         statement([&] {
           const std::string& prefix = Slot(catalogue.SymbolPrefix, f);
@@ -54,10 +60,13 @@ std::optional<RunTimeError> Write_File(modFailSafe& trap, MessageLoop& loop, Mes
         });
         statement([&] { write_line(line); });
       }
-      statement([&] { file->Close(); });
+      written = statement([&] { file->Close(); });
+      statement([&] {
+        if (piece_left_out) throw RunTimeError(*piece_left_out);
+      });
     }
     statement([&] { loop.DoEvents(); });
-    return statement.FirstError();
+    return WriteResult{written, statement.FirstError()};
   });
 }
 

@@ -13,13 +13,18 @@
 
 namespace hq {
 
+// What became of a file.
+struct WriteResult {
+  bool Written = false;                    // the file is there, whole
+  std::optional<RunTimeError> Error = {};  // the first thing that went wrong, also in a file that is there
+};
+
 // Writes the rows from FirstRow to the last into path in the current format, each line ended by a carriage
 // return and a line feed, the format's header line first; an existing file is replaced. Lets the message loop
 // run once afterwards. A failure shows nothing and leaves no new file and an earlier one as it was; the first
 // error is returned for who wants to tell it.
-std::optional<RunTimeError> Write_File(modFailSafe& trap, MessageLoop& loop, MessageBoxes& boxes,
-                                       Files& files, const FormatCatalogue& catalogue,
-                                       const RunSettings& settings, const QuoteTable& table,
-                                       const std::string& path);
+WriteResult Write_File(modFailSafe& trap, MessageLoop& loop, MessageBoxes& boxes, Files& files,
+                       const FormatCatalogue& catalogue, const RunSettings& settings, const QuoteTable& table,
+                       const std::string& path);
 
 }  // namespace hq

@@ -34,8 +34,8 @@ inline constexpr int FormatItemCount = 15;
 // catalogue index.
 [[nodiscard]] const std::array<std::string, FormatItemCount>& Format_Items();
 
-// The catalogue index that ends an item's text: the number its last two characters begin with.
-// Raises Overflow when that is no 16-bit number.
+// The catalogue index that ends an item's text: the number its last two characters begin with. Raises
+// Overflow when that is no 16-bit number.
 [[nodiscard]] std::int16_t Format_Index(std::string_view item_text);
 
 // What an item's text shows of itself: all but its last two characters, without blanks at the ends. Raises

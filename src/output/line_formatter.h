@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,7 +17,9 @@ namespace hq {
                                         std::string_view date_layout, std::string_view time_layout = {});
 
 // The same into a line that keeps its room, for a caller with thousands of them. What line held is dropped.
-void FormatOneLine(modFailSafe& trap, const QuoteTable& table, std::int16_t row, std::string_view date_layout,
-                   std::string_view time_layout, std::string& line);
+// Returns why the first of the pieces left out could not be made.
+std::optional<RunTimeError> FormatOneLine(modFailSafe& trap, const QuoteTable& table, std::int16_t row,
+                                          std::string_view date_layout, std::string_view time_layout,
+                                          std::string& line);
 
 }  // namespace hq

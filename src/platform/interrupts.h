@@ -10,7 +10,7 @@ namespace hq {
 // in the middle of a file.
 class InterruptWatch {
  public:
-  // on_interrupt is called on a thread of the watch, once for each wish. A second wish that the program has
+  // on_interrupt is called on a thread of the watch, once for each wish. A third wish that the program has
   // not followed ends it at once.
   explicit InterruptWatch(std::function<void()> on_interrupt);
   InterruptWatch(const InterruptWatch&) = delete;

@@ -11,12 +11,20 @@ namespace hq {
 
 namespace {
 
-constexpr int ExitAfterSecondInterrupt = 130;
+constexpr int ExitCode = 130;
+constexpr int LastWish = 2;
 
 sigset_t Watched_Signals() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, number);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    // What was ignored when the program started stays so: that is how nohup protects a run.
+    const bool ignored = sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+    if (!ignored) sigaddset(&signals, number);
+  }
+  // Wakes the watching thread when the watch ends.
+  sigaddset(&signals, SIGUSR1);
   return signals;
 }
 
@@ -36,8 +44,7 @@ class InterruptWatch::Watcher {
 
   ~Watcher() {
     stopping_ = true;
-    // Every thread blocks the signal; it only wakes the watching one.
-    pthread_kill(thread_.native_handle(), SIGTERM);  // NOLINT(bugprone-bad-signal-to-kill-thread)
+    pthread_kill(thread_.native_handle(), SIGUSR1);
     thread_.join();
     signal(SIGPIPE, pipe_before_);
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
@@ -49,7 +56,7 @@ class InterruptWatch::Watcher {
       int number = 0;
       sigwait(&signals_, &number);
       if (stopping_) return;
-      if (wishes > 1) std::_Exit(ExitAfterSecondInterrupt);
+      if (wishes > LastWish) std::_Exit(ExitCode);
       on_interrupt_();
     }
   }

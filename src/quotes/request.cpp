@@ -20,6 +20,15 @@ constexpr std::string_view DefaultTemplate =
     "9dc38945b9de7b7e1bb6ed11f7316325a136269013590b66508a3b433c57693d3426439d7f793ba8b77bc1b49a54087088eac0f"
     "d48eb3a4661d9b921960ac4";
 
+// The symbol as it stands, but for the characters that have a meaning of their own in an address: sent bare
+// they would make another symbol of it, and its quotes would come without a word.
+std::string In_Query(std::string_view symbol) {
+  std::string text = Replace_All(symbol, "%", "%25");
+  text = Replace_All(text, "&", "%26");
+  text = Replace_All(text, "+", "%2B");
+  return Replace_All(text, "#", "%23");
+}
+
 // The bytes that a text is mixed with, one after the other: a linear congruential generator's high bytes.
 class KeyStream {
  public:
@@ -40,11 +49,13 @@ std::string Compose_Request(const std::string& request_template, const RunSettin
   address = Replace_All(address, "XXX", std::to_string(settings.IntervalCode));
   // The server sends what lies before the date it is given, so the day after the last one wanted is sent.
   address = Replace_All(address, "DDD", Format_Date(settings.EndDate + std::chrono::days(1), "MMDDYY"));
-  return Replace_All(address, "SSS", settings.CurrentSymbol);
+  return Replace_All(address, "SSS", In_Query(settings.CurrentSymbol));
 }
 
 std::string Template_Fault(std::string_view request_template) {
-  if (!request_template.starts_with("http://") && !request_template.starts_with("https://")) {
+  const bool http = Equal_Without_Case(request_template.substr(0, 7), "http://") ||
+                    Equal_Without_Case(request_template.substr(0, 8), "https://");
+  if (!http) {
     return "a request template begins with http:// or https://";
   }
   if (!Contains(request_template, "XXX")) return "a request template holds XXX where the interval goes";

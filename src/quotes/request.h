@@ -10,9 +10,9 @@ namespace hq {
 // A request template is the address of a quote server with three placeholders: "XXX" for the interval in
 // minutes, "DDD" for the date and "SSS" for the symbol. The date stands in the segment "&Date=DDD".
 
-// The address that asks for a symbol's quotes. The segment "&Date=DDD" is dropped when the end date is today
-// or later, so that the server sends its latest data; otherwise the date sent is the day after the end date,
-// as MMDDYY.
+// The address that asks for a symbol's quotes. The symbol is put in as it stands, with the characters % & + #
+// encoded. The segment "&Date=DDD" is dropped when the end date is today or later, so that the server sends
+// its latest data; otherwise the date sent is the day after the end date, as MMDDYY.
 [[nodiscard]] std::string Compose_Request(const std::string& request_template, const RunSettings& settings,
                                           Date today);
 

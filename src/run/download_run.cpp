@@ -25,6 +25,7 @@ constexpr auto RestAfterFailure = 100ms;
 constexpr std::chrono::seconds NoReorderingFrom = 18h + 30min;
 constexpr const char* TimeOut = "Time out. no response";
 constexpr size_t LongestQuotedAnswer = 200;
+constexpr int RowsThatKeysCanName = 10000;
 
 std::tm Local_Time() {
   const std::time_t now = std::time(nullptr);
@@ -43,7 +44,7 @@ std::string First_Line(std::string_view answer) {
   const std::string_view line = answer.substr(0, answer.find_first_of("\r\n"));
   if (line.size() > LongestQuotedAnswer) return {};
   for (const char c : line) {
-    if (static_cast<unsigned char>(c) < 32 || c == '<') return {};
+    if (c < 32 || c > 126 || c == '<') return {};
   }
   return std::string(line);
 }
@@ -110,6 +111,7 @@ bool DownloadRun::cmddownload_Click(const StockList& stocks, const EntryTexts& e
           settings.EndDate = Parse_Date(entry.EndDate[0] + "/" + entry.EndDate[1] + "/" + entry.EndDate[2]);
         });
         statement([&] { settings.DayCount = Days_Entered(entry.Days); });
+        written_.clear();
         statement([&] { log.Show(); });
         statement([&] { log.Clear(); });
         statement([&] { log.Add("Start download at " + now()); });
@@ -147,12 +149,13 @@ SymbolOutcome DownloadRun::Process_Onestock() {
       [&]() -> SymbolOutcome {
         // An answer left over from another symbol must never be taken for this one's.
         transfer.ResponseText.clear();
-        ++transfers_;
+        const unsigned own = ++transfers_;
         inet.Execute(Compose_Request(state_.RequestTemplate, state_.Settings, services_.Time.Today()), "GET");
         transfer.TransferStatus = "Start downloading " + symbol;
         if (!Wait_For_Transfer()) {
           services_.Status.Show(TimeOut);
-          const std::string reason = With_Details(TimeOut, transfer.TransferStatus, "");
+          const std::string reason = transfers_ == own ? With_Details(TimeOut, transfer.TransferStatus, "")
+                                                       : "given up for another download";
           inet.Cancel();
           services_.Loop.Sleep(RestAfterTimeOut);
           return {symbol, false, reason};
@@ -202,6 +205,12 @@ SymbolOutcome DownloadRun::Process_Answer(SymbolOutcome outcome) {
   Process_Interday(trap, transfer, quotes);
   if (quotes.QuoteCount == 0) {
     outcome.Reason = With_Details(transfer.TransferStatus, services_.Inet.Reason(), answer);
+  } else if (!services_.Inet.Reason().empty()) {
+    outcome.Reason = "the server sent quotes with an error (" + services_.Inet.Reason() + ")";
+  } else if (!transfer.ResponseText.empty()) {
+    outcome.Reason = "the answer breaks off in its last line, which was left out";
+  } else if (quotes.QuoteCount > RowsThatKeysCanName) {
+    outcome.Reason = "rows from number 10000 on have the numbers of other rows";
   }
   if (services_.Time.Time_Of_Day() < NoReorderingFrom && Need_Sort(trap, quotes)) {
     QuickSort(trap, services_.Boxes, quotes.QuoteKeys, 0, quotes.QuoteCount - 1);
@@ -213,12 +222,17 @@ SymbolOutcome DownloadRun::Process_Answer(SymbolOutcome outcome) {
 
   const auto file_name = [&] { return Create_FileName(trap, services_.Boxes, settings, quotes); };
   services_.Log.Add("exporting to " + Join_Path(settings.OutputFolder, file_name()));
-  if (!file_name().empty()) {
-    const std::optional<RunTimeError> error =
-        Write_File(trap, services_.Loop, services_.Boxes, services_.FileSystem, state_.Formats, settings,
-                   quotes, Join_Path(settings.OutputFolder, file_name()));
-    outcome.Written = !error;
-    if (error) outcome.Reason = error->what();
+  const std::string name = file_name();
+  if (!name.empty()) {
+    const std::string path = Join_Path(settings.OutputFolder, file_name());
+    const WriteResult result = Write_File(trap, services_.Loop, services_.Boxes, services_.FileSystem,
+                                          state_.Formats, settings, quotes, path);
+    outcome.Written = result.Written;
+    if (result.Error) outcome.Reason = result.Error->what();
+    const auto [earlier, is_new] = written_.try_emplace(path, outcome.Symbol);
+    if (result.Written && !is_new && earlier->second != outcome.Symbol) {
+      outcome.Reason = "its file has the name of that of " + earlier->second + ", which it replaces";
+    }
   } else if (outcome.Reason.empty()) {
     outcome.Reason = "no file name could be made";
   }

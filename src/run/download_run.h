@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -65,9 +66,10 @@ class DownloadLog {
 
 // What became of one symbol, for who wants to tell more than the log does.
 struct SymbolOutcome {
-  std::string Symbol;  // as the list holds it
-  bool Written = false;
-  std::string Reason;  // why there is no file, or none with rows, in plain words; empty for a file with rows
+  std::string Symbol;    // as the list holds it
+  bool Written = false;  // its file is there, whole
+  std::string
+      Reason;  // why there is no file, or what is wrong with it, in plain words; empty when all is well
 };
 
 // Everything outside of the engine that a run needs. All of it must outlive the run.
@@ -114,6 +116,7 @@ class DownloadRun {
 
   SharedState& state_;
   RunServices services_;
+  std::map<std::string, std::string> written_;  // the files of this run and whose they are
   unsigned transfers_ = 0;  // started so far; tells a wait that its transfer has been cancelled for another
 };
 

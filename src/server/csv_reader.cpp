@@ -118,6 +118,8 @@ struct Layout {
   std::optional<std::size_t> Volume;
   // Stands in for the volume in files whose volumes are all 0.
   std::optional<std::size_t> Ticks;
+  // How many columns the header names; none without a header.
+  std::optional<std::size_t> Columns;
 };
 
 // A header word with nothing left but what tells it apart: "<Vol.>" and "VOL" are the same.
@@ -287,7 +289,10 @@ class Pass {
     const char delimiter = Find_Delimiter(line);
     Split(line, delimiter, fields_);
     layout_ = Layout_From_Header(fields_, delimiter);
-    if (layout_) return true;
+    if (layout_) {
+      layout_->Columns = fields_.size();
+      return true;
+    }
     layout_ = Layout_From_Values(fields_, delimiter);
     return false;
   }
@@ -305,6 +310,13 @@ class Pass {
   RowKind Read_Row(Row& row, std::string& reason) {
     if (fields_.size() <= std::max(layout_->Date, layout_->Close)) {
       reason = "it has too few fields";
+      return RowKind::Bad;
+    }
+    // Thousands separators without quotes look so, and would move every value behind them.
+    const std::size_t columns = std::min(layout_->Columns.value_or(fields_.size()), fields_.size());
+    if (!std::all_of(fields_.begin() + static_cast<std::ptrdiff_t>(columns), fields_.end(),
+                     [](string_view field) { return field.empty(); })) {
+      reason = "it has more fields than the header";
       return RowKind::Bad;
     }
     if (!Read_Moment(row, reason)) return RowKind::Bad;
@@ -356,7 +368,7 @@ class Pass {
   // Dates whose first or second number is above 12 show which one is the day.
   void Note_Date_Order(string_view date, bool is_read) {
     const auto slash = date.find('/');
-    if (slash == string_view::npos || slash > 2) return;
+    if (slash > 2) return;  // also when there is none
     const auto other = reading_.Order == DateOrder::MonthFirst ? DateOrder::DayFirst : DateOrder::MonthFirst;
     const bool is_read_otherwise = Read_Stamp(date, other).has_value();
     if (is_read == is_read_otherwise) return;

@@ -25,8 +25,8 @@ struct CsvTable {
   // daily file has two). The days lie in the years 1950 to 2049, which two digits can tell apart.
   std::vector<Bar> Bars;
   // How long a bar lasts: the most common distance of neighbours within a day; 24 hours for daily bars and
-  // when there is only one bar a day, whole days for longer ones, judged by the most common distance of
-  // three bars or more.
+  // when there is only one bar a day, whole days for longer ones, judged by the most common distance of three
+  // bars or more.
   std::chrono::seconds Bar_Length = std::chrono::hours{24};
   // The first lines that were passed over because they can't be read, at most most_bad_lines.
   std::vector<BadLine> Bad_Lines;
@@ -39,10 +39,10 @@ struct CsvTable {
 // How many of the lines that can't be read a table names.
 inline constexpr std::size_t most_bad_lines = 20;
 
-// Reads the quotes of one symbol from text separated by commas, semicolons or tabs, with or without a
-// header, in any order of time. Never fails: text without quotes gives a table without bars. Days are told
-// from months in dates like 13/01/2003, and decimal commas in prices like 12,34, by the first line that has
-// only one reading.
+// Reads the quotes of one symbol from text separated by commas, semicolons or tabs, with or without a header,
+// in any order of time. Never fails: text without quotes gives a table without bars. Days are told from
+// months in dates like 13/01/2003, and decimal commas in prices like 12,34, by the first line that has only
+// one reading.
 [[nodiscard]] CsvTable Read_Csv(std::string_view text);
 
 }  // namespace hq::server

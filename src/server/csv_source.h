@@ -20,13 +20,13 @@ namespace hq::server {
 using Reporter = std::function<void(const std::string& line)>;
 
 // A source that serves a folder of the user's own files, one a symbol. A file is named like its symbol, in
-// any letter case, and ends in .csv, .txt or .tsv; characters that can't stand in file names (\ / : * ? " <
-// > |) are left out of the name or replaced by "_". Folders within the folder are not looked into. A file is
+// any letter case, and ends in .csv, .txt or .tsv; characters that can't stand in file names (\ / : * ? " < >
+// |) are left out of the name or replaced by "_". Folders within the folder are not looked into. A file is
 // read when it is first asked for and again when its size or time has changed.
 class CsvSource final : public QuoteSource {
  public:
-  // `folder` need not exist yet. `report` is told once a reading, for each file, which lines were passed
-  // over (the first 20 and the number of the others), and of several files for one symbol; it may be empty.
+  // `folder` need not exist yet. `report` is told once a reading, for each file, which lines were passed over
+  // (the first 20 and the number of the others), and of several files for one symbol; it may be empty.
   explicit CsvSource(std::filesystem::path folder, Reporter report = {});
   ~CsvSource() override;
 

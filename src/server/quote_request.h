@@ -9,8 +9,8 @@
 
 namespace hq::server {
 
-// How many sessions an answer of an interval holds at most: 1 for 1 minute, 6 for 5, 12 for 10, 24 for 20,
-// 38 for 30, 71 for 60 and 500 daily ones; none for any other interval.
+// How many sessions an answer of an interval holds at most: 1 for 1 minute, 6 for 5, 12 for 10, 24 for 20, 38
+// for 30, 71 for 60 and 500 daily ones; none for any other interval.
 [[nodiscard]] std::optional<int> Session_Limit(int interval_minutes);
 
 // Reads an interval as a request spells it, in plain decimal digits; none when it isn't one that is served.

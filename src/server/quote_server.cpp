@@ -186,7 +186,18 @@ std::optional<std::string> Parameter(const httplib::Request& request, const char
   return request.get_param_value(name);
 }
 
+// Whether a request says something that is not understood. What looks so is often a symbol with a bare "&" in
+// it, which must not be answered with another symbol's quotes.
+bool Says_More(const httplib::Request& request) {
+  std::size_t understood = 0;
+  for (const char* name : {"Interval", "Symbol", "Date"}) understood += request.has_param(name) ? 1U : 0U;
+  return request.params.size() != understood;
+}
+
 void Answer_Quotes(QuoteSource& source, const httplib::Request& http_request, httplib::Response& response) {
+  if (Says_More(http_request)) {
+    return Set_Text(response, 400, "A request has Interval, Symbol and at most Date, each once.");
+  }
   const auto read = Read_Request(Parameter(http_request, "Interval"), Parameter(http_request, "Symbol"),
                                  Parameter(http_request, "Date"));
   if (const auto* wrong = std::get_if<std::string>(&read)) return Set_Text(response, 400, *wrong);

@@ -17,8 +17,8 @@ namespace hq::server {
 // its data, 500 for data that can't be read. No such line ever holds ",0930,". GET
 // /home/misc/symbol_search.asp?q=TEXT is a page that lists symbols, and GET / says what the server is.
 //
-// A request may be 16 KiB long and take 5 seconds; a connection may be idle for 2 seconds. Several servers
-// in one process don't disturb each other. The methods of one server are called from one thread.
+// A request may be 16 KiB long and take 5 seconds; a connection may be idle for 2 seconds. Several servers in
+// one process don't disturb each other. The methods of one server are called from one thread.
 class QuoteServer {
  public:
   // Takes one line, without a line end, for each request answered. It is called from the server's threads.
@@ -32,8 +32,8 @@ class QuoteServer {
   QuoteServer(const QuoteServer&) = delete;
   QuoteServer& operator=(const QuoteServer&) = delete;
 
-  // Begins to answer at a numeric address or host name and a port from 1 to 65535, or 0 for any free one,
-  // and returns the port. Raises std::runtime_error with a text for the user when the place can't be taken
+  // Begins to answer at a numeric address or host name and a port from 1 to 65535, or 0 for any free one, and
+  // returns the port. Raises std::runtime_error with a text for the user when the place can't be taken
   // (std::system_error, which is one, when the system names a reason), std::invalid_argument for a port out
   // of range, and std::logic_error when the server runs already.
   int Start(const std::string& address = "127.0.0.1", int port = 0);

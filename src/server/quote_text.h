@@ -13,8 +13,8 @@ namespace hq::server {
 [[nodiscard]] std::string Quote_Text(const BarTable& table);
 
 // Makes `text` fit for a one-line answer: control characters and characters outside ASCII become "?", the
-// line is cut at 400 characters, it holds no ",0930," (a client would take that for data), and it ends in
-// one line feed.
+// line is cut at 400 characters, it holds no ",0930," (a client would take that for data), and it ends in one
+// line feed.
 [[nodiscard]] std::string One_Line(std::string_view text);
 
 }  // namespace hq::server

@@ -129,6 +129,13 @@ void frmmain1::Connect_Controls() {
   on_click(ui_->cmdfolder, &frmmain1::cmdfolder_Click);
   connect(ui_->mnuabout, &QAction::triggered, this, [this] { mnuabout_Click(); });
   connect(ui_->cmbInterval, &QComboBox::currentIndexChanged, this, [this] { cmbInterval_Click(); });
+  // Picking the entry that is there already counts too: it brings the day limit back.
+  connect(ui_->cmbInterval, &QComboBox::activated, this, [this] {
+    if (To_Text(ui_->txtdays->text()) !=
+        std::to_string(Day_Limit(To_Text(ui_->cmbInterval->currentText())))) {
+      cmbInterval_Click();
+    }
+  });
   ui_->cmbOutputFormat->Discard_Keys([this] {
     cmbOutputFormat_KeyDown();
     cmbOutputFormat_KeyPress();

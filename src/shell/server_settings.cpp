@@ -2,6 +2,7 @@
 
 #include "base/profile.h"
 #include "base/run_time_error.h"
+#include "base/strings.h"
 #include "quotes/request.h"
 
 namespace hq {
@@ -15,6 +16,8 @@ ServerSettings Load_Server_Settings(Files& files, const std::string& program_fol
     if (error.Number() == FileNotFound) return {};
     throw;
   }
+  if (Contains(text, std::string_view("\0", 1)))
+    throw RunTimeError(TypeMismatch, path + ": the file is no plain text");
   const Profile profile(text);
   const auto refuse = [&](const std::string& reason) {
     throw RunTimeError(TypeMismatch, path + ", [Request] Template: " + reason);

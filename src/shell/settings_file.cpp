@@ -36,17 +36,19 @@ class LineReader {
 
 }  // namespace
 
-void Load_Config(modFailSafe& trap, MessageBoxes& boxes, Files& files, const std::string& program_folder,
+bool Load_Config(modFailSafe& trap, MessageBoxes& boxes, Files& files, const std::string& program_folder,
                  SavedChoices& saved, RunSettings& settings) {
   const std::string path = Join_Path(program_folder, SettingsFileName);
-  With_Own_Handler(
+  return With_Own_Handler(
       trap, {"global.bas", "Sub Load_Config"},
       [&] {
         saved.IntervalPosition = -1;
         saved.FormatPosition = -1;
         settings.OutputFolder.clear();
         const std::string text = files.Read(path);
-        LineReader lines(text);
+        constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+        LineReader lines(
+            std::string_view(text).substr(text.starts_with(byte_order_mark) ? byte_order_mark.size() : 0));
         saved.SymbolLine = lines.Next();
         saved.IntervalPosition = To_Integer16(Leading_Number(lines.Next()));
         saved.FormatPosition = To_Integer16(Leading_Number(lines.Next()));
@@ -55,15 +57,17 @@ void Load_Config(modFailSafe& trap, MessageBoxes& boxes, Files& files, const std
         // Nothing was chosen when an empty line was saved, so nothing is there to be missed.
         const bool found = trimmed.empty() || Directory_Search_Finds(files, folder);
         settings.OutputFolder = found ? trimmed : FolderNotFound;
+        return true;
       },
       [&](const RunTimeError& error) {
-        if (error.Number() == FileNotFound) return;
+        if (error.Number() == FileNotFound) return true;
         SkippingStatements statement;
         statement([&] {
           boxes.Show("Unexpected error in initializing! Please restart to let program fix itself.");
         });
         // The list of symbols in it may be all that the user has: it is kept where the user can mend it.
         if (statement([&] { files.Copy(path, path + ".bak"); })) statement([&] { files.Delete(path); });
+        return false;
       });
 }
 

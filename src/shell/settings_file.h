@@ -39,8 +39,8 @@ struct CurrentChoices {
 // Reads the settings file into the choices and OutputFolder, "c:" for a saved folder that is not found.
 // Without a file everything stays at its default (-1, -1, empty). A file that can't be read is told to the
 // user and deleted, after a copy was put beside it as "user.cfg.bak"; what was read before the error stays.
-// Lines may end in CR LF, LF or CR.
-void Load_Config(modFailSafe& trap, MessageBoxes& boxes, Files& files, const std::string& program_folder,
+// Lines may end in CR LF, LF or CR. False when a file was there that could not be read.
+bool Load_Config(modFailSafe& trap, MessageBoxes& boxes, Files& files, const std::string& program_folder,
                  SavedChoices& saved, RunSettings& settings);
 
 // Writes the settings file whole or not at all. On an error the user is told and the result is false.

@@ -188,6 +188,25 @@ TEST_F(CommandLineTest, AFileThatCannotBeReplacedIsNamedWithItsCause) {
   EXPECT_THAT(Output.Files(), ElementsAre(Key("031203-031403B1D.txt")));
 }
 
+TEST_F(CommandLineTest, SymbolsWithCharactersOfAnAddressAreNotTakenForOthers) {
+  EXPECT_EQ(Run({"AT&T", "--output", Output.Path(), "--end-date", "03/14/03"}), 1);
+  EXPECT_THAT(Err.str(), HasSubstr("AT&T: Server returns no data. try later! (HTTP 404: "));
+  EXPECT_THAT(Output.Files(), IsEmpty());
+}
+
+TEST_F(CommandLineTest, AProgramFolderThatIsNotThereIsRefused) {
+  EXPECT_EQ(Run({"A", "--output", Output.Path(), "--program-folder", Output / "missing"}), 2);
+  EXPECT_EQ(Err.str(), "--program-folder: " + (Output / "missing") + " does not exist\n");
+}
+
+TEST_F(CommandLineTest, MoreSymbolsThanARunTakesAreRefused) {
+  std::string line;
+  for (int i = 0; i <= 32768; ++i) line += "|S" + std::to_string(i);
+  Program.Write("user.cfg", line + "\n6\n13\n" + Output.Path() + "\n500\n");
+  EXPECT_EQ(Run({"--saved"}), 2);
+  EXPECT_EQ(Err.str(), "at most 32768 symbols go into one run\n");
+}
+
 TEST_F(CommandLineTest, SymbolsGivenTwiceAreFetchedOnce) {
   EXPECT_EQ(Run_With_Answer({"msft", " MSFT"}), 0);
   EXPECT_EQ(Err.str(), "Stock symbol MSFT already exists.\n");
@@ -232,6 +251,9 @@ TEST_F(CommandLineTest, ADamagedSettingsFileIsToldAndKeptAside) {
   EXPECT_THAT(Err.str(),
               StartsWith("Unexpected error in initializing! Please restart to let program fix itself.\n"));
   EXPECT_THAT(Program.Files(), ElementsAre(Key("user.cfg.bak")));
+  Program.Write("user.cfg", "|IBM\n99999\n13\n\n500\n");
+  EXPECT_EQ(Run({"--saved", "--output", Output.Path()}), 2) << "not with other choices than those saved";
+  EXPECT_THAT(Output.Files(), IsEmpty());
 }
 
 TEST_F(CommandLineTest, TheServerSettingsNameTheTemplate) {

@@ -19,8 +19,14 @@ class FileWriter : public ::testing::Test {
     Table.FirstRow = 1;
   }
 
-  std::optional<RunTimeError> Write() {
+  WriteResult Write_It() {
     return Write_File(Trap, Loop, Boxes, Disk, Catalogue, Settings, Table, "out/file.txt");
+  }
+  // The first error; there is a file exactly when there is none.
+  std::optional<RunTimeError> Write() {
+    const WriteResult result = Write_It();
+    EXPECT_EQ(result.Written, !result.Error);
+    return result.Error;
   }
   std::string Written(int format) {
     Settings.CurrentFormat = static_cast<std::int16_t>(format);
@@ -123,9 +129,22 @@ TEST_F(FileWriter, ACloseThatFailsIsTold) {
 
 TEST_F(FileWriter, AFormatOutsideTheCatalogueFailsWithoutACrash) {
   Settings.CurrentFormat = 99;
-  const auto error = Write();
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->Number(), SubscriptOutOfRange);
+  const WriteResult result = Write_It();
+  ASSERT_TRUE(result.Error);
+  EXPECT_EQ(result.Error->Number(), SubscriptOutOfRange);
+}
+
+TEST_F(FileWriter, APieceLeftOutOfALineIsToldToTheCallerAndTheFileWritten) {
+  Settings.CurrentFormat = 14;
+  Table = Parse("030310,0930,1,2,3,4,5\n039910,0931,1,2,3,4,5\n").Table;
+  const WriteResult result = Write_It();
+  EXPECT_TRUE(result.Written);
+  EXPECT_EQ(Disk.Contents["out/file.txt"],
+            "03/10/03,1.000,2.000,3.000,4.000,5\r\n,1.000,2.000,3.000,4.000,5\r\n");
+  ASSERT_TRUE(result.Error);
+  EXPECT_EQ(result.Error->Number(), TypeMismatch);
+  EXPECT_EQ(result.Error->Detail(), "line 2 of the rows lacks what could not be read");
+  EXPECT_TRUE(Boxes.Shown.empty());
 }
 
 }  // namespace

@@ -167,5 +167,35 @@ TEST_F(QuoteOrdering, ADayCountBeyond16BitsKeepsAllRows) {
   EXPECT_EQ(First_Row({"03/10/03 09:300000", "03/11/03 09:300001"}, 32767), 0);
 }
 
+TEST_F(QuoteOrdering, KeysCompareAsTheirTextsDo) {
+  const std::string nul("\0", 1);
+  const std::string bar = "03/10/03 09:30";
+  const std::vector<std::string> texts{"",
+                                       nul,
+                                       nul + nul,
+                                       "0",
+                                       "0" + nul,
+                                       "0/",
+                                       "\x7F",
+                                       "\x80",
+                                       "\xFF",
+                                       "/ / /  :",
+                                       "/ / /  :0",
+                                       bar + "0000",
+                                       bar + "9999",
+                                       bar + "10000",
+                                       bar + "10001",
+                                       "03/10/03 09:310000",
+                                       "03/10/04" + nul,
+                                       bar + "123456789",
+                                       bar + "12345678" + nul};
+  for (const std::string& one : texts) {
+    for (const std::string& other : texts) {
+      EXPECT_EQ(QuoteKey(one) < QuoteKey(other), one < other) << one << " and " << other;
+      EXPECT_EQ(QuoteKey(one) == QuoteKey(other), one == other) << one << " and " << other;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace hq

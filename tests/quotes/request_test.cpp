@@ -47,6 +47,13 @@ TEST(Request, SymbolIsSentAsItStands) {
   EXPECT_EQ(Request(year(2003) / 3 / 14, year(2003) / 3 / 14, " a "), "http://host/q?Interval=5&Symbol= a ");
 }
 
+TEST(Request, CharactersOfASymbolThatWouldEndItAreEncoded) {
+  EXPECT_EQ(Request(year(2003) / 3 / 14, year(2003) / 3 / 14, "AT&T"),
+            "http://host/q?Interval=5&Symbol=AT%26T");
+  EXPECT_EQ(Request(year(2003) / 3 / 14, year(2003) / 3 / 14, "A+B#C%20"),
+            "http://host/q?Interval=5&Symbol=A%2BB%23C%2520");
+}
+
 TEST(Request, PlaceholdersInASymbolAreNotReplaced) {
   EXPECT_EQ(Request(year(2003) / 3 / 13, year(2003) / 3 / 14, "DDDXXX"),
             "http://host/q?Interval=5&Symbol=DDDXXX&Date=031403");
@@ -92,6 +99,7 @@ TEST(Request, TheDefaultTemplateIsThatOfALocalServer) {
 
 TEST(Request, TemplatesThatCannotServeAreTold) {
   EXPECT_EQ(Template_Fault(Template), "");
+  EXPECT_EQ(Template_Fault("HTTPS://host/XXX SSS&Date=DDD"), "");
   EXPECT_NE(Template_Fault("ftp://host/XXX SSS &Date=DDD"), "");
   EXPECT_NE(Template_Fault("http://host/SSS&Date=DDD").find("XXX"), std::string::npos);
   EXPECT_NE(Template_Fault("http://host/XXX&Date=DDD").find("SSS"), std::string::npos);

@@ -211,6 +211,47 @@ TEST_F(DownloadRunTest, NoRowsLogZeroAndAreToldToWhoAsks) {
   EXPECT_EQ(State.Transfer.TransferStatus, "Procsss MSFT");
 }
 
+TEST_F(DownloadRunTest, QuotesSentWithAnHttpErrorAreWrittenAndTold) {
+  Select({"MSFT"});
+  Inet.Answer_To = [](const std::string&) { return FakeTransfer::Script{.Body = Answer, .Why = "HTTP 500"}; };
+  Click();
+  EXPECT_TRUE(Outcomes[0].Written);
+  EXPECT_EQ(Outcomes[0].Reason, "the server sent quotes with an error (HTTP 500)");
+}
+
+TEST_F(DownloadRunTest, AnAnswerThatBreaksOffWithoutALengthIsTold) {
+  Select({"MSFT"});
+  Inet.Answer_To = [](const std::string&) {
+    return FakeTransfer::Script{.Body = std::string(Answer) + "030317,0930,1,2"};
+  };
+  Click();
+  EXPECT_TRUE(Outcomes[0].Written);
+  EXPECT_EQ(Outcomes[0].Reason, "the answer breaks off in its last line, which was left out");
+}
+
+TEST_F(DownloadRunTest, RowsThatTakeOtherRowsNumbersAreTold) {
+  Select({"MSFT"});
+  Inet.Answer_To = [](const std::string&) {
+    FakeTransfer::Script script;
+    for (int i = 0; i <= 10000; ++i) script.Body += "030314,0930,1,1,1,1,1\n";
+    return script;
+  };
+  Click();
+  EXPECT_TRUE(Outcomes[0].Written);
+  EXPECT_EQ(Outcomes[0].Reason, "rows from number 10000 on have the numbers of other rows");
+}
+
+TEST_F(DownloadRunTest, TwoSymbolsWithOneFileNameAreTold) {
+  Select({"X:Y", "XY", "Z"});
+  Click();
+  EXPECT_EQ(Outcomes[0].Reason, "");
+  EXPECT_EQ(Outcomes[1].Reason, "its file has the name of that of X:Y, which it replaces");
+  EXPECT_EQ(Outcomes[2].Reason, "");
+  Outcomes.clear();
+  Click();
+  EXPECT_EQ(Outcomes[0].Reason, "") << "a file of an earlier run is replaced without a word";
+}
+
 TEST_F(DownloadRunTest, IncompleteDataIsToldToWhoAsks) {
   Select({"MSFT"});
   Inet.Answer_To = [](const std::string&) {
@@ -366,6 +407,25 @@ TEST_F(DownloadRunTest, SymbolsRemovedDuringTheRunAreNotFetched) {
   EXPECT_TRUE(Log.Lines.back().starts_with("Finish at "));
 }
 
+TEST_F(DownloadRunTest, MoreEntriesThanA16BitPositionReachesAreNotRun) {
+  class ManyStocks final : public StockList {
+   public:
+    [[nodiscard]] int Count() const override { return 32769; }
+    [[nodiscard]] std::string Text(int) const override { return "X"; }
+    [[nodiscard]] bool Selected(int position) const override { return position == 0; }
+  };
+  EXPECT_TRUE(Run.cmddownload_Click(ManyStocks(), Entry));
+  EXPECT_EQ(Log.Lines.size(), 2U);
+}
+
+TEST_F(DownloadRunTest, ADayCountBeyond16BitsIsRefusedAndChangesNothing) {
+  Select({"MSFT"});
+  Click();
+  Entry.Days = "40000";
+  EXPECT_FALSE(Click());
+  EXPECT_EQ(State.Settings.DayCount, 2);
+}
+
 TEST_F(DownloadRunTest, ASecondClickDuringTheWaitGoesFirstAndBothEnd) {
   Select({"A"});
   bool clicked = false;
@@ -374,8 +434,9 @@ TEST_F(DownloadRunTest, ASecondClickDuringTheWaitGoesFirstAndBothEnd) {
     EXPECT_TRUE(Click());
   };
   EXPECT_TRUE(Click());
-  EXPECT_EQ(Outcomes.size(), 2U);
+  ASSERT_EQ(Outcomes.size(), 2U);
   EXPECT_TRUE(Outcomes[0].Written);
+  EXPECT_EQ(Outcomes[1].Reason, "given up for another download");
   EXPECT_TRUE(Log.Lines.back().starts_with("Finish at "));
   EXPECT_EQ(Trap.Depth(), 0);
 }

@@ -130,6 +130,15 @@ TEST_F(DownloadRunWorld, AnAnswerThatBreaksOffHalfWayIsNotWritten) {
   Expect_Failure(StartsWith("Failed to download data! Try another time at night! ("));
 }
 
+TEST_F(DownloadRunWorld, AnAnswerWithoutALengthThatBreaksOffIsTold) {
+  Unkind = [](SocketConnection& connection) {
+    connection.Send("HTTP/1.0 200 OK\r\n\r\n030313,0930,2,3,1.5,2.5,200\n030314,0930,3,4");
+  };
+  Click();
+  EXPECT_EQ(Outcomes[0].Reason, "the answer breaks off in its last line, which was left out");
+  EXPECT_EQ(Output.Files().at("031303-031303BAD1D.txt"), "03/13/03,2.000,3.000,1.500,2.500,200\r\n");
+}
+
 TEST_F(DownloadRunWorld, AConnectionThatIsResetIsAFailure) {
   Unkind = [](SocketConnection& connection) { connection.Reset(); };
   Expect_Failure(StartsWith("Failed to download data! Try another time at night! ("));

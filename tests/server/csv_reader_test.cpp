@@ -54,6 +54,16 @@ TEST(Read_Csv, ReadsByteOrderMarkQuotesThousandsAndSuffixes) {
                           Daily(Date(2021, 8, 12), 4100.5, 4130.75, 4090.1, 4112.25, 1250000)));
 }
 
+TEST(Read_Csv, ReportsRowsWithMoreFieldsThanTheHeader) {
+  const CsvTable table = Read_Csv(
+      "Date,Open,High,Low,Close,Volume\n03/10/2003,1,2,0.5,1.5,100,\n03/11/"
+      "2003,1,234.50,1,240.00,1,230.00,1,235.00,1,000\n");
+  EXPECT_THAT(table.Bars, ElementsAre(Daily(Date(2003, 3, 10), 1, 2, 0.5, 1.5, 100)));
+  ASSERT_THAT(table.Bad_Lines, SizeIs(1));
+  EXPECT_EQ(table.Bad_Lines[0].Line, 3U);
+  EXPECT_THAT(table.Bad_Lines[0].Reason, HasSubstr("more fields"));
+}
+
 TEST(Read_Csv, ReportsARunningDayWithoutADate) {
   const CsvTable table = Read_Data("running_day.csv");
   EXPECT_THAT(table.Bars, ElementsAre(Daily(Date(2018, 5, 15), 86.9, 87.61, 86.77, 87.33, 990125),

@@ -147,6 +147,13 @@ TEST_F(QuoteServerTest, AnswersEachIntervalWithItsSessions) {
   }
 }
 
+TEST_F(QuoteServerTest, RefusesWhatItDoesNotUnderstandBesideTheSymbol) {
+  for (const char* query : {"Interval=5&Symbol=AT&T", "Interval=5&Symbol=IBM&date=031103",
+                            "Interval=5&Interval=10&Symbol=IBM", "Interval=5&Symbol=IBM&Symbol=MSFT"}) {
+    EXPECT_EQ(Ask(query).Status, 400) << query;
+  }
+}
+
 TEST_F(QuoteServerTest, SendsTheSessionsBeforeTheDate) {
   const auto last_date = [this](const std::string& date) {
     return Lines(Ask("Interval=1&Symbol=IBM&Date=" + date).Body).back().substr(0, 6);
@@ -169,7 +176,7 @@ TEST_F(QuoteServerTest, DecodesTheQueryAndIgnoresLetterCase) {
   const std::string fund = Ask("Interval=60&Symbol=mutual%20FUND&Date=031103").Body;
   EXPECT_THAT(fund, HasSubstr(",0930,"));
   EXPECT_TRUE(Ask("Interval=60&Symbol=mutual+FUND&Date=031103").Body == fund);
-  EXPECT_TRUE(Ask("Date=031103&Symbol=mutual+FUND&Interval=60&Other=1").Body == fund);
+  EXPECT_TRUE(Ask("Date=031103&Symbol=mutual+FUND&Interval=60").Body == fund);
 }
 
 TEST_F(QuoteServerTest, RefusesWithOneLine) {

@@ -24,7 +24,7 @@ inline std::chrono::seconds At(int hour, int minute, int second = 0) {
   return std::chrono::hours{hour} + std::chrono::minutes{minute} + std::chrono::seconds{second};
 }
 
-/// A clock that stands still.
+// A clock that stands still.
 inline ExchangeClock Fixed_Clock(Day date, std::chrono::seconds time) {
   return [=] { return ExchangeTime{date, time}; };
 }
@@ -37,7 +37,7 @@ inline void PrintTo(const Bar& bar, std::ostream* out) {
        << ' ' << bar.Low << ' ' << bar.Close << ' ' << bar.Volume;
 }
 
-/// The bars of an answer; none, and a failed test, when the answer is a failure.
+// The bars of an answer; none, and a failed test, when the answer is a failure.
 inline std::vector<Bar> Bars_Of(const Answer& answer) {
   if (const auto* failure = std::get_if<Failure>(&answer)) {
     ADD_FAILURE() << failure->Reason;
@@ -46,7 +46,7 @@ inline std::vector<Bar> Bars_Of(const Answer& answer) {
   return std::get<BarTable>(answer).Bars;
 }
 
-/// The failure of an answer; a failed test when the answer is none.
+// The failure of an answer; a failed test when the answer is none.
 inline Failure Failure_Of(const Answer& answer) {
   if (const auto* failure = std::get_if<Failure>(&answer)) return *failure;
   ADD_FAILURE() << "the request was answered";
@@ -64,7 +64,7 @@ inline std::vector<std::string> Lines(const std::string& text) {
   return lines;
 }
 
-/// A folder of its own for one test, removed with all it holds at the end.
+// A folder of its own for one test, removed with all it holds at the end.
 class TemporaryFolder {
  public:
   TemporaryFolder() {

@@ -33,6 +33,11 @@ TEST(ServerSettingsFile, SymbolSearchAddress) {
   EXPECT_EQ(Load("[Symbol Search]\nAddress=http://host/search\n").SymbolSearchAddress, "http://host/search");
 }
 
+TEST(ServerSettingsFile, AFileThatIsNoPlainTextIsRefused) {
+  const std::string utf16("\xFF\xFE[\0R\0e\0q\0", 10);
+  EXPECT_THROW(static_cast<void>(Load(utf16)), RunTimeError);
+}
+
 TEST(ServerSettingsFile, AValueThatCannotServeIsRefusedWithFileAndReason) {
   for (const char* value : {"http://host/", "ftp://host/XXXSSS&Date=DDD", "enciphered:zz"}) {
     try {

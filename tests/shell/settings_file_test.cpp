@@ -15,10 +15,10 @@ constexpr const char* Unexpected =
 
 class SettingsFile : public ::testing::Test {
  protected:
-  void Load() { Load_Config(Trap, Boxes, Disk, "/program", Saved, Settings); }
-  void Load(const std::string& text) {
+  bool Load() { return Load_Config(Trap, Boxes, Disk, "/program", Saved, Settings); }
+  bool Load(const std::string& text) {
     Disk.Contents[Path] = text;
-    Load();
+    return Load();
   }
   bool Save(const CurrentChoices& choices) {
     return Save_Config(Trap, Boxes, Disk, "/program", Stocks, choices);
@@ -68,7 +68,7 @@ TEST_F(SettingsFile, ChangingTheDayCountChangesLineFiveOnlyAndIsNotReadBack) {
 TEST_F(SettingsFile, NoFileLeavesTheDefaultsQuietly) {
   Saved = {"x", 3, 3};
   Settings.OutputFolder = "y";
-  Load();
+  EXPECT_TRUE(Load());
   EXPECT_EQ(Saved.IntervalPosition, -1);
   EXPECT_EQ(Saved.FormatPosition, -1);
   EXPECT_EQ(Settings.OutputFolder, "");
@@ -117,6 +117,11 @@ TEST_F(SettingsFile, LinesMayEndInLfOrCr) {
   EXPECT_TRUE(Boxes.Shown.empty());
 }
 
+TEST_F(SettingsFile, AByteOrderMarkIsNoPartOfTheSymbols) {
+  EXPECT_TRUE(Load("\xEF\xBB\xBF|A|B\r\n2\r\n3\r\n\r\n"));
+  EXPECT_EQ(Saved.SymbolLine, "|A|B");
+}
+
 TEST_F(SettingsFile, PositionsAreReadAsLeadingNumbers) {
   Load("|A\r\nabc\r\n 3.5x\r\n\r\n");
   EXPECT_EQ(Saved.IntervalPosition, 0);
@@ -124,7 +129,7 @@ TEST_F(SettingsFile, PositionsAreReadAsLeadingNumbers) {
 }
 
 TEST_F(SettingsFile, FewerThanFourLinesAreToldAndTheFileIsKeptAsideAndDeleted) {
-  Load("|A\r\n2\r\n3\r\n");
+  EXPECT_FALSE(Load("|A\r\n2\r\n3\r\n"));
   EXPECT_EQ(Boxes.Texts(), std::vector<std::string>{Unexpected});
   EXPECT_EQ(Boxes.Shown[0].Title, "Bravint History Quotes Downloader");
   EXPECT_EQ(Disk.Contents.count(Path), 0U);

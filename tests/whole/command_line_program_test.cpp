@@ -136,13 +136,29 @@ TEST(CommandLineProgram, AFullFileSystemIsToldAndLeavesNoHalfFile) {
   EXPECT_EQ(umount(output.Path().c_str()), 0);
 }
 
-TEST(CommandLineProgram, AClosedOutputDoesNotEndTheRun) {
+TEST(CommandLineProgram, ALogThatCannotBeWrittenDoesNotEndTheRunAndIsTold) {
   const TempFolder output;
   ChildProgram program(Command({"MSFT", "--output", output.Path(), "--program-folder", output.Path(),
                                 "--end-date", "03/14/03"}),
                        [] { static_cast<void>(freopen("/dev/full", "w", stdout)); });
-  EXPECT_EQ(program.Wait(), 0) << program.Err();
+  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_THAT(program.Err(), HasSubstr("Standard output could not be written.\n"));
   EXPECT_EQ(output.Names().size(), 1U);
+}
+
+TEST(CommandLineProgram, AHangUpThatIsIgnoredStaysIgnored) {
+  const TempFolder output;
+  const SocketServer server([](SocketConnection& connection) {
+    static_cast<void>(connection.ReadRequest());
+    connection.WaitForEnd();
+  });
+  ChildProgram program(Command({"MSFT", "--output", output.Path(), "--program-folder", output.Path(),
+                                "--template", server.Address() + "/XXX/SSS?&Date=DDD"}),
+                       [] { signal(SIGHUP, SIG_IGN); });
+  ASSERT_TRUE(program.Wait_For_Output("downloading symbol   MSFT"));
+  program.Signal(SIGHUP);
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Wait(), 130);
 }
 
 }  // namespace

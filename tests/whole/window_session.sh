@@ -41,6 +41,15 @@ close_with() {
   xdotool key --clearmodifiers "$1"
 }
 
+# The focus is in the box of the month.
+type_end_date() {
+  type_text 03
+  xdotool key Tab
+  type_text 14
+  xdotool key Tab
+  type_text 03
+}
+
 start_window_manager
 start_program
 
@@ -62,15 +71,17 @@ popup=$(xdotool search --onlyvisible --class history-quotes | grep -v "^$main\$"
 eval "$(xdotool getwindowgeometry --shell "$popup" | sed -n 's/^HEIGHT=/POPUP_HEIGHT=/p')"
 xdotool mousemove --window "$popup" 40 $((POPUP_HEIGHT * 23 / 30)) click 1
 wait_until 'the closed list' sh -c "[ \$(xdotool search --onlyvisible --class history-quotes | wc -l) = 1 ]"
-# Samples button, then the folder.
+# Samples button, then the folder; its button and the days, then the end date. Days that are over are the same at any hour.
 xdotool key Tab Tab
 type_text "$work/quotes"
+xdotool key Tab Tab Tab
+type_end_date
 xdotool key --clearmodifiers alt+d
 
 log=$(window 'Quotes Download Log')
 wait_until 'three files' sh -c "[ \$(ls '$work/quotes' | grep -c 1H.txt) = 3 ]"
 "$command_line_program" --program-folder "$work/expected" --source simulated --output "$work/expected" --interval 60 \
-  --format 11 MSFT IBM index:DJI >/dev/null 2>&1
+  --end-date 03/14/03 --format 11 MSFT IBM index:DJI >/dev/null 2>&1
 for file in "$work"/quotes/*; do
   cmp "$file" "$work/expected/$(basename "$file")" || fail "$file differs"
 done
@@ -87,12 +98,15 @@ gone 'Exiting program'
 kill -0 $program || fail "ended although cancelled"
 close_with alt+y
 wait $program || fail "the program ended with $?: $(cat "$work/errors")"
-printf '|IBM|MSFT|index:DJI\r\n5\r\n11\r\n%s\r\n71\r\n' "$work/quotes" | cmp - "$work/program/user.cfg"
+# A list that begins empty begins with one empty entry.
+printf '||IBM|MSFT|index:DJI\r\n5\r\n11\r\n%s\r\n71\r\n' "$work/quotes" | cmp - "$work/program/user.cfg"
 
-# A restart has it all again: the same run needs two keys.
+# A restart has it all again but for the end date.
 rm "$work"/quotes/*
 start_program
 xdotool key --clearmodifiers alt+s
+for _ in $(seq 12); do xdotool key Tab; done
+type_end_date
 xdotool key --clearmodifiers alt+d
 wait_until 'three files again' sh -c "[ \$(ls '$work/quotes' | grep -c 1H.txt) = 3 ]"
 for file in "$work"/quotes/*; do
