@@ -19,7 +19,7 @@ namespace hq {
 namespace {
 
 constexpr int IntradayTextWithHeader = 11;
-constexpr int MostSymbols = 32768;
+constexpr size_t MostSymbols = 32768;
 
 // Why nothing was done, for the user.
 struct Refusal {
@@ -122,7 +122,12 @@ class CommandLineRun {
     return Position_In_List(Restored_Format(saved_.FormatPosition), FormatItemCount, "output format");
   }
 
+  static void Refuse_Too_Many(size_t symbols) {
+    if (symbols > MostSymbols) throw Refusal{"at most 32768 symbols go into one run"};
+  }
+
   void Fill_Symbols() {
+    Refuse_Too_Many(options_.Symbols.size());
     for (const std::string& typed : options_.Symbols) {
       const std::string symbol = Stored_Symbol(typed);
       if (symbol.empty()) throw Refusal{"a symbol is empty"};
@@ -133,11 +138,12 @@ class CommandLineRun {
       }
     }
     if (options_.Symbols.empty() && options_.Saved) {
-      for (const std::string& symbol : Restored_Symbols(saved_.SymbolLine)) {
+      const std::vector<std::string> saved = Restored_Symbols(saved_.SymbolLine);
+      Refuse_Too_Many(saved.size());
+      for (const std::string& symbol : saved) {
         if (!Trim(symbol).empty()) stocks_.Add(symbol);
       }
     }
-    if (stocks_.Count() > MostSymbols) throw Refusal{"at most 32768 symbols go into one run"};
     stocks_.Select_All();
   }
 
