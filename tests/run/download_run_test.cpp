@@ -17,39 +17,8 @@ using test::FakeTransfer;
 constexpr const char* Answer =
     "030312,0930,1,2,0.5,1.5,100\n030313,0930,2,3,1.5,2.5,200\n030314,0930,3,4,2.5,3.5,300\n";
 
-// A whole run with stand-ins for everything outside of the engine.
-class DownloadRunTest : public ::testing::Test {
- protected:
-  DownloadRunTest() {
-    Load_Format(Trap, State.Formats, State.Settings);
-    State.RequestTemplate = "http://host/q?Interval=XXX&Symbol=SSS&Date=DDD";
-    Disk.Contents["/out"] = "";
-    Choose(6, 13);
-    Entry.OutputFolder = "/out";
-    Entry.Days = "2";
-    Entry.EndDate = {"03", "13", "03"};
-    Inet.Answer_To = [](const std::string&) { return FakeTransfer::Script{.Body = Answer}; };
-    Run.Symbol_Done = [this](const SymbolOutcome& outcome) { Outcomes.push_back(outcome); };
-  }
-
-  void Choose(int interval, size_t format) {
-    Entry.IntervalPosition = interval;
-    Entry.Interval = Interval_Choices()[static_cast<size_t>(interval)].Text;
-    Entry.OutputFormat = Format_Items()[format];
-  }
-  void Select(const std::vector<std::string>& symbols) {
-    for (const std::string& symbol : symbols) Stocks.Select(Stocks.Add(symbol), true);
-  }
-  bool Click() { return Run.cmddownload_Click(Stocks, Entry); }
-  [[nodiscard]] std::vector<std::string> Lines_With(const std::string& start) const {
-    std::vector<std::string> lines;
-    for (const std::string& line : Log.Lines) {
-      if (line.starts_with(start)) lines.push_back(line);
-    }
-    return lines;
-  }
-  static std::string In_Out(const std::string& name) { return Join_Path("/out", name); }
-
+// A program with stand-ins for everything outside of the engine.
+struct FakeProgram {
   test::FakeLoop Loop;
   modFailSafe Trap{&Loop};
   test::FakeMessageBoxes Boxes;
@@ -61,7 +30,41 @@ class DownloadRunTest : public ::testing::Test {
   SharedState State;
   SymbolList Stocks;
   EntryTexts Entry;
-  DownloadRun Run{State, {Trap, Boxes, Loop, Disk, Time, Inet, Status, Log}};
+  DownloadRun Download{State, {Trap, Boxes, Loop, Disk, Time, Inet, Status, Log}};
+};
+
+class DownloadRunTest : public ::testing::Test, protected FakeProgram {
+ protected:
+  DownloadRunTest() {
+    Load_Format(Trap, State.Formats, State.Settings);
+    State.RequestTemplate = "http://host/q?Interval=XXX&Symbol=SSS&Date=DDD";
+    Disk.Contents["/out"] = "";
+    Choose(6, 13);
+    Entry.OutputFolder = "/out";
+    Entry.Days = "2";
+    Entry.EndDate = {"03", "13", "03"};
+    Inet.Answer_To = [](const std::string&) { return FakeTransfer::Script{.Body = Answer}; };
+    Download.Symbol_Done = [this](const SymbolOutcome& outcome) { Outcomes.push_back(outcome); };
+  }
+
+  void Choose(int interval, size_t format) {
+    Entry.IntervalPosition = interval;
+    Entry.Interval = Interval_Choices()[static_cast<size_t>(interval)].Text;
+    Entry.OutputFormat = Format_Items()[format];
+  }
+  void Select(const std::vector<std::string>& symbols) {
+    for (const std::string& symbol : symbols) Stocks.Select(Stocks.Add(symbol), true);
+  }
+  bool Click() { return Download.cmddownload_Click(Stocks, Entry); }
+  [[nodiscard]] std::vector<std::string> Lines_With(const std::string& start) const {
+    std::vector<std::string> lines;
+    for (const std::string& line : Log.Lines) {
+      if (line.starts_with(start)) lines.push_back(line);
+    }
+    return lines;
+  }
+  static std::string In_Out(const std::string& name) { return Join_Path("/out", name); }
+
   std::vector<SymbolOutcome> Outcomes;
 };
 
@@ -169,7 +172,7 @@ class ListThatEmpties final : public StockList {
 TEST_F(DownloadRunTest, NothingSelectedOrAnEmptyListLogsStartAndFinishOnly) {
   for (const int count : {0, 3}) {
     const ListThatEmpties stocks(count);
-    EXPECT_TRUE(Run.cmddownload_Click(stocks, Entry));
+    EXPECT_TRUE(Download.cmddownload_Click(stocks, Entry));
     ASSERT_EQ(Log.Lines.size(), 2U) << count;
     EXPECT_TRUE(Log.Lines[0].starts_with("Start download at "));
     EXPECT_TRUE(Log.Lines[1].starts_with("Finish at "));
@@ -269,7 +272,7 @@ TEST_F(DownloadRunTest, AServerThatNeverAnswersTimesOutAfterAbout30Seconds) {
     return FakeTransfer::Script{.States = {1, 2, 3, 4, 5, 6, 7}, .Body = Answer};
   };
   std::vector<milliseconds> sleeps;
-  Run.Symbol_Done = [&](const SymbolOutcome& outcome) {
+  Download.Symbol_Done = [&](const SymbolOutcome& outcome) {
     if (Outcomes.empty()) sleeps = Loop.Sleeps;
     Outcomes.push_back(outcome);
   };
@@ -398,7 +401,7 @@ TEST_F(DownloadRunTest, FilesThatCannotBeWrittenAreToldToWhoAsksOnly) {
 
 TEST_F(DownloadRunTest, SymbolsRemovedDuringTheRunAreNotFetched) {
   Select({"A", "B", "C"});
-  Run.Symbol_Done = [&](const SymbolOutcome& outcome) {
+  Download.Symbol_Done = [&](const SymbolOutcome& outcome) {
     if (outcome.Symbol == "A") Stocks.Remove_Selected();
     Outcomes.push_back(outcome);
   };
@@ -414,7 +417,7 @@ TEST_F(DownloadRunTest, MoreEntriesThanA16BitPositionReachesAreNotRun) {
     [[nodiscard]] std::string Text(int) const override { return "X"; }
     [[nodiscard]] bool Selected(int position) const override { return position == 0; }
   };
-  EXPECT_TRUE(Run.cmddownload_Click(ManyStocks(), Entry));
+  EXPECT_TRUE(Download.cmddownload_Click(ManyStocks(), Entry));
   EXPECT_EQ(Log.Lines.size(), 2U);
 }
 
@@ -479,7 +482,7 @@ TEST_F(DownloadRunTest, EveryProcedureOfTheRunIsTraced) {
 }
 
 TEST(TwoRuns, AtOnceInOneProcessDoNotDisturbEachOther) {
-  struct Program {
+  struct Program : FakeProgram {
     explicit Program(std::string symbol, int rows) : Symbol(std::move(symbol)) {
       Load_Format(Trap, State.Formats, State.Settings);
       State.RequestTemplate = "http://host/XXX/SSS?&Date=DDD";
@@ -493,27 +496,15 @@ TEST(TwoRuns, AtOnceInOneProcessDoNotDisturbEachOther) {
       };
     }
     std::string Symbol;
-    test::FakeLoop Loop;
-    modFailSafe Trap{&Loop};
-    test::FakeMessageBoxes Boxes;
-    test::MemoryFiles Disk;
-    test::FakeClock Time;
-    test::FakeTransfer Inet{Loop};
-    test::FakeStatus Status;
-    test::FakeLog Log;
-    SharedState State;
-    SymbolList Stocks;
-    EntryTexts Entry;
-    DownloadRun Run{State, {Trap, Boxes, Loop, Disk, Time, Inet, Status, Log}};
   };
   Program one("ONE", 3);
   Program other("OTHER", 5);
   // The other run takes place in the middle of the one's wait.
   one.Loop.On_Pass = [&] {
     if (one.Loop.Passes != 4) return;
-    EXPECT_TRUE(other.Run.cmddownload_Click(other.Stocks, other.Entry));
+    EXPECT_TRUE(other.Download.cmddownload_Click(other.Stocks, other.Entry));
   };
-  EXPECT_TRUE(one.Run.cmddownload_Click(one.Stocks, one.Entry));
+  EXPECT_TRUE(one.Download.cmddownload_Click(one.Stocks, one.Entry));
   EXPECT_EQ(one.State.Quotes.QuoteCount, 3);
   EXPECT_EQ(other.State.Quotes.QuoteCount, 5);
   EXPECT_EQ(one.Log.Lines[3], "Recorded 3 lines");
