@@ -1,15 +1,11 @@
 #pragma once
 
-#include <chrono>
 #include <string>
 
 namespace hq {
 
 // The folder that holds the running program's file, without a separator at its end.
 [[nodiscard]] std::string Program_Folder();
-
-// A time of day (since midnight, whole seconds) as the system writes times for this user.
-[[nodiscard]] std::string System_Time_Text(std::chrono::seconds time_of_day);
 
 // The width in characters of the terminal that standard error goes to, 0 when it goes elsewhere.
 [[nodiscard]] int Error_Terminal_Width();

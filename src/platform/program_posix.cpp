@@ -1,8 +1,4 @@
-#include <array>
-#include <clocale>
-#include <ctime>
 #include <filesystem>
-#include <locale.h>
 #include <sys/ioctl.h>
 #include <system_error>
 #include <unistd.h>
@@ -17,22 +13,6 @@ std::string Program_Folder() {
   std::string folder = error ? std::filesystem::current_path(error).string() : program.parent_path().string();
   if (folder.ends_with('/')) folder.pop_back();
   return folder;
-}
-
-std::string System_Time_Text(std::chrono::seconds time_of_day) {
-  std::tm parts{};
-  const auto seconds = static_cast<int>(time_of_day.count());
-  parts.tm_hour = seconds / 3600;
-  parts.tm_min = seconds / 60 % 60;
-  parts.tm_sec = seconds % 60;
-  parts.tm_mday = 1;
-  // The user's own locale, without changing the program's.
-  const locale_t user = newlocale(LC_TIME_MASK, "", nullptr);
-  std::array<char, 64> text{};
-  const size_t length = user != nullptr ? strftime_l(text.data(), text.size(), "%X", &parts, user)
-                                        : std::strftime(text.data(), text.size(), "%H:%M:%S", &parts);
-  if (user != nullptr) freelocale(user);
-  return {text.data(), length};
 }
 
 int Error_Terminal_Width() {

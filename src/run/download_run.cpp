@@ -1,14 +1,11 @@
 #include "run/download_run.h"
 
-#include <ctime>
-
 #include "base/numbers.h"
 #include "base/strings.h"
 #include "entry/interval_choice.h"
 #include "errortrap/procedure.h"
 #include "output/file_name.h"
 #include "output/file_writer.h"
-#include "platform/program.h"
 #include "quotes/quote_ordering.h"
 #include "quotes/request.h"
 
@@ -26,17 +23,6 @@ constexpr std::chrono::seconds NoReorderingFrom = 18h + 30min;
 constexpr const char* TimeOut = "Time out. no response";
 constexpr size_t LongestQuotedAnswer = 200;
 constexpr int RowsThatKeysCanName = 10000;
-
-std::tm Local_Time() {
-  const std::time_t now = std::time(nullptr);
-  std::tm parts{};
-#ifdef _WIN32
-  localtime_s(&parts, &now);
-#else
-  localtime_r(&now, &parts);
-#endif
-  return parts;
-}
 
 // The first line of an answer, for telling what a server said instead of sending quotes; nothing when that is
 // no text.
@@ -59,19 +45,6 @@ std::string With_Details(std::string text, const std::string& one, const std::st
 }
 
 }  // namespace
-
-Date SystemClock::Today() const {
-  const std::tm now = Local_Time();
-  return std::chrono::year_month_day(std::chrono::year(now.tm_year + 1900),
-                                     std::chrono::month(static_cast<unsigned>(now.tm_mon + 1)),
-                                     std::chrono::day(static_cast<unsigned>(now.tm_mday)));
-}
-
-std::chrono::seconds SystemClock::Time_Of_Day() const {
-  const std::tm now = Local_Time();
-  return std::chrono::hours(now.tm_hour) + std::chrono::minutes(now.tm_min) +
-         std::chrono::seconds(now.tm_sec);
-}
 
 DownloadRun::DownloadRun(SharedState& state, const RunServices& services)
     : state_(state), services_(services) {

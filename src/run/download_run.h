@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <map>
 #include <string>
@@ -12,6 +11,7 @@
 #include "errortrap/message_loop.h"
 #include "errortrap/modFailSafe.h"
 #include "output/format_catalogue.h"
+#include "platform/clock.h"
 #include "platform/files.h"
 #include "quotes/quote_parser.h"
 #include "quotes/quote_table.h"
@@ -28,26 +28,6 @@ struct SharedState {
   TransferState Transfer;
   FormatCatalogue Formats;
   std::string RequestTemplate;  // plain
-};
-
-// The day and the time that the program goes by.
-class Clock {
- public:
-  Clock() = default;
-  Clock(const Clock&) = delete;
-  Clock& operator=(const Clock&) = delete;
-  virtual ~Clock() = default;
-
-  [[nodiscard]] virtual Date Today() const = 0;
-  // Since local midnight, whole seconds.
-  [[nodiscard]] virtual std::chrono::seconds Time_Of_Day() const = 0;
-};
-
-// The machine's clock in its local time.
-class SystemClock final : public Clock {
- public:
-  [[nodiscard]] Date Today() const override;
-  [[nodiscard]] std::chrono::seconds Time_Of_Day() const override;
 };
 
 // The lines that tell a run step by step (lstlog).

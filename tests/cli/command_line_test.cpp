@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "base/strings.h"
-#include "platform/program.h"
+#include "platform/clock.h"
 #include "quotes/request.h"
 #include "support/fakes.h"
 #include "support/socket_server.h"

@@ -11,7 +11,7 @@
 
 #include "base/strings.h"
 #include "forms/form_support.h"
-#include "platform/program.h"
+#include "platform/clock.h"
 #include "quotes/curl_transfer.h"
 #include "support/socket_server.h"
 

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "errortrap/circular_log.h"
+#include "errortrap/modFailSafe.h"
+#include "platform/log_file.h"
+
+namespace hq {
+
+// The load of the machine that a trace record can carry; empty for what the machine does not tell.
+struct TraceLoad {
+  std::optional<int> FreeResourcesPercent;
+  std::optional<int> MemoryLoadPercent;
+};
+
+// Where the trace of entries and exits goes: a plain file, a circular file, or both. A record of a circular
+// log is with the system at once, that of a plain log when Flush is called or 64 KiB have come together.
+class TraceLog {
+ public:
+  struct Options {
+    std::string Name;  // in brackets at the start of every record
+    char DecimalSeparator = '.';
+    bool Timing = true;
+    std::function<TraceLoad()> Load;  // asked at most every 250 ms; may be empty
+  };
+  // Takes over the files; either may be null.
+  TraceLog(Options options, std::unique_ptr<LogFile> plain, std::unique_ptr<CircularLog> circular);
+  TraceLog(const TraceLog&) = delete;
+  TraceLog& operator=(const TraceLog&) = delete;
+  ~TraceLog();
+
+  // The line that a run begins with, as it stands.
+  void Start(const std::string& line);
+  void Write(const TraceRecord& record);
+  // The last record of a run: number and milliseconds as a record has them.
+  void End(std::int32_t number, double milliseconds);
+  void Flush();
+  // What a plain log keeps back, for a process that dies: nothing here is allocated or freed by the call.
+  [[nodiscard]] std::string_view Kept_Back() const;
+
+  // The text of a record without a line end, as both logs get it.
+  [[nodiscard]] std::string Record_Text(const TraceRecord& record);
+};
+
+}  // namespace hq

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace hq {
+
+// A log that stays open while the program runs. What has been written is with the system at once and outlives
+// the process. Only the user may read and write the file (mode 0600 where there are modes; an existing file
+// is brought to it). Failures are raised as RunTimeError whose detail names the path and the system's reason.
+// Of a link the file it leads to is written; what is no regular file is refused with PathFileAccessError.
+class LogFile {
+ public:
+  enum class Begin { Anew, AtTheEnd, InPlace };
+
+  // Opens the file, or makes it. Anew empties it; AtTheEnd and InPlace keep what it holds.
+  LogFile(std::string path, Begin begin);
+  LogFile(const LogFile&) = delete;
+  LogFile& operator=(const LogFile&) = delete;
+  ~LogFile();
+
+  // At the end of the file as it is now: another process may have written to it too.
+  void Append(std::string_view bytes);
+  // In place, from a byte on; may make the file longer, and leaves no gap. For a file opened InPlace.
+  void Write_At(std::uint64_t offset, std::string_view bytes);
+  // Up to length bytes from a byte on; fewer at the end of the file.
+  [[nodiscard]] std::string Read_At(std::uint64_t offset, std::size_t length) const;
+  [[nodiscard]] std::uint64_t Size() const;
+  // Cuts the file to a length that is not greater than its size.
+  void Cut(std::uint64_t length);
+
+  [[nodiscard]] const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+  std::intptr_t handle_;
+};
+
+}  // namespace hq
