@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "server/bar.h"
+#include "server/source_profile.h"
+#include "server/upstream_request.h"
+
+namespace hq::server {
+
+// What came back for a request. The views must stay valid while it is read only.
+struct UpstreamResponse {
+  int Status = 0;
+  // Header names in any letter case.
+  std::vector<std::pair<std::string, std::string>> Headers;
+  std::string_view Body;
+};
+
+// A bar of a feed's own interval.
+struct NativeBar {
+  // In the exchange's time, stamped with its beginning; daily bars hold 09:30.
+  Bar Quote;
+  // Whether the bar was complete when it was read: its end, and the feed's delay, lay in the past.
+  bool Final = false;
+
+  friend bool operator==(const NativeBar&, const NativeBar&) = default;
+};
+
+// The bars of one answer.
+struct UpstreamBars {
+  // Oldest first, one a stamp, of the regular session only where the exchange's is known. It may be empty:
+  // all rows were outside of the session.
+  std::vector<NativeBar> Bars;
+  // How long a bar lasts in minutes.
+  int Minutes = daily_interval;
+  Adjustment Adjusted = Adjustment::Splits;
+  // The zone in which the bars' times are.
+  Zone Market_Zone;
+  // Rows that make no sense and were passed over: high below low, an open or a close outside of them, a price
+  // that is not above zero.
+  std::size_t Bad_Rows = 0;
+  // What the service wrote for its user beside the bars; without keys.
+  std::string Remark;
+  // The request for the next page; none when this was the last.
+  std::optional<UpstreamRequest> Next;
+};
+
+using UpstreamAnswer = std::variant<UpstreamBars, Trouble>;
+
+// Makes bars or a trouble of what came back. `request` must be one that Make_Requests or a page before made
+// for the same profile. Takes time and memory in proportion to the answer. Raises std::bad_alloc only.
+//
+// A row whose prices are all null, empty or zero is passed over; a row that makes no sense is counted as bad,
+// and if more than one in ten of at least ten rows is bad, the answer is FormatChanged. A value of a wrong
+// type, a number that is none, and a stamp that is none make the answer FormatChanged at once.
+[[nodiscard]] UpstreamAnswer Read_Answer(const SourceProfile& profile, const UpstreamRequest& request,
+                                         const UpstreamResponse& response, std::chrono::sys_seconds now);
+
+// How long a Retry-After header asks to wait: its number of seconds, or the time from `now` to its HTTP date
+// (0 when that is past); none when it is neither. At most 31 days.
+[[nodiscard]] std::optional<std::chrono::seconds> Read_Retry_After(std::string_view value,
+                                                                   std::chrono::sys_seconds now);
+
+}  // namespace hq::server
