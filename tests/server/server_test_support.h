@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -69,8 +70,10 @@ class TemporaryFolder {
  public:
   TemporaryFolder() {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    const std::string name = std::string{"quotes-"} + test->test_suite_name() + "-" + test->name() + "-" +
+    std::string name = std::string{"quotes-"} + test->test_suite_name() + "-" + test->name() + "-" +
                              std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
+    // Tests with parameters have it in their names.
+    std::ranges::replace(name, '/', '-');
     path_ = std::filesystem::temp_directory_path() / name;
     std::filesystem::create_directory(path_);
   }

@@ -1,0 +1,809 @@
+#include "server/archive.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <map>
+#include <sqlite3.h>
+#include <system_error>
+#include <utility>
+
+namespace hq::server {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono;
+
+// "HQqa", by which a database is known as an archive.
+constexpr int application_id = 0x48517161;
+constexpr int schema_version = 1;
+constexpr std::int64_t seconds_a_day = 86400;
+// Another process may be packing the file.
+constexpr int busy_milliseconds = 3000;
+// Up to this size a file is looked through when it is opened; damage of larger ones shows when it is met.
+constexpr std::uintmax_t checked_at_opening = std::uintmax_t{4} << 20U;
+
+constexpr const char* schema = R"(
+CREATE TABLE series(
+  id INTEGER PRIMARY KEY,
+  source TEXT NOT NULL,
+  symbol TEXT NOT NULL,
+  interval INTEGER NOT NULL,
+  adjustment TEXT NOT NULL,
+  fetched INTEGER NOT NULL,
+  known_until INTEGER NOT NULL,
+  UNIQUE(source, symbol, interval, adjustment));
+CREATE TABLE bars(
+  series INTEGER NOT NULL,
+  at INTEGER NOT NULL,
+  open REAL NOT NULL,
+  high REAL NOT NULL,
+  low REAL NOT NULL,
+  close REAL NOT NULL,
+  volume INTEGER NOT NULL,
+  fetched INTEGER NOT NULL,
+  final INTEGER NOT NULL,
+  PRIMARY KEY(series, at)) WITHOUT ROWID;
+CREATE TABLE answered(
+  series INTEGER NOT NULL,
+  first INTEGER NOT NULL,
+  last INTEGER NOT NULL,
+  PRIMARY KEY(series, first)) WITHOUT ROWID;
+CREATE TABLE refusals(
+  source TEXT NOT NULL,
+  symbol TEXT NOT NULL,
+  interval INTEGER NOT NULL,
+  reason TEXT NOT NULL,
+  until INTEGER NOT NULL,
+  PRIMARY KEY(source, symbol, interval)) WITHOUT ROWID;
+CREATE TABLE pacing(
+  service TEXT PRIMARY KEY,
+  closed_until INTEGER NOT NULL,
+  reason TEXT NOT NULL,
+  closings INTEGER NOT NULL) WITHOUT ROWID;
+CREATE TABLE taken(
+  service TEXT NOT NULL,
+  at INTEGER NOT NULL,
+  tokens INTEGER NOT NULL);
+CREATE INDEX taken_by_service ON taken(service, at);
+)";
+
+// A failure of the database, with the library's number for it.
+class SqliteError : public std::runtime_error {
+ public:
+  SqliteError(int code, const std::string& text) : std::runtime_error(text), Code(code & 0xff) {}
+
+  [[nodiscard]] bool Is_Damage() const { return Code == SQLITE_CORRUPT || Code == SQLITE_NOTADB; }
+
+  const int Code;
+};
+
+std::string Text(const fs::path& path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
+}
+
+std::string Upper(std::string_view text) {
+  std::string upper{text};
+  for (char& c : upper) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return upper;
+}
+
+std::int64_t Day_Number(Day day) {
+  return day.time_since_epoch().count();
+}
+
+Day Day_Of(std::int64_t number) {
+  return Day{days{number}};
+}
+
+std::int64_t Stamp(Day day, seconds time) {
+  return Day_Number(day) * seconds_a_day + time.count();
+}
+
+ExchangeTime Time_Of(std::int64_t stamp) {
+  const auto day = floor<days>(sys_seconds{seconds{stamp}});
+  return {day, sys_seconds{seconds{stamp}} - day};
+}
+
+fs::path With_Ending(const fs::path& file, const std::string& ending) {
+  fs::path longer = file;
+  longer += ending;
+  return longer;
+}
+
+void Append_Number(std::string& text, double number) {
+  std::array<char, 1100> digits{};
+  const auto end =
+      std::to_chars(digits.data(), digits.data() + digits.size(), number, std::chars_format::fixed);
+  text.append(digits.data(), end.ptr);
+}
+
+void Append_Two_Digits(std::string& text, unsigned number) {
+  text += static_cast<char>('0' + number / 10 % 10);
+  text += static_cast<char>('0' + number % 10);
+}
+
+void Append_Date(std::string& text, Day day) {
+  const year_month_day date{day};
+  text += std::to_string(static_cast<int>(date.year()));
+  text += '-';
+  Append_Two_Digits(text, static_cast<unsigned>(date.month()));
+  text += '-';
+  Append_Two_Digits(text, static_cast<unsigned>(date.day()));
+}
+
+}  // namespace
+
+// One connection to the database, with the statements that were used on it. Raises SqliteError.
+class Archive::Database {
+ public:
+  // One use of a statement; the statement can be used again when it goes.
+  class Query {
+   public:
+    Query(Database& database, sqlite3_stmt* statement) : database_(database), statement_(statement) {}
+    Query(const Query&) = delete;
+    Query& operator=(const Query&) = delete;
+    ~Query() {
+      sqlite3_reset(statement_);
+      sqlite3_clear_bindings(statement_);
+    }
+
+    Query& Bind(std::int64_t number) {
+      database_.Require(sqlite3_bind_int64(statement_, ++bound_, number));
+      return *this;
+    }
+    Query& Bind(double number) {
+      database_.Require(sqlite3_bind_double(statement_, ++bound_, number));
+      return *this;
+    }
+    Query& Bind(const std::string& text) {
+      database_.Require(sqlite3_bind_text(statement_, ++bound_, text.data(), static_cast<int>(text.size()),
+                                          SQLITE_TRANSIENT));
+      return *this;
+    }
+
+    // Whether there is a further row.
+    bool Step() {
+      const int code = sqlite3_step(statement_);
+      if (code == SQLITE_ROW) return true;
+      if (code != SQLITE_DONE) database_.Raise(code);
+      return false;
+    }
+    void Run() {
+      while (Step()) {
+      }
+    }
+    // Makes it ready to be bound and run again.
+    void Again() {
+      sqlite3_reset(statement_);
+      bound_ = 0;
+    }
+
+    [[nodiscard]] std::int64_t Integer(int column) const { return sqlite3_column_int64(statement_, column); }
+    [[nodiscard]] double Real(int column) const { return sqlite3_column_double(statement_, column); }
+    [[nodiscard]] std::string String(int column) const {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+      const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
+      return text == nullptr ? std::string{} : std::string(text, size);
+    }
+
+   private:
+    Database& database_;
+    sqlite3_stmt* statement_;
+    int bound_ = 0;
+  };
+
+  // A change that happens whole or not at all.
+  class Change {
+   public:
+    explicit Change(Database& database) : database_(database) { database_.Run("BEGIN IMMEDIATE"); }
+    Change(const Change&) = delete;
+    Change& operator=(const Change&) = delete;
+    ~Change() {
+      if (!done_) sqlite3_exec(database_.handle_, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    void Commit() {
+      database_.Run("COMMIT");
+      done_ = true;
+    }
+
+   private:
+    Database& database_;
+    bool done_ = false;
+  };
+
+  // An empty path makes a database in the memory.
+  explicit Database(const fs::path& file) {
+    const std::string name = file.empty() ? ":memory:" : Text(file);
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+    const int code = sqlite3_open_v2(name.c_str(), &handle_, flags, nullptr);
+    if (code != SQLITE_OK) {
+      const SqliteError error{code, handle_ != nullptr ? sqlite3_errmsg(handle_) : sqlite3_errstr(code)};
+      sqlite3_close_v2(handle_);
+      throw error;
+    }
+  }
+
+  ~Database() {
+    for (const auto& [sql, statement] : statements_) sqlite3_finalize(statement);
+    sqlite3_close_v2(handle_);
+  }
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  // Makes the connection ready. Raises ArchiveError when the file is none of ours.
+  void Prepare(bool look_through) {
+    sqlite3_extended_result_codes(handle_, 1);
+    sqlite3_busy_timeout(handle_, busy_milliseconds);
+    // What is read can't make the library do anything but read tables.
+    sqlite3_db_config(handle_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(handle_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    Run("PRAGMA journal_mode=WAL");
+    // What was committed outlives the program's end. Only a power cut can take the last changes back, never
+    // damage the file.
+    Run("PRAGMA synchronous=NORMAL");
+    if (look_through) {
+      Query check = Use("PRAGMA quick_check(1)");
+      if (check.Step() && check.String(0) != "ok") throw SqliteError(SQLITE_CORRUPT, check.String(0));
+    }
+    Change change{*this};
+    const auto id = Number("PRAGMA application_id");
+    const auto version = Number("PRAGMA user_version");
+    if (id == 0 && version == 0 && Number("SELECT count(*) FROM sqlite_master") == 0) {
+      Run(schema);
+      Run(("PRAGMA application_id=" + std::to_string(application_id)).c_str());
+      Run(("PRAGMA user_version=" + std::to_string(schema_version)).c_str());
+    } else if (id != application_id) {
+      throw SqliteError(SQLITE_NOTADB, "it is the database of another program");
+    } else if (version != schema_version) {
+      throw ArchiveError("it was made by another version of the program");
+    }
+    change.Commit();
+  }
+
+  // Makes the end of the connection leave all files alone. It would take away what lies beside a file of this
+  // name, which may be another one's by then.
+  void Abandon() { sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); }
+
+  void Run(const char* sql) { Require(sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr)); }
+
+  // `sql` must be a literal: its address is what the statement is found by.
+  Query Use(const char* sql) {
+    sqlite3_stmt*& statement = statements_[sql];
+    if (statement == nullptr)
+      Require(sqlite3_prepare_v3(handle_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr));
+    return Query{*this, statement};
+  }
+
+  std::int64_t Number(const char* sql) {
+    Query query = Use(sql);
+    return query.Step() ? query.Integer(0) : 0;
+  }
+
+  // Whether the file was taken away or replaced since it was opened.
+  [[nodiscard]] bool Has_Moved() const {
+    int moved = 0;
+    return sqlite3_file_control(handle_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved != 0;
+  }
+
+  [[nodiscard]] std::int64_t Last_Id() const { return sqlite3_last_insert_rowid(handle_); }
+  [[nodiscard]] std::int64_t Changed_Rows() const { return sqlite3_changes64(handle_); }
+
+  std::optional<std::int64_t> Find_Series(const SeriesKey& key) {
+    Query query =
+        Use("SELECT id FROM series WHERE source = ? AND symbol = ? AND interval = ? AND adjustment = ?");
+    query.Bind(key.Source).Bind(Upper(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
+    return query.Step() ? std::optional{query.Integer(0)} : std::nullopt;
+  }
+
+  std::int64_t Make_Series(const SeriesKey& key) {
+    if (const auto found = Find_Series(key)) return *found;
+    Use("INSERT INTO series(source, symbol, interval, adjustment, fetched, known_until) "
+        "VALUES(?, ?, ?, ?, 0, -9223372036854775807)")
+        .Bind(key.Source)
+        .Bind(Upper(key.Symbol))
+        .Bind(std::int64_t{key.Interval})
+        .Bind(key.Adjustment)
+        .Run();
+    return Last_Id();
+  }
+
+  void Forget_Series(std::int64_t series) {
+    Use("DELETE FROM bars WHERE series = ?").Bind(series).Run();
+    Use("DELETE FROM answered WHERE series = ?").Bind(series).Run();
+    Use("DELETE FROM series WHERE id = ?").Bind(series).Run();
+  }
+
+  // Adds a range of answered days, joined with those it meets.
+  void Add_Answered(std::int64_t series, DayRange days) {
+    auto first = Day_Number(days.First);
+    auto last = Day_Number(days.Last);
+    {
+      Query met =
+          Use("SELECT min(first), max(last), count(*) FROM answered WHERE series = ? AND first <= ? "
+              "AND last >= ?");
+      met.Bind(series).Bind(last + 1).Bind(first - 1);
+      if (met.Step() && met.Integer(2) > 0) {
+        first = std::min(first, met.Integer(0));
+        last = std::max(last, met.Integer(1));
+      }
+    }
+    Use("DELETE FROM answered WHERE series = ? AND first >= ? AND last <= ?")
+        .Bind(series)
+        .Bind(first)
+        .Bind(last)
+        .Run();
+    Use("INSERT INTO answered(series, first, last) VALUES(?, ?, ?)")
+        .Bind(series)
+        .Bind(first)
+        .Bind(last)
+        .Run();
+  }
+
+ private:
+  friend class Query;
+
+  void Require(int code) const {
+    if (code != SQLITE_OK) Raise(code);
+  }
+  [[noreturn]] void Raise(int code) const { throw SqliteError(code, sqlite3_errmsg(handle_)); }
+
+  sqlite3* handle_ = nullptr;
+  std::map<const char*, sqlite3_stmt*> statements_;
+};
+
+namespace {
+
+// The bar in the columns at, open, high, low, close, volume. Raises SqliteError for what no bar can be.
+template <class Query>
+Bar Bar_In(const Query& row) {
+  const ExchangeTime at = Time_Of(row.Integer(0));
+  const Bar bar{at.Date, at.Time, row.Real(1), row.Real(2), row.Real(3), row.Real(4), row.Integer(5)};
+  for (const double price : {bar.Open, bar.High, bar.Low, bar.Close}) {
+    if (!std::isfinite(price)) throw SqliteError(SQLITE_CORRUPT, "a price in it is no number");
+  }
+  if (bar.Volume < 0) throw SqliteError(SQLITE_CORRUPT, "a volume in it is negative");
+  return bar;
+}
+
+}  // namespace
+
+Archive::Archive(fs::path file, Reporter report) : file_(std::move(file)), report_(std::move(report)) {
+  const std::lock_guard lock{mutex_};
+  Open();
+}
+
+Archive::~Archive() = default;
+
+void Archive::Report(const std::string& line) const {
+  if (report_) report_(line);
+}
+
+void Archive::Open() {
+  database_.reset();
+  is_kept_ = false;
+  if (file_.empty()) {
+    database_ = std::make_unique<Database>(fs::path{});
+    database_->Prepare(false);
+    return;
+  }
+  for (int tries = 0;; ++tries) {
+    try {
+      std::error_code unknown;
+      if (fs::is_directory(file_, unknown)) return Open_In_Memory("a folder has its name");
+      // Made before the first byte goes in, so that nobody else ever reads one.
+      if (!fs::exists(file_, unknown)) std::ofstream{file_, std::ios::app};
+      fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write, unknown);
+      auto database = std::make_unique<Database>(file_);
+      const auto size = fs::file_size(file_, unknown);
+      database->Prepare(!unknown && size <= checked_at_opening);
+      database_ = std::move(database);
+      is_kept_ = true;
+      return;
+    } catch (const SqliteError& error) {
+      if (!error.Is_Damage() || tries > 0) return Open_In_Memory(error.what());
+      Set_File_Aside(error.what());
+    } catch (const ArchiveError& error) {
+      return Open_In_Memory(error.what());
+    }
+  }
+}
+
+void Archive::Open_In_Memory(const std::string& reason) {
+  Report("The archive " + Text(file_) + " can't be used (" + reason +
+         "): quotes are kept in memory until the program ends.");
+  database_ = std::make_unique<Database>(fs::path{});
+  database_->Prepare(false);
+}
+
+void Archive::Set_File_Aside(const std::string& reason) {
+  std::error_code failed;
+  for (int number = 1; number < 10000; ++number) {
+    const fs::path aside = With_Ending(file_, ".damaged-" + std::to_string(number));
+    if (fs::exists(aside, failed)) continue;
+    fs::rename(file_, aside, failed);
+    if (failed) break;
+    // They belong to the old file, and would spoil a new one of its name.
+    for (const char* ending : {"-wal", "-shm"}) {
+      std::error_code ignored;
+      fs::rename(With_Ending(file_, ending), With_Ending(aside, ending), ignored);
+    }
+    return Report("The archive " + Text(file_) + " is damaged (" + reason + "). It was set aside as " +
+                  Text(aside.filename()) + " and begun anew.");
+  }
+  Report("The archive " + Text(file_) + " is damaged (" + reason +
+         ") and can't be set aside: " + (failed ? failed.message() : "too many damaged ones are kept") + ".");
+}
+
+template <class Work>
+auto Archive::Do(const Work& work) {
+  const std::lock_guard lock{mutex_};
+  try {
+    // Another process may have set the file aside; what went there now would be lost.
+    if (is_kept_ && database_->Has_Moved()) {
+      database_->Abandon();
+      Open();
+    }
+    try {
+      return work(*database_);
+    } catch (const SqliteError& error) {
+      if (!is_kept_ || !error.Is_Damage()) throw;
+      const bool has_moved = database_->Has_Moved();
+      database_->Abandon();
+      database_.reset();
+      if (!has_moved) Set_File_Aside(error.what());
+      Open();
+      return work(*database_);
+    }
+  } catch (const SqliteError& error) {
+    throw ArchiveError("The archive " + Text(file_) + " can't be used now: " + error.what() + ".");
+  }
+}
+
+bool Archive::Is_Kept() const {
+  const std::lock_guard lock{mutex_};
+  return is_kept_;
+}
+
+void Archive::Store(const SeriesKey& key, const FetchedBars& fetched) {
+  Do([&](Database& database) {
+    Database::Change change{database};
+    const auto series = database.Make_Series(key);
+    const std::int64_t now = fetched.Fetched.time_since_epoch().count();
+    database.Use("UPDATE series SET fetched = ?, known_until = max(known_until, ?) WHERE id = ?")
+        .Bind(now)
+        .Bind(Stamp(fetched.Known_Until.Date, fetched.Known_Until.Time))
+        .Bind(series)
+        .Run();
+    {
+      auto put = database.Use(
+          "INSERT OR REPLACE INTO bars(series, at, open, high, low, close, volume, "
+          "fetched, final) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?)");
+      for (const NativeBar& native : fetched.Bars) {
+        const Bar& bar = native.Quote;
+        put.Bind(series).Bind(Stamp(bar.Date, bar.Start)).Bind(bar.Open).Bind(bar.High).Bind(bar.Low);
+        put.Bind(bar.Close).Bind(bar.Volume).Bind(now).Bind(std::int64_t{native.Final ? 1 : 0});
+        put.Run();
+        put.Again();
+      }
+    }
+    if (fetched.Answered && fetched.Answered->First <= fetched.Answered->Last)
+      database.Add_Answered(series, *fetched.Answered);
+    change.Commit();
+  });
+}
+
+ArchivedBars Archive::Last_Sessions(const SeriesKey& key, Day last, int sessions) {
+  return Do([&](Database& database) {
+    ArchivedBars found;
+    std::int64_t series = 0;
+    {
+      auto row = database.Use(
+          "SELECT id, fetched, known_until FROM series WHERE source = ? AND symbol = ? "
+          "AND interval = ? AND adjustment = ?");
+      row.Bind(key.Source).Bind(Upper(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
+      if (!row.Step()) return found;
+      series = row.Integer(0);
+      found.Last_Fetch = Moment{seconds{row.Integer(1)}};
+      found.Known_Until = Time_Of(row.Integer(2));
+    }
+    auto rows = database.Use(
+        "SELECT at, open, high, low, close, volume FROM bars WHERE series = ? AND at < ? "
+        "ORDER BY at DESC");
+    rows.Bind(series).Bind(Stamp(last + days{1}, seconds{0}));
+    for (int left = sessions; rows.Step();) {
+      const Bar bar = Bar_In(rows);
+      if ((found.Bars.empty() || found.Bars.back().Date != bar.Date) && left-- == 0) break;
+      found.Bars.push_back(bar);
+    }
+    std::ranges::reverse(found.Bars);
+    return found;
+  });
+}
+
+std::vector<Bar> Archive::Bars(const SeriesKey& key, DayRange days) {
+  return Do([&](Database& database) {
+    std::vector<Bar> bars;
+    const auto series = database.Find_Series(key);
+    if (!series) return bars;
+    auto rows = database.Use(
+        "SELECT at, open, high, low, close, volume FROM bars WHERE series = ? AND at >= ? "
+        "AND at < ? ORDER BY at");
+    rows.Bind(*series).Bind(Stamp(days.First, seconds{0}));
+    rows.Bind(Stamp(days.Last + std::chrono::days{1}, seconds{0}));
+    while (rows.Step()) bars.push_back(Bar_In(rows));
+    return bars;
+  });
+}
+
+std::vector<DayRange> Archive::Missing(const SeriesKey& key, DayRange wanted) {
+  return Do([&](Database& database) {
+    std::vector<DayRange> missing;
+    Day next = wanted.First;
+    if (const auto series = database.Find_Series(key)) {
+      auto rows = database.Use(
+          "SELECT first, last FROM answered WHERE series = ? AND first <= ? AND last >= ? "
+          "ORDER BY first");
+      rows.Bind(*series).Bind(Day_Number(wanted.Last)).Bind(Day_Number(wanted.First));
+      while (rows.Step()) {
+        const Day first = Day_Of(rows.Integer(0));
+        if (first > next) missing.push_back({next, first - days{1}});
+        next = std::max(next, Day_Of(rows.Integer(1)) + days{1});
+      }
+    }
+    if (next <= wanted.Last) missing.push_back({next, wanted.Last});
+    return missing;
+  });
+}
+
+std::optional<Moment> Archive::Last_Fetch(const SeriesKey& key) {
+  return Do([&](Database& database) {
+    const auto series = database.Find_Series(key);
+    if (!series) return std::optional<Moment>{};
+    auto row = database.Use("SELECT fetched FROM series WHERE id = ?");
+    row.Bind(*series);
+    return row.Step() ? std::optional{Moment{seconds{row.Integer(0)}}} : std::nullopt;
+  });
+}
+
+void Archive::Set_Aside(const SeriesKey& key, const std::string& new_adjustment) {
+  Do([&](Database& database) {
+    Database::Change change{database};
+    if (const auto series = database.Find_Series(key)) {
+      SeriesKey aside = key;
+      aside.Adjustment = new_adjustment;
+      if (const auto taken = database.Find_Series(aside)) database.Forget_Series(*taken);
+      database.Use("UPDATE series SET adjustment = ? WHERE id = ?").Bind(new_adjustment).Bind(*series).Run();
+      database.Use("DELETE FROM answered WHERE series = ?").Bind(*series).Run();
+    }
+    change.Commit();
+  });
+}
+
+void Archive::Remember_Refusal(const SeriesKey& key, const std::string& reason, Moment until) {
+  Do([&](Database& database) {
+    Database::Change change{database};
+    database
+        .Use("INSERT OR REPLACE INTO refusals(source, symbol, interval, reason, until) VALUES(?, ?, ?, ?, ?)")
+        .Bind(key.Source)
+        .Bind(Upper(key.Symbol))
+        .Bind(std::int64_t{key.Interval})
+        .Bind(reason)
+        .Bind(until.time_since_epoch().count())
+        .Run();
+    change.Commit();
+  });
+}
+
+std::optional<std::string> Archive::Refusal(const SeriesKey& key, Moment now) {
+  return Do([&](Database& database) {
+    auto row = database.Use(
+        "SELECT reason FROM refusals WHERE source = ? AND symbol = ? AND interval = ? AND "
+        "until > ?");
+    row.Bind(key.Source)
+        .Bind(Upper(key.Symbol))
+        .Bind(std::int64_t{key.Interval})
+        .Bind(now.time_since_epoch().count());
+    return row.Step() ? std::optional{row.String(0)} : std::nullopt;
+  });
+}
+
+std::vector<std::string> Archive::Find_Symbols(std::string_view text, std::size_t limit) {
+  return Do([&](Database& database) {
+    std::vector<std::string> symbols;
+    auto rows = database.Use(
+        "SELECT DISTINCT symbol FROM series WHERE instr(symbol, ?) > 0 AND EXISTS(SELECT 1 "
+        "FROM bars WHERE series = series.id) ORDER BY symbol LIMIT ?");
+    rows.Bind(Upper(text)).Bind(static_cast<std::int64_t>(std::min<std::size_t>(limit, 1'000'000)));
+    while (rows.Step()) symbols.push_back(rows.String(0));
+    return symbols;
+  });
+}
+
+std::vector<SeriesInfo> Archive::List() {
+  return Do([](Database& database) {
+    std::vector<SeriesInfo> list;
+    auto rows = database.Use(
+        "SELECT source, symbol, interval, adjustment, s.fetched, count(at), min(at), max(at), "
+        "coalesce(sum(final = 0), 0) FROM series s LEFT JOIN bars ON series = id GROUP BY id "
+        "ORDER BY source, symbol, interval, adjustment");
+    while (rows.Step()) {
+      SeriesInfo info;
+      info.Key = {rows.String(0), rows.String(1), static_cast<int>(rows.Integer(2)), rows.String(3)};
+      info.Last_Fetch = Moment{seconds{rows.Integer(4)}};
+      info.Bars = static_cast<std::uint64_t>(rows.Integer(5));
+      if (info.Bars > 0) info.Days = {Time_Of(rows.Integer(6)).Date, Time_Of(rows.Integer(7)).Date};
+      info.Not_Final = static_cast<std::uint64_t>(rows.Integer(8));
+      list.push_back(std::move(info));
+    }
+    return list;
+  });
+}
+
+std::uintmax_t Archive::File_Size() const {
+  if (!Is_Kept()) return 0;
+  std::uintmax_t sum = 0;
+  for (const char* ending : {"", "-wal", "-shm"}) {
+    std::error_code missing;
+    const auto size = fs::file_size(With_Ending(file_, ending), missing);
+    if (!missing) sum += size;
+  }
+  return sum;
+}
+
+std::size_t Archive::Export_Csv(const SeriesKey& key, DayRange days, std::ostream& to) {
+  const std::vector<Bar> bars = Bars(key, days);
+  const bool is_daily = key.Interval == daily_interval;
+  to << (is_daily ? "Date,Open,High,Low,Close,Volume\n" : "Date,Time,Open,High,Low,Close,Volume\n");
+  std::string line;
+  for (const Bar& bar : bars) {
+    line.clear();
+    Append_Date(line, bar.Date);
+    if (!is_daily) {
+      const auto minute = static_cast<unsigned>(bar.Start.count() / 60);
+      line += ',';
+      Append_Two_Digits(line, minute / 60);
+      line += ':';
+      Append_Two_Digits(line, minute % 60);
+    }
+    for (const double price : {bar.Open, bar.High, bar.Low, bar.Close}) {
+      line += ',';
+      Append_Number(line, price);
+    }
+    line.append(",").append(std::to_string(bar.Volume)).append("\n");
+    to << line;
+  }
+  return bars.size();
+}
+
+std::uint64_t Archive::Shrink(Day before) {
+  return Do([before](Database& database) {
+    std::uint64_t deleted = 0;
+    {
+      Database::Change change{database};
+      database.Use("DELETE FROM bars WHERE at < ?").Bind(Stamp(before, seconds{0})).Run();
+      deleted = static_cast<std::uint64_t>(database.Changed_Rows());
+      const auto day = Day_Number(before);
+      database.Use("DELETE FROM answered WHERE last < ?").Bind(day).Run();
+      database.Use("UPDATE answered SET first = ? WHERE first < ?").Bind(day).Bind(day).Run();
+      database.Run(
+          "DELETE FROM series WHERE NOT EXISTS(SELECT 1 FROM bars WHERE series = series.id) AND NOT "
+          "EXISTS(SELECT 1 FROM answered WHERE series = series.id)");
+      change.Commit();
+    }
+    database.Run("VACUUM");
+    database.Run("PRAGMA wal_checkpoint(TRUNCATE)");
+    return deleted;
+  });
+}
+
+std::vector<std::string> Archive::Check() {
+  // Not by way of Do, because a damaged file is to be told of here and not set aside.
+  const std::lock_guard lock{mutex_};
+  std::vector<std::string> findings;
+  try {
+    {
+      auto rows = database_->Use("PRAGMA integrity_check");
+      while (rows.Step()) {
+        if (std::string line = rows.String(0); line != "ok") findings.push_back(std::move(line));
+      }
+    }
+    const auto count = [&](const char* sql, const char* what) {
+      if (const auto number = database_->Number(sql); number > 0)
+        findings.push_back(std::to_string(number) + " " + what);
+    };
+    count("SELECT count(*) FROM bars WHERE series NOT IN (SELECT id FROM series)", "bars without a series");
+    count(
+        "SELECT count(*) FROM bars WHERE high < low OR open NOT BETWEEN low AND high OR close NOT BETWEEN "
+        "low "
+        "AND high",
+        "bars whose prices lie outside of their range");
+    count(
+        "SELECT count(*) FROM bars WHERE typeof(open) <> 'real' OR typeof(high) <> 'real' OR typeof(low) <> "
+        "'real' OR typeof(close) <> 'real' OR typeof(volume) <> 'integer' OR typeof(at) <> 'integer'",
+        "bars that hold something else than numbers");
+    count("SELECT count(*) FROM bars WHERE volume < 0", "bars with a negative volume");
+    count("SELECT count(*) FROM answered WHERE first > last OR series NOT IN (SELECT id FROM series)",
+          "ranges of answered days that make no sense");
+    count(
+        "SELECT count(*) FROM answered a JOIN answered b ON a.series = b.series AND a.first < b.first AND "
+        "a.last >= b.first",
+        "ranges of answered days that overlap");
+  } catch (const SqliteError& error) {
+    findings.emplace_back(error.what());
+  }
+  return findings;
+}
+
+void Archive::Change_Pacing(const std::string& service,
+                            const std::function<void(PacingState& state)>& change) {
+  Do([&](Database& database) {
+    Database::Change transaction{database};
+    PacingState state;
+    {
+      auto row = database.Use("SELECT closed_until, reason, closings FROM pacing WHERE service = ?");
+      row.Bind(service);
+      if (row.Step()) {
+        state.Closed_Until = PacingTime{milliseconds{row.Integer(0)}};
+        state.Closed_Reason = row.String(1);
+        state.Closings = static_cast<int>(row.Integer(2));
+      }
+    }
+    {
+      auto rows = database.Use("SELECT at, tokens FROM taken WHERE service = ? ORDER BY at, rowid");
+      rows.Bind(service);
+      while (rows.Step())
+        state.Taken.emplace_back(PacingTime{milliseconds{rows.Integer(0)}},
+                                 static_cast<int>(rows.Integer(1)));
+    }
+    const PacingState before = state;
+    change(state);
+    if (state.Closed_Until != before.Closed_Until || state.Closed_Reason != before.Closed_Reason ||
+        state.Closings != before.Closings) {
+      database
+          .Use("INSERT OR REPLACE INTO pacing(service, closed_until, reason, closings) VALUES(?, ?, ?, ?)")
+          .Bind(service)
+          .Bind(std::int64_t{state.Closed_Until.time_since_epoch().count()})
+          .Bind(state.Closed_Reason)
+          .Bind(std::int64_t{state.Closings})
+          .Run();
+    }
+    if (state.Taken != before.Taken) {
+      // Tokens leave at the front and come at the back, so that what stays need not be written.
+      std::size_t gone = 0;
+      while (gone < before.Taken.size() && (state.Taken.empty() || before.Taken[gone] != state.Taken.front()))
+        ++gone;
+      const std::size_t kept = before.Taken.size() - gone;
+      const bool is_usual =
+          kept <= state.Taken.size() && std::equal(before.Taken.begin() + static_cast<std::ptrdiff_t>(gone),
+                                                   before.Taken.end(), state.Taken.begin());
+      if (!is_usual || gone > 0) {
+        database
+            .Use(
+                "DELETE FROM taken WHERE service = ? AND rowid IN (SELECT rowid FROM taken WHERE service "
+                "= ? ORDER BY at, rowid LIMIT ?)")
+            .Bind(service)
+            .Bind(service)
+            .Bind(static_cast<std::int64_t>(is_usual ? gone : before.Taken.size()))
+            .Run();
+      }
+      for (std::size_t i = is_usual ? kept : 0; i < state.Taken.size(); ++i) {
+        database.Use("INSERT INTO taken(service, at, tokens) VALUES(?, ?, ?)")
+            .Bind(service)
+            .Bind(std::int64_t{state.Taken[i].first.time_since_epoch().count()})
+            .Bind(std::int64_t{state.Taken[i].second})
+            .Run();
+      }
+    }
+    transaction.Commit();
+  });
+}
+
+}  // namespace hq::server

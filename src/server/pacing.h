@@ -1,0 +1,97 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace hq::server {
+
+// A moment in UTC, to the millisecond.
+using PacingTime = std::chrono::sys_time<std::chrono::milliseconds>;
+
+// Tells the time. It may be called from several threads at once.
+using PacingClock = std::function<PacingTime()>;
+
+// A bucket of tokens: each request takes one, or several. A token is back one period later, so that no
+// stretch of that length ever sees more requests wherever the service's own clock begins to count; or, where
+// the service says when it begins to count anew, at that moment.
+struct RateLimit {
+  // At least 1.
+  int Tokens = 1;
+  // At most 31 days.
+  std::chrono::milliseconds Period{};
+  // When a token taken at a moment is back, at most 31 days later; empty when a period later.
+  std::function<PacingTime(PacingTime taken)> Back_At;
+
+  [[nodiscard]] PacingTime Back(PacingTime taken) const { return Back_At ? Back_At(taken) : taken + Period; }
+};
+
+// What a service was asked, and until when it must not be asked.
+struct PacingState {
+  // When tokens were taken, and how many; oldest first.
+  std::vector<std::pair<PacingTime, int>> Taken;
+  // Before this moment the service must not be asked.
+  PacingTime Closed_Until{};
+  // Why, in plain words.
+  std::string Closed_Reason;
+  // How many times in a row the service was closed without saying for how long.
+  int Closings = 0;
+};
+
+// Where the states are kept, so that they outlive the program.
+class PacingStore {
+ public:
+  virtual ~PacingStore() = default;
+
+  // Hands the state of a service to `change` and keeps what that makes of it, with no other change in
+  // between. What `change` raises leaves the state as it was.
+  virtual void Change_Pacing(const std::string& service,
+                             const std::function<void(PacingState& state)>& change) = 0;
+
+ protected:
+  PacingStore() = default;
+  PacingStore(const PacingStore&) = default;
+  PacingStore& operator=(const PacingStore&) = default;
+};
+
+// What a service says to a request for tokens.
+struct PacingAnswer {
+  // How long to wait before the tokens can be taken; 0 when they were taken now.
+  std::chrono::milliseconds Wait{};
+  // Why one has to wait; empty when one has not to.
+  std::string Reason;
+};
+
+// Keeps to the limits of services. All methods may be called from several threads at once; they raise what
+// the store raises.
+class Pacing {
+ public:
+  // `store` must outlive the object, and `clock` not be empty.
+  Pacing(PacingStore& store, PacingClock clock);
+
+  // Takes `tokens` of each limit of a service now, or none of them.
+  PacingAnswer Take(const std::string& service, const std::vector<RateLimit>& limits, int tokens = 1);
+
+  // Closes a service until a moment, unless it is closed for longer. `reason` goes into answers.
+  void Close(const std::string& service, PacingTime until, const std::string& reason);
+
+  // Closes a service for `first`, and for twice as long each further time in a row, up to `longest`.
+  void Close_Growing(const std::string& service, std::chrono::seconds first, std::chrono::seconds longest,
+                     const std::string& reason);
+
+  // Forgets that the service was closed: it has answered, or its settings have changed.
+  void Open(const std::string& service);
+
+  // Until when a service is closed and why; none when it may be asked.
+  [[nodiscard]] std::optional<std::pair<PacingTime, std::string>> Closed(const std::string& service);
+
+ private:
+  PacingStore& store_;
+  PacingClock clock_;
+};
+
+}  // namespace hq::server
