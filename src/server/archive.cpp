@@ -36,6 +36,8 @@ CREATE TABLE series(
   adjustment TEXT NOT NULL,
   fetched INTEGER NOT NULL,
   known_until INTEGER NOT NULL,
+  zone TEXT NOT NULL,
+  us_sessions INTEGER NOT NULL,
   UNIQUE(source, symbol, interval, adjustment));
 CREATE TABLE bars(
   series INTEGER NOT NULL,
@@ -305,8 +307,8 @@ class Archive::Database {
 
   std::int64_t Make_Series(const SeriesKey& key) {
     if (const auto found = Find_Series(key)) return *found;
-    Use("INSERT INTO series(source, symbol, interval, adjustment, fetched, known_until) "
-        "VALUES(?, ?, ?, ?, 0, -9223372036854775807)")
+    Use("INSERT INTO series(source, symbol, interval, adjustment, fetched, known_until, zone, us_sessions) "
+        "VALUES(?, ?, ?, ?, 0, -9223372036854775807, 'UTC', 1)")
         .Bind(key.Source)
         .Bind(Upper(key.Symbol))
         .Bind(std::int64_t{key.Interval})
@@ -477,9 +479,12 @@ void Archive::Store(const SeriesKey& key, const FetchedBars& fetched) {
     Database::Change change{database};
     const auto series = database.Make_Series(key);
     const std::int64_t now = fetched.Fetched.time_since_epoch().count();
-    database.Use("UPDATE series SET fetched = ?, known_until = max(known_until, ?) WHERE id = ?")
+    database.Use("UPDATE series SET fetched = ?, known_until = max(known_until, ?), zone = ?, us_sessions = ? "
+             "WHERE id = ?")
         .Bind(now)
         .Bind(Stamp(fetched.Known_Until.Date, fetched.Known_Until.Time))
+        .Bind(std::string{fetched.Market_Zone.Name()})
+        .Bind(std::int64_t{fetched.Us_Sessions ? 1 : 0})
         .Bind(series)
         .Run();
     {
@@ -506,16 +511,18 @@ ArchivedBars Archive::Last_Sessions(const SeriesKey& key, Day last, int sessions
     std::int64_t series = 0;
     {
       auto row = database.Use(
-          "SELECT id, fetched, known_until FROM series WHERE source = ? AND symbol = ? "
+          "SELECT id, fetched, known_until, zone, us_sessions FROM series WHERE source = ? AND symbol = ? "
           "AND interval = ? AND adjustment = ?");
       row.Bind(key.Source).Bind(Upper(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
       if (!row.Step()) return found;
       series = row.Integer(0);
       found.Last_Fetch = Moment{seconds{row.Integer(1)}};
       found.Known_Until = Time_Of(row.Integer(2));
+      found.Market_Zone = Find_Zone(row.String(3)).value_or(Zone{});
+      found.Us_Sessions = row.Integer(4) != 0;
     }
     auto rows = database.Use(
-        "SELECT at, open, high, low, close, volume FROM bars WHERE series = ? AND at < ? "
+        "SELECT at, open, high, low, close, volume FROM bars WHERE series = ? AND at < ? AND final = 1 "
         "ORDER BY at DESC");
     rows.Bind(series).Bind(Stamp(last + days{1}, seconds{0}));
     for (int left = sessions; rows.Step();) {

@@ -20,6 +20,7 @@
 #include "server/pacing.h"
 #include "server/upstream_answer.h"
 #include "server/upstream_request.h"
+#include "server/zone_time.h"
 
 namespace hq::server {
 
@@ -48,6 +49,9 @@ struct FetchedBars {
   ExchangeTime Known_Until;
   // When they were fetched.
   Moment Fetched;
+  // The zone in which the bars' times are, and whether days end as the regular US sessions do.
+  Zone Market_Zone = {};
+  bool Us_Sessions = true;
 };
 
 // What the archive holds of a series.
@@ -68,6 +72,8 @@ struct ArchivedBars {
   Moment Last_Fetch;
   // Up to which moment, in the exchange's time, all bars there are were sent.
   ExchangeTime Known_Until;
+  Zone Market_Zone = {};
+  bool Us_Sessions = true;
 };
 
 // The archive can't be used now; the text says why.
@@ -98,10 +104,10 @@ class Archive final : public PacingStore {
   // Stores what a fetch brought, over what was there with the same stamps.
   void Store(const SeriesKey& key, const FetchedBars& fetched);
 
-  // The bars of the last `sessions` days that have bars and are not after `last`.
+  // The final bars of the last `sessions` days that have such bars and are not after `last`.
   [[nodiscard]] ArchivedBars Last_Sessions(const SeriesKey& key, Day last, int sessions);
 
-  // The bars of all days of a range.
+  // The bars of all days of a range, final or not.
   [[nodiscard]] std::vector<Bar> Bars(const SeriesKey& key, DayRange days);
 
   // The parts of `wanted` that were not answered yet, oldest first.

@@ -175,6 +175,8 @@ int Status_Of(FailureKind kind) {
       return 404;
     case FailureKind::Unsuitable:
       return 422;
+    case FailureKind::Unavailable:
+      return 503;
     case FailureKind::Unreadable:
       break;
   }

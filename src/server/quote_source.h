@@ -18,6 +18,8 @@ enum class FailureKind {
   Unsuitable,
   // The source's data can't be read at all.
   Unreadable,
+  // The source can't be reached or must not be asked now; later it may answer.
+  Unavailable,
 };
 
 // A request that came to nothing.
@@ -33,6 +35,8 @@ struct BarTable {
   std::vector<Bar> Bars;
   // How many decimals the prices are written with: 0 to 9, or none for as many as each price needs.
   std::optional<int> Decimals;
+  // Where the bars come from, in a few words for the line before them; empty when nothing need be said.
+  std::string Source;
 };
 
 // What a source says to a request. An empty table means that it knows the symbol and has no session in the
@@ -75,6 +79,10 @@ class QuoteSource {
 
   // Whether the quotes were traded on a market.
   [[nodiscard]] virtual bool Real_Quotes() const = 0;
+
+  // While it is on, requests under way and new ones don't wait for anything from outside: they end within a
+  // quarter of a second, with what there is.
+  virtual void Give_Up(bool /*on*/) {}
 
  protected:
   QuoteSource() = default;

@@ -26,7 +26,8 @@ void Append_Price(std::string& text, double price, std::optional<int> decimals) 
 
 std::string Quote_Text(const BarTable& table) {
   std::string text;
-  text.reserve(table.Bars.size() * 52);
+  text.reserve(table.Bars.size() * 52 + longest_line);
+  if (!table.Source.empty()) text += One_Line("Source: " + table.Source);
   for (const Bar& bar : table.Bars) {
     const std::chrono::year_month_day date{bar.Date};
     Append_Two_Digits(text, static_cast<unsigned>(static_cast<int>(date.year())) % 100);

@@ -1,0 +1,152 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "server/archive.h"
+#include "server/csv_source.h"
+#include "server/http_fetch.h"
+#include "server/pacing.h"
+#include "server/quote_source.h"
+#include "server/source_profile.h"
+#include "server/upstream_answer.h"
+#include "server/upstream_request.h"
+
+namespace hq::server {
+
+// A service in a chain of sources, with the user's keys for it.
+struct LiveService {
+  std::shared_ptr<const SourceProfile> Profile;
+  KeyTexts Keys;
+};
+
+// One place in a chain: a service, or any other source, which must not be null.
+using ChainLink = std::variant<LiveService, std::shared_ptr<QuoteSource>>;
+
+// What a live source works with.
+struct LiveOptions {
+  // How the program calls itself to services, "history-quotes/1.0.0".
+  std::string Program = "history-quotes";
+  // Which prices are wanted of services that have several.
+  Adjustment Adjusted = Adjustment::Splits;
+  // How long a client waits for an answer.
+  std::chrono::milliseconds Time_Limit = std::chrono::seconds{25};
+  // The longest time one request to a service may take.
+  std::chrono::milliseconds Try_Limit = std::chrono::seconds{12};
+  // Tells the time; empty for the system clock.
+  PacingClock Clock;
+  // Waits for a time; empty for waits that Give_Up ends.
+  std::function<void(std::chrono::milliseconds)> Wait;
+};
+
+// Whether a service can be asked.
+enum class ServiceState { Ready, NeedsKey, KeyRefused, OutOfQuota, Down };
+
+// A service as the user is shown it. No text holds a key.
+struct ServiceStatus {
+  std::string Name;
+  std::string Title;
+  ServiceState State = ServiceState::Ready;
+  // When it may be asked again, for OutOfQuota and Down.
+  std::optional<PacingTime> Until;
+  // Why it can't be asked, one sentence; empty when it can.
+  std::string Reason;
+};
+
+// What trying a service out brought.
+struct ServiceTrial {
+  bool Works = false;
+  // What failed: a name as of Hop_Name or Trouble_Name; empty when it works.
+  std::string What_Failed;
+  // One sentence for the trader, without keys.
+  std::string Text;
+  std::size_t Bars = 0;
+};
+
+// A source of real quotes: a chain of services and other sources, in the order in which they are asked, with
+// an archive in front of the services.
+//
+// Of a service only those days are asked for that the archive doesn't hold, with a week around them that is
+// taken again for corrections. Bars that no longer go with the archived ones, because a split has changed all
+// of the past, are fetched anew, and the old ones stay in the archive under another adjustment's name. A
+// service is asked at most three times for one thing, with growing pauses, and never beyond the time limit;
+// concurrent requests for the same bars wait for one fetch. A symbol that a service doesn't know is asked
+// again a day later.
+//
+// The next source is asked when one is closed, down, or has nothing. When none has an answer, what the archive
+// holds is the answer, and it says so; quotes that aren't real are served only after that. All bars of an
+// answer are from one source, and BarTable::Source tells which.
+class LiveSource final : public QuoteSource {
+ public:
+  // `report` is told once about each new kind of trouble with a service or the archive, without keys; it may
+  // be empty.
+  LiveSource(std::vector<ChainLink> chain, std::shared_ptr<Archive> archive,
+             std::shared_ptr<HttpFetcher> fetcher, LiveOptions options = {}, Reporter report = {});
+  ~LiveSource() override;
+
+  [[nodiscard]] Answer Bars(const QuoteRequest& request) override;
+  // The symbols in the archive and those of the other sources.
+  [[nodiscard]] std::vector<SymbolEntry> Find_Symbols(std::string_view text, std::size_t limit) override;
+  [[nodiscard]] std::string Description() const override;
+  // Whether all sources of the chain serve real quotes.
+  [[nodiscard]] bool Real_Quotes() const override;
+  void Give_Up(bool on) override;
+
+  // The services of the chain in their order.
+  [[nodiscard]] std::vector<ServiceStatus> Services();
+
+  // Asks a service of the chain for the last days of a symbol, whatever the archive holds, and keeps nothing.
+  [[nodiscard]] ServiceTrial Try_Out(std::string_view service, const std::string& symbol);
+
+ private:
+  struct Job;
+  struct Failed;
+  struct Fetched;
+  struct Flight;
+  struct Health;
+  using FetchResultOf = std::variant<std::shared_ptr<const Fetched>, Failed>;
+
+  [[nodiscard]] PacingTime Now() const;
+  void Wait(std::chrono::milliseconds time);
+  void Report_Once(const std::string& service, const std::string& line);
+
+  [[nodiscard]] std::variant<Job, Failed> Make_Job(const LiveService& service, const QuoteRequest& request);
+  [[nodiscard]] std::variant<BarTable, Failed> Ask_Service(const LiveService& service,
+                                                           const QuoteRequest& request, PacingTime deadline);
+  [[nodiscard]] std::optional<DayRange> Days_To_Fetch(const Job& job);
+  [[nodiscard]] std::optional<Failed> Why_Not_Ask(const Job& job);
+  [[nodiscard]] FetchResultOf Share_Fetch(const Job& job, DayRange days, PacingTime deadline);
+  [[nodiscard]] FetchResultOf Fetch_And_Store(const Job& job, DayRange days, PacingTime deadline);
+  [[nodiscard]] FetchResultOf Fetch(const Job& job, DayRange days, PacingTime deadline);
+  [[nodiscard]] std::variant<UpstreamBars, Failed> Get_Page(const Job& job, const UpstreamRequest& page,
+                                                            PacingTime deadline);
+  void Take_Note(const Job& job, DayRange days, const Failed& failed);
+  [[nodiscard]] std::optional<BarTable> From_Archive(const Job& job, std::string_view remark, bool is_new);
+  [[nodiscard]] std::optional<BarTable> From_Archive_Alone(const QuoteRequest& request,
+                                                           const std::vector<std::string>& reasons);
+
+  const std::vector<ChainLink> chain_;
+  const std::shared_ptr<Archive> archive_;
+  const std::shared_ptr<HttpFetcher> fetcher_;
+  const LiveOptions options_;
+  const Reporter report_;
+  Pacing pacing_;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool give_up_ = false;
+  std::map<std::string, std::shared_ptr<Flight>> flights_;
+  std::map<std::string, Health> health_;
+  std::map<std::string, std::string> reported_;
+};
+
+}  // namespace hq::server
