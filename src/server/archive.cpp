@@ -479,8 +479,10 @@ void Archive::Store(const SeriesKey& key, const FetchedBars& fetched) {
     Database::Change change{database};
     const auto series = database.Make_Series(key);
     const std::int64_t now = fetched.Fetched.time_since_epoch().count();
-    database.Use("UPDATE series SET fetched = ?, known_until = max(known_until, ?), zone = ?, us_sessions = ? "
-             "WHERE id = ?")
+    database
+        .Use(
+            "UPDATE series SET fetched = ?, known_until = max(known_until, ?), zone = ?, us_sessions = ? "
+            "WHERE id = ?")
         .Bind(now)
         .Bind(Stamp(fetched.Known_Until.Date, fetched.Known_Until.Time))
         .Bind(std::string{fetched.Market_Zone.Name()})

@@ -82,9 +82,9 @@ struct ServiceTrial {
 // concurrent requests for the same bars wait for one fetch. A symbol that a service doesn't know is asked
 // again a day later.
 //
-// The next source is asked when one is closed, down, or has nothing. When none has an answer, what the archive
-// holds is the answer, and it says so; quotes that aren't real are served only after that. All bars of an
-// answer are from one source, and BarTable::Source tells which.
+// The next source is asked when one is closed, down, or has nothing. When none has an answer, what the
+// archive holds is the answer, and it says so; quotes that aren't real are served only after that. All bars
+// of an answer are from one source, and BarTable::Source tells which.
 class LiveSource final : public QuoteSource {
  public:
   // `report` is told once about each new kind of trouble with a service or the archive, without keys; it may
@@ -130,7 +130,8 @@ class LiveSource final : public QuoteSource {
   [[nodiscard]] std::variant<UpstreamBars, Failed> Get_Page(const Job& job, const UpstreamRequest& page,
                                                             PacingTime deadline);
   void Take_Note(const Job& job, DayRange days, const Failed& failed);
-  [[nodiscard]] std::optional<BarTable> From_Archive(const Job& job, std::string_view remark, bool is_new);
+  [[nodiscard]] std::variant<BarTable, Failed> From_Archive(const Job& job, std::string_view remark,
+                                                            bool is_new);
   [[nodiscard]] std::optional<BarTable> From_Archive_Alone(const QuoteRequest& request,
                                                            const std::vector<std::string>& reasons);
 

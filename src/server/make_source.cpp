@@ -1,23 +1,42 @@
 #include "server/make_source.h"
 
-#include <filesystem>
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <set>
 #include <stdexcept>
-#include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
+#include "server/live_source.h"
 #include "server/simulated_source.h"
 
 namespace hq::server {
+namespace {
 
-std::unique_ptr<QuoteSource> Make_Source(std::string_view spec, ExchangeClock clock, Reporter reporter) {
-  constexpr std::string_view csv_marker = "csv:";
-  if (spec == "simulated") return std::make_unique<SimulatedSource>(std::move(clock));
-  if (!spec.starts_with(csv_marker)) {
-    throw std::invalid_argument("\"" + std::string{spec} +
-                                "\" is no quote source: it must be \"simulated\" or \"csv:FOLDER\".");
+constexpr std::string_view csv_marker = "csv:";
+
+// The order in which "live" asks services; others follow by name.
+constexpr auto usual_order =
+    std::to_array<std::string_view>({"tiingo", "alpaca", "twelvedata", "polygon", "alphavantage", "eodhd"});
+
+std::vector<std::string> Split_List(std::string_view spec) {
+  // A folder may have commas in its name.
+  std::error_code unknown;
+  if (spec.starts_with(csv_marker) &&
+      std::filesystem::is_directory(std::string{spec.substr(csv_marker.size())}, unknown))
+    return {std::string{spec}};
+  std::vector<std::string> names;
+  for (;;) {
+    const auto comma = std::min(spec.find(','), spec.size());
+    names.emplace_back(spec.substr(0, comma));
+    if (comma == spec.size()) return names;
+    spec.remove_prefix(comma + 1);
   }
+}
 
+std::unique_ptr<QuoteSource> Make_Csv(std::string_view spec, Reporter reporter) {
   const std::string folder{spec.substr(csv_marker.size())};
   if (folder.empty())
     throw std::invalid_argument("The quote source \"csv:\" lacks a folder: write csv:FOLDER.");
@@ -26,6 +45,112 @@ std::unique_ptr<QuoteSource> Make_Source(std::string_view spec, ExchangeClock cl
     throw std::invalid_argument("The quote source's folder \"" + folder + "\" is not there or is no folder.");
   }
   return std::make_unique<CsvSource>(folder, std::move(reporter));
+}
+
+// The services of the set-up. Profiles are read when the first one is asked for.
+class Services {
+ public:
+  Services(const LiveSetUp& live, const Reporter& reporter) : live_(live), reporter_(reporter) {}
+
+  // All whose keys are there and that need not be turned on. Raises std::invalid_argument when there is none.
+  std::vector<LiveService> Ready() {
+    std::vector<LiveService> ready;
+    for (const SourceProfile& profile : Folder().Profiles) {
+      KeyTexts keys = Keys_Of(profile, live_.Keys, live_.Variables);
+      if (profile.Off_Until_Read.empty() && Missing_Keys(profile, keys).empty())
+        ready.push_back({std::make_shared<const SourceProfile>(profile), std::move(keys)});
+    }
+    if (ready.empty()) {
+      throw std::invalid_argument(
+          "No source of live quotes is set up: put a key into the section [Keys] of the settings, or into an "
+          "environment variable such as HQ_KEY_TIINGO.");
+    }
+    std::ranges::stable_sort(ready, {}, [](const LiveService& service) {
+      return std::ranges::find(usual_order, service.Profile->Name) - usual_order.begin();
+    });
+    return ready;
+  }
+
+  // None when there is no such profile. Raises std::invalid_argument.
+  std::optional<LiveService> Find(const std::string& name) {
+    if (name.empty() || live_.Profiles.empty()) return std::nullopt;
+    const ProfileFolder& folder = Folder();
+    const auto found = std::ranges::find(folder.Profiles, name, &SourceProfile::Name);
+    if (found == folder.Profiles.end()) {
+      for (const ProfileError& error : folder.Errors) {
+        if (error.File == name + ".json" || error.File.ends_with("/" + name + ".json"))
+          throw std::invalid_argument(error.Text());
+      }
+      return std::nullopt;
+    }
+    KeyTexts keys = Keys_Of(*found, live_.Keys, live_.Variables);
+    if (const auto missing = Missing_Keys(*found, keys); !missing.empty()) {
+      const auto settings = Key_Settings(*found, missing.front());
+      throw std::invalid_argument(found->Title + " needs a key (" + missing.front().Label + "): write " +
+                                  settings.front() + "=... into the section [Keys] of the settings, or set " +
+                                  Key_Variable(settings.front()) + ".");
+    }
+    if (!found->Off_Until_Read.empty() && reporter_) reporter_(found->Title + ": " + found->Off_Until_Read);
+    return LiveService{std::make_shared<const SourceProfile>(*found), std::move(keys)};
+  }
+
+ private:
+  const ProfileFolder& Folder() {
+    if (!folder_) {
+      folder_ = Load_Profiles(live_.Profiles);
+      for (const ProfileError& error : folder_->Errors) {
+        if (reporter_) reporter_(error.Text());
+      }
+    }
+    return *folder_;
+  }
+
+  const LiveSetUp& live_;
+  const Reporter& reporter_;
+  std::optional<ProfileFolder> folder_;
+};
+
+}  // namespace
+
+std::unique_ptr<QuoteSource> Make_Source(std::string_view spec, ExchangeClock clock, Reporter reporter,
+                                         const LiveSetUp& live) {
+  const std::vector<std::string> names = Split_List(spec);
+  if (names.size() == 1 && names[0] == "simulated")
+    return std::make_unique<SimulatedSource>(std::move(clock));
+  if (names.size() == 1 && names[0].starts_with(csv_marker)) return Make_Csv(names[0], std::move(reporter));
+
+  std::vector<ChainLink> chain;
+  std::set<std::string> in_chain;
+  Services services{live, reporter};
+  const auto add = [&](LiveService service) {
+    if (in_chain.insert(service.Profile->Name).second) chain.emplace_back(std::move(service));
+  };
+  for (const std::string& name : names) {
+    if (name == "simulated") {
+      chain.emplace_back(std::make_shared<SimulatedSource>(clock));
+    } else if (name.starts_with(csv_marker)) {
+      chain.emplace_back(std::shared_ptr<QuoteSource>{Make_Csv(name, reporter)});
+    } else if (name == "live") {
+      for (LiveService& service : services.Ready()) add(std::move(service));
+    } else if (auto service = services.Find(name)) {
+      add(std::move(*service));
+    } else {
+      throw std::invalid_argument(
+          "\"" + name +
+          "\" is no quote source: it must be \"simulated\", \"csv:FOLDER\", \"live\" or "
+          "the name of a source profile.");
+    }
+  }
+  LiveOptions options;
+  options.Program = live.Program;
+  CurlFetcherOptions fetching;
+  fetching.User_Agent = live.Program;
+  // Without services there is nothing to keep.
+  auto archive =
+      std::make_shared<Archive>(in_chain.empty() ? std::filesystem::path{} : live.Archive, reporter);
+  return std::make_unique<LiveSource>(std::move(chain), std::move(archive),
+                                      std::make_shared<CurlFetcher>(std::move(fetching)), std::move(options),
+                                      std::move(reporter));
 }
 
 }  // namespace hq::server

@@ -42,6 +42,19 @@ std::string Limit_Text(const RateLimit& limit) {
   return text + " in " + std::to_string(in.count()) + " milliseconds";
 }
 
+PacingAnswer Wait_For_All(const PacingState& state, const std::vector<RateLimit>& limits, int tokens,
+                          PacingTime now) {
+  if (state.Closed_Until > now) return {state.Closed_Until - now, state.Closed_Reason};
+  PacingState current = state;
+  Forget_Old(current, limits, now);
+  PacingAnswer answer;
+  for (const RateLimit& limit : limits) {
+    const milliseconds wait = Wait_For(limit, current, tokens, now);
+    if (wait > answer.Wait) answer = {wait, Limit_Text(limit)};
+  }
+  return answer;
+}
+
 }  // namespace
 
 Pacing::Pacing(PacingStore& store, PacingClock clock) : store_(store), clock_(std::move(clock)) {}
@@ -50,18 +63,18 @@ PacingAnswer Pacing::Take(const std::string& service, const std::vector<RateLimi
   PacingAnswer answer;
   store_.Change_Pacing(service, [&](PacingState& state) {
     const PacingTime now = clock_();
-    answer = {};
-    if (state.Closed_Until > now) {
-      answer = {state.Closed_Until - now, state.Closed_Reason};
-      return;
-    }
+    answer = Wait_For_All(state, limits, tokens, now);
+    if (answer.Wait.count() > 0) return;
     Forget_Old(state, limits, now);
-    for (const RateLimit& limit : limits) {
-      const milliseconds wait = Wait_For(limit, state, tokens, now);
-      if (wait > answer.Wait) answer = {wait, Limit_Text(limit)};
-    }
-    if (answer.Wait.count() == 0 && !limits.empty()) state.Taken.emplace_back(now, tokens);
+    if (!limits.empty()) state.Taken.emplace_back(now, tokens);
   });
+  return answer;
+}
+
+PacingAnswer Pacing::Look(const std::string& service, const std::vector<RateLimit>& limits) {
+  PacingAnswer answer;
+  store_.Change_Pacing(service,
+                       [&](const PacingState& state) { answer = Wait_For_All(state, limits, 1, clock_()); });
   return answer;
 }
 

@@ -76,6 +76,9 @@ class Pacing {
   // Takes `tokens` of each limit of a service now, or none of them.
   PacingAnswer Take(const std::string& service, const std::vector<RateLimit>& limits, int tokens = 1);
 
+  // What Take would answer for one token, without taking it.
+  [[nodiscard]] PacingAnswer Look(const std::string& service, const std::vector<RateLimit>& limits);
+
   // Closes a service until a moment, unless it is closed for longer. `reason` goes into answers.
   void Close(const std::string& service, PacingTime until, const std::string& reason);
 

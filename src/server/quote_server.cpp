@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
+#include <deque>
 #include <httplib.h>
 #include <mutex>
 #include <optional>
@@ -12,6 +14,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <thread>
+#include <vector>
 
 #ifndef _WIN32
 #include <poll.h>
@@ -34,7 +37,9 @@ constexpr const char* search_path = "/home/misc/symbol_search.asp";
 // other servers.
 constexpr std::size_t longest_request = 16384;
 constexpr int requests_a_connection = 100;
-constexpr std::size_t worker_threads = 8;
+// Many, because a thread also waits for the services that a source asks, and for clients that send half a
+// request.
+constexpr std::size_t most_threads = 64;
 constexpr auto idle_limit = 2s;
 constexpr auto read_limit = 5s;
 constexpr auto write_limit = 30s;
@@ -164,6 +169,57 @@ class ConnectionStream final : public httplib::Stream {
   std::optional<steady_clock::time_point> write_end_;
 };
 
+// Runs each connection on a thread of its own, as long as there are not too many; idle threads are used first
+// and stay until the end.
+class Threads final : public httplib::TaskQueue {
+ public:
+  void enqueue(std::function<void()> task) override {
+    const std::lock_guard lock{mutex_};
+    tasks_.push_back(std::move(task));
+    if (idle_ < tasks_.size() && threads_.size() < most_threads) {
+      try {
+        threads_.emplace_back([this] { Work(); });
+      } catch (const std::system_error&) {
+        // The system has no more threads; those that are there take the task in their turn.
+        if (threads_.empty()) throw;
+      }
+    }
+    changed_.notify_one();
+  }
+
+  void shutdown() override {
+    {
+      const std::lock_guard lock{mutex_};
+      ending_ = true;
+    }
+    changed_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+  }
+
+ private:
+  void Work() {
+    std::unique_lock lock{mutex_};
+    for (;;) {
+      ++idle_;
+      changed_.wait(lock, [this] { return !tasks_.empty() || ending_; });
+      --idle_;
+      if (tasks_.empty()) return;
+      const std::function<void()> task = std::move(tasks_.front());
+      tasks_.pop_front();
+      lock.unlock();
+      task();
+      lock.lock();
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<std::function<void()>> tasks_;
+  std::vector<std::thread> threads_;
+  std::size_t idle_ = 0;
+  bool ending_ = false;
+};
+
 void Set_Text(httplib::Response& response, int status, std::string_view text) {
   response.status = status;
   response.set_content(One_Line(text), "text/plain; charset=utf-8");
@@ -235,8 +291,8 @@ std::string Host_For_Clients(const std::string& address) {
 // length and time from its first byte to its last.
 class QuoteServer::Listener final : public httplib::Server {
  public:
-  Listener(const std::shared_ptr<QuoteSource>& source, const RequestLog& request_log) {
-    new_task_queue = [] { return new httplib::ThreadPool(worker_threads); };
+  Listener(const std::shared_ptr<QuoteSource>& source, const RequestLog& request_log) : source_(source) {
+    new_task_queue = [] { return new Threads; };
     set_payload_max_length(longest_request);
     // Head and body of an answer are written one after the other; the second must not wait for the client to
     // confirm the first.
@@ -303,8 +359,11 @@ class QuoteServer::Listener final : public httplib::Server {
       stopping_ = true;
       for (const socket_t connection : connections_) shutdown(connection, stop_reading);
     }
+    if (!thread_.joinable()) return;
+    source_->Give_Up(true);
     stop();
-    if (thread_.joinable()) thread_.join();
+    thread_.join();
+    source_->Give_Up(false);
   }
 
   [[nodiscard]] const std::string& Request_Template() const {
@@ -339,6 +398,7 @@ class QuoteServer::Listener final : public httplib::Server {
     return true;
   }
 
+  const std::shared_ptr<QuoteSource> source_;
   std::string request_template_;
   std::thread thread_;
   std::atomic<bool> ended_ = false;

@@ -1,10 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <system_error>
 
 #ifdef _WIN32
 #include <atomic>
@@ -63,8 +65,21 @@ class ErrorLines {
   std::mutex mutex_;
 };
 
+// The folder that the program's file is in, where its own files are looked for.
+std::filesystem::path Program_Folder(const char* called_as) {
+  std::error_code unknown;
+#ifndef _WIN32
+  if (const auto own = std::filesystem::read_symlink("/proc/self/exe", unknown); !unknown)
+    return own.parent_path();
+#endif
+  return std::filesystem::absolute(called_as, unknown).parent_path();
+}
+
 struct Options {
   std::string Source = "simulated";
+  std::filesystem::path Profiles;
+  std::filesystem::path Archive;
+  std::filesystem::path Settings;
   std::string Address = "127.0.0.1";
   int Port = 0;
   bool Verbose = false;
@@ -75,8 +90,13 @@ void Serve(const Options& options) {
   ErrorLines errors;
   const auto report = [&errors](const std::string& line) { errors.Write(line); };
 
+  hq::server::LiveSetUp live;
+  live.Profiles = options.Profiles;
+  live.Archive = options.Archive;
+  live.Keys = hq::server::Load_Keys(options.Settings, report);
+  live.Program = "history-quotes/" HQ_VERSION;
   const std::shared_ptr<hq::server::QuoteSource> source =
-      hq::server::Make_Source(options.Source, hq::server::New_York_Now, report);
+      hq::server::Make_Source(options.Source, hq::server::New_York_Now, report, live);
   hq::server::QuoteServer server{source, options.Verbose ? report : hq::server::QuoteServer::RequestLog{}};
   server.Start(options.Address, options.Port);
   std::cout << "Request template: " << server.Request_Template() << '\n'
@@ -91,14 +111,25 @@ void Serve(const Options& options) {
 
 int main(int argc, char** argv) {
   Options options;
+  const std::filesystem::path folder = Program_Folder(argv[0]);
+  options.Profiles = folder / "sources";
+  options.Archive = folder / "quotes.db";
+  options.Settings = folder / "server.ini";
   CLI::App app{"Answers requests for historical stock quotes over HTTP.", "quote-server"};
   app.set_version_flag("--version", "quote-server " HQ_VERSION);
   app.add_option("--port", options.Port, "Port to listen on; 0 takes a free one")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
-  app.add_option("--source", options.Source,
-                 "Where quotes come from: simulated, or csv:FOLDER for your own files")
+  app.add_option(
+         "--source", options.Source,
+         "Where quotes come from: simulated, csv:FOLDER for your own files, live for all services whose "
+         "keys are set, a service's name such as tiingo, or a list of these with commas, asked in its "
+         "order")
       ->capture_default_str();
+  app.add_option("--sources", options.Profiles, "Folder of the source profiles; sources beside the program");
+  app.add_option("--archive", options.Archive, "File of the quotes fetched; quotes.db beside the program");
+  app.add_option("--settings", options.Settings,
+                 "File with the section [Keys]; server.ini beside the program");
   app.add_option("--address", options.Address, "Address to listen on; the default lets only this computer in")
       ->capture_default_str();
   app.add_flag("--verbose", options.Verbose, "Write a line for each request to the error stream");

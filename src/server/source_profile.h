@@ -117,8 +117,9 @@ struct AnswerLayout {
   // Where the rows are (Rows, Keyed), or the object to which the paths of the columns belong (Columns).
   Path Rows;
   char Delimiter = ',';
-  // Where the values of a row are, from the row on; with Columns from `Rows` on, with Csv the one step is the
-  // header's word. Stamp is empty for Keyed rows; an empty Volume means that there is none.
+  // Where the values of a row are, from the row on, as numbers or as text that is a number; with Columns from
+  // `Rows` on, with Csv the one step is the header's word. Stamp is empty for Keyed rows; an empty Volume
+  // means that there is none.
   Path Stamp;
   Path Open;
   Path High;
@@ -137,8 +138,8 @@ struct AnswerLayout {
   std::optional<Zone> Stamp_Zone;
   // Whether stamps mean the ends of the bars.
   bool End_Labels = false;
-  // Whether the numbers are written as text.
-  bool Numbers_As_Text = false;
+  // Whether the newest row stands first; of two rows with one stamp the newer one counts.
+  bool Newest_First = false;
   // Whether prices are single precision numbers written out with too many digits.
   bool Single_Precision = false;
   // Where the answer repeats the symbol that it is about; empty when it doesn't.
@@ -169,8 +170,8 @@ struct SourceFeed {
   std::optional<int> Days_A_Request;
   // Whether one call asks for one month of the calendar.
   bool Month_A_Request = false;
-  // Whether a request must reach up to now, because split factors after it would be missing otherwise.
-  bool Always_To_Now = false;
+  // Whether the service refuses to tell anything of the present day.
+  bool Not_Today = false;
   // Whether an answer may begin in the middle of a day, whose bars are then left out.
   bool Cut_First_Day = false;
   // How long after its end a bar is complete and may be asked for.

@@ -43,6 +43,10 @@ struct UpstreamBars {
   Adjustment Adjusted = Adjustment::Splits;
   // The zone in which the bars' times are.
   Zone Market_Zone;
+  // Whether days end as the regular sessions of the US exchanges do.
+  bool Us_Sessions = true;
+  // How many rows the answer held, of whatever kind.
+  std::size_t Rows = 0;
   // Rows that make no sense and were passed over: high below low, an open or a close outside of them, a price
   // that is not above zero.
   std::size_t Bad_Rows = 0;
@@ -55,11 +59,18 @@ struct UpstreamBars {
 using UpstreamAnswer = std::variant<UpstreamBars, Trouble>;
 
 // Makes bars or a trouble of what came back. `request` must be one that Make_Requests or a page before made
-// for the same profile. Takes time and memory in proportion to the answer. Raises std::bad_alloc only.
+// for the same profile. Takes time and memory in proportion to the answer (and the time to sort
+// rows that are out of order). Raises std::bad_alloc only.
 //
-// A row whose prices are all null, empty or zero is passed over; a row that makes no sense is counted as bad,
-// and if more than one in ten of at least ten rows is bad, the answer is FormatChanged. A value of a wrong
-// type, a number that is none, and a stamp that is none make the answer FormatChanged at once.
+// A row in which a price is null, empty or zero is passed over (old index rows have no open, dead minutes
+// nothing), and so is one that doesn't begin on the feed's grid (the running quote, which some services put
+// last). A row that makes no sense is counted as bad. An answer is FormatChanged when more than one in ten of
+// at least ten rows is bad or off the grid, when no row is good and one is bad, and at once for a value that
+// is lacking or of a wrong type, a number that is none or too large, and a stamp that is none or lies in the
+// future.
+//
+// Prices keep the value that was sent. Only those that are worked out, by Split_Factor or Adjusted_Close, are
+// rounded, to ten significant digits.
 [[nodiscard]] UpstreamAnswer Read_Answer(const SourceProfile& profile, const UpstreamRequest& request,
                                          const UpstreamResponse& response, std::chrono::sys_seconds now);
 

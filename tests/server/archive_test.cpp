@@ -84,7 +84,8 @@ TEST_F(ArchiveTest, KeepsBarsAsTheyWereFetched) {
   EXPECT_EQ(kept.Known_Until, (ExchangeTime{day, At(16, 5)}));
   EXPECT_EQ(kept.Market_Zone.Name(), "Europe/Berlin");
   EXPECT_FALSE(kept.Us_Sessions);
-  EXPECT_THAT(archive->Bars(minutes_key, {day, day}), ElementsAre(bars[0].Quote, bars[1].Quote, bars[2].Quote));
+  EXPECT_THAT(archive->Bars(minutes_key, {day, day}),
+              ElementsAre(bars[0].Quote, bars[1].Quote, bars[2].Quote));
   EXPECT_TRUE(archive->Is_Kept());
   EXPECT_THAT(archive->Check(), IsEmpty());
   EXPECT_THAT(reports_, IsEmpty());

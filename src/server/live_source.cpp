@@ -1,0 +1,874 @@
+#include "server/live_source.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <set>
+#include <utility>
+
+#include "server/bar_maker.h"
+#include "server/trading_calendar.h"
+
+namespace hq::server {
+namespace {
+
+using namespace std::chrono;
+
+constexpr int most_tries = 3;
+constexpr auto pauses = std::to_array<milliseconds>({1s, 3s});
+// A request that has less time than this is not worth beginning.
+constexpr milliseconds shortest_try = 1s;
+// A service that is down is left alone for so long.
+constexpr milliseconds down_time = 60s;
+constexpr milliseconds changed_time = 15min;
+constexpr int most_changed_answers = 3;
+// For services that say "too many" without saying for how long.
+constexpr seconds first_closing = 15min;
+constexpr seconds longest_closing = 4h;
+
+constexpr days overlap{7};
+// What a service has not sent of a day by then, it will not send.
+constexpr days settling{4};
+constexpr seconds unknown_symbol_time = 24h;
+constexpr seconds refused_time = 1h;
+
+std::string_view Code_Of(Adjustment adjustment) {
+  switch (adjustment) {
+    case Adjustment::Raw:
+      return "raw";
+    case Adjustment::Full:
+      return "full";
+    case Adjustment::Splits:
+      break;
+  }
+  return "splits";
+}
+
+Moment Seconds_Of(PacingTime time) {
+  return floor<seconds>(time);
+}
+
+void Append_Two_Digits(std::string& text, std::int64_t number) {
+  text += static_cast<char>('0' + number / 10 % 10);
+  text += static_cast<char>('0' + number % 10);
+}
+
+std::string Date_Text(Day day) {
+  const year_month_day date{day};
+  std::string text = std::to_string(static_cast<int>(date.year())) + "-";
+  Append_Two_Digits(text, static_cast<unsigned>(date.month()));
+  text += '-';
+  Append_Two_Digits(text, static_cast<unsigned>(date.day()));
+  return text;
+}
+
+// In New York time, as all times that the server tells.
+std::string Time_Text(Moment moment) {
+  const ExchangeTime local = New_York_Time(moment);
+  std::string text = Date_Text(local.Date) + " ";
+  Append_Two_Digits(text, local.Time / 1h);
+  text += ':';
+  Append_Two_Digits(text, local.Time / 1min % 60);
+  return text;
+}
+
+std::string Without_Stop(std::string text) {
+  if (text.ends_with('.')) text.pop_back();
+  return text;
+}
+
+std::string Upper(std::string_view text) {
+  std::string upper{text};
+  for (char& c : upper) {
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  }
+  return upper;
+}
+
+std::vector<RateLimit> Limits_Of(const SourcePacing& pacing) {
+  std::vector<RateLimit> limits;
+  if (pacing.Pause > 0ms) limits.push_back({1, pacing.Pause, {}});
+  if (pacing.Calls_A_Minute > 0) limits.push_back({pacing.Calls_A_Minute, 1min, {}});
+  if (pacing.Calls_An_Hour > 0) limits.push_back({pacing.Calls_An_Hour, 1h, {}});
+  if (pacing.Calls_A_Day > 0) {
+    const auto midnight = [zone = pacing.Day_Zone](PacingTime taken) {
+      const ExchangeTime local = zone.Local(floor<seconds>(taken));
+      return PacingTime{zone.Moment({local.Date + days{1}, 0s})};
+    };
+    limits.push_back({pacing.Calls_A_Day, 24h, midnight});
+  }
+  return limits;
+}
+
+bool Has_Session(DayRange range) {
+  for (Day day = range.First; day <= range.Last; day += days{1}) {
+    if (Is_Session(day)) return true;
+  }
+  return false;
+}
+
+// Whether bars fetched now have other prices all along than the archived ones with the same stamps, as they
+// have after a split, or with full adjustment after a dividend.
+bool Is_Rebased(const std::vector<Bar>& archived, const std::vector<NativeBar>& fetched,
+                Adjustment adjusted) {
+  if (adjusted == Adjustment::Raw) return false;
+  std::vector<double> ratios;
+  double lowest_price = 1e300;
+  auto next = archived.begin();
+  for (const NativeBar& native : fetched) {
+    const Bar& bar = native.Quote;
+    while (next != archived.end() && Earlier(*next, bar)) ++next;
+    if (next == archived.end()) break;
+    if (Earlier(bar, *next) || next->Close <= 0 || bar.Close <= 0) continue;
+    ratios.push_back(bar.Close / next->Close);
+    lowest_price = std::min({lowest_price, bar.Close, next->Close});
+  }
+  if (ratios.empty()) return false;
+  std::ranges::sort(ratios);
+  const double middle = ratios[ratios.size() / 2];
+  // One bar alone may be a correction, unless it is worlds away.
+  const double least = ratios.size() == 1 ? 0.2 : adjusted == Adjustment::Full ? 0.0005 : 0.01;
+  if (std::abs(middle - 1) < least) return false;
+  const double rounding = 0.005 + 0.02 / lowest_price;
+  return ratios.front() > middle * (1 - rounding) && ratios.back() < middle * (1 + rounding);
+}
+
+bool Contains(DayRange outer, DayRange inner) {
+  return outer.First <= inner.First && outer.Last >= inner.Last;
+}
+
+}  // namespace
+
+// What one request asks of one service.
+struct LiveSource::Job {
+  const LiveService* Service = nullptr;
+  QuoteRequest Request;
+  ChosenFeed Chosen;
+  SeriesKey Key;
+  DayRange Wanted;
+
+  [[nodiscard]] const SourceProfile& Profile() const { return *Service->Profile; }
+  [[nodiscard]] const SourceFeed& Feed() const { return Profile().Feeds[Chosen.Feed]; }
+};
+
+// Why a service has no bars.
+struct LiveSource::Failed {
+  std::string Reason;
+  // What the answer, or the way to ask, was wrong with; or the hop on the way to the service.
+  std::variant<TroubleKind, FetchHop> Why = TroubleKind::NothingThere;
+  // When it may be asked again.
+  std::optional<PacingTime> Until;
+  // Whether the service was not asked at all.
+  bool Not_Asked = false;
+
+  [[nodiscard]] bool Is(TroubleKind kind) const {
+    const auto* trouble = std::get_if<TroubleKind>(&Why);
+    return trouble != nullptr && *trouble == kind;
+  }
+  [[nodiscard]] bool Is(FetchHop hop) const {
+    const auto* failed = std::get_if<FetchHop>(&Why);
+    return failed != nullptr && *failed == hop;
+  }
+  [[nodiscard]] std::string_view Name() const {
+    if (const auto* hop = std::get_if<FetchHop>(&Why)) return Hop_Name(*hop);
+    return Trouble_Name(std::get<TroubleKind>(Why));
+  }
+};
+
+// What a fetch brought, kept for those who wait for it.
+struct LiveSource::Fetched {
+  std::vector<NativeBar> Bars;
+  Moment Time;
+  ExchangeTime Known_Until;
+  Zone Market_Zone;
+  bool Us_Sessions = true;
+  // The days that were answered, as far as the fetch came.
+  std::optional<DayRange> Answered;
+  // Why the fetch ended before it had all days.
+  std::optional<Failed> Ended_By;
+  bool Is_Stored = true;
+};
+
+// A fetch under way, and those who wait for it.
+struct LiveSource::Flight {
+  DayRange Days;
+  std::optional<FetchResultOf> Result;
+};
+
+// What is remembered of a service until the program ends.
+struct LiveSource::Health {
+  PacingTime Down_Until{};
+  std::string Down_Reason;
+  std::string Key_Reason;
+  int Changed_Answers = 0;
+};
+
+LiveSource::LiveSource(std::vector<ChainLink> chain, std::shared_ptr<Archive> archive,
+                       std::shared_ptr<HttpFetcher> fetcher, LiveOptions options, Reporter report)
+    : chain_(std::move(chain)),
+      archive_(std::move(archive)),
+      fetcher_(std::move(fetcher)),
+      options_(std::move(options)),
+      report_(std::move(report)),
+      pacing_(*archive_, [this] { return Now(); }) {}
+
+LiveSource::~LiveSource() = default;
+
+PacingTime LiveSource::Now() const {
+  return options_.Clock ? options_.Clock() : floor<milliseconds>(system_clock::now());
+}
+
+void LiveSource::Wait(milliseconds time) {
+  if (options_.Wait) return options_.Wait(time);
+  std::unique_lock lock{mutex_};
+  changed_.wait_for(lock, time, [this] { return give_up_; });
+}
+
+void LiveSource::Give_Up(bool on) {
+  fetcher_->Give_Up(on);
+  {
+    const std::lock_guard lock{mutex_};
+    give_up_ = on;
+  }
+  changed_.notify_all();
+  for (const ChainLink& link : chain_) {
+    if (const auto* other = std::get_if<std::shared_ptr<QuoteSource>>(&link)) (*other)->Give_Up(on);
+  }
+}
+
+void LiveSource::Report_Once(const std::string& service, const std::string& line) {
+  if (!report_) return;
+  {
+    const std::lock_guard lock{mutex_};
+    std::string& last = reported_[service];
+    if (last == line) return;
+    last = line;
+  }
+  report_(line);
+}
+
+std::variant<LiveSource::Job, LiveSource::Failed> LiveSource::Make_Job(const LiveService& service,
+                                                                       const QuoteRequest& request) {
+  const SourceProfile& profile = *service.Profile;
+  const auto chosen = Choose_Feed(profile, request.Interval, options_.Adjusted);
+  if (!chosen) {
+    return Failed{
+        profile.Title + " has no bars of this interval and adjustment.", TroubleKind::NotServed, {}, true};
+  }
+  if (!Spell_Symbol(profile, request.Symbol))
+    return Failed{profile.Title + " has no symbols of this kind.", TroubleKind::NotServed, {}, true};
+  Job job{&service, request, *chosen, {}, {}};
+  job.Key = {profile.Name, Upper(request.Symbol), job.Feed().Minutes, std::string{Code_Of(chosen->Adjusted)}};
+  job.Wanted = Days_Wanted(request, profile.Market_Zone.Local(Seconds_Of(Now())).Date);
+  return job;
+}
+
+Answer LiveSource::Bars(const QuoteRequest& request) {
+  const PacingTime deadline = Now() + options_.Time_Limit;
+  std::vector<std::string> reasons;
+  bool is_known = false;
+  bool may_come = false;
+  std::optional<Failure> unsuitable;
+  bool archive_was_asked = false;
+  for (const ChainLink& link : chain_) {
+    if (const auto* service = std::get_if<LiveService>(&link)) {
+      auto asked = Ask_Service(*service, request, deadline);
+      if (auto* table = std::get_if<BarTable>(&asked)) {
+        if (!table->Bars.empty()) return std::move(*table);
+        is_known = true;
+        continue;
+      }
+      const Failed& failed = std::get<Failed>(asked);
+      reasons.push_back(failed.Reason);
+      may_come = may_come || !(failed.Is(TroubleKind::UnknownSymbol) ||
+                               failed.Is(TroubleKind::NothingThere) || failed.Is(TroubleKind::NotServed));
+      continue;
+    }
+    QuoteSource& other = *std::get<std::shared_ptr<QuoteSource>>(link);
+    if (!other.Real_Quotes() && !archive_was_asked) {
+      archive_was_asked = true;
+      if (auto kept = From_Archive_Alone(request, reasons)) return std::move(*kept);
+    }
+    Answer answer = other.Bars(request);
+    if (auto* table = std::get_if<BarTable>(&answer)) {
+      if (table->Bars.empty()) {
+        is_known = true;
+        continue;
+      }
+      if (table->Source.empty()) table->Source = Without_Stop(other.Description());
+      return answer;
+    }
+    const Failure& failure = std::get<Failure>(answer);
+    reasons.push_back(failure.Reason);
+    if (failure.Kind == FailureKind::Unsuitable) unsuitable = failure;
+    may_come =
+        may_come || failure.Kind == FailureKind::Unreadable || failure.Kind == FailureKind::Unavailable;
+  }
+  if (!archive_was_asked) {
+    if (auto kept = From_Archive_Alone(request, reasons)) return std::move(*kept);
+  }
+
+  std::string all;
+  for (const std::string& reason : reasons) all += (all.empty() ? "" : " ") + reason;
+  if (may_come) return Failure{FailureKind::Unavailable, all};
+  if (is_known) return BarTable{};
+  if (unsuitable) return Failure{FailureKind::Unsuitable, all};
+  return Failure{FailureKind::UnknownSymbol, all.empty() ? "No source is set up." : all};
+}
+
+std::variant<BarTable, LiveSource::Failed> LiveSource::Ask_Service(const LiveService& service,
+                                                                   const QuoteRequest& request,
+                                                                   PacingTime deadline) {
+  auto made = Make_Job(service, request);
+  if (auto* failed = std::get_if<Failed>(&made)) return std::move(*failed);
+  const Job& job = std::get<Job>(made);
+  const std::string title = job.Profile().Title;
+  try {
+    const auto days = Days_To_Fetch(job);
+    if (!days) return From_Archive(job, {}, false);
+    if (auto closed = Why_Not_Ask(job)) return std::move(*closed);
+    auto result = Share_Fetch(job, *days, deadline);
+    if (auto* failed = std::get_if<Failed>(&result)) return std::move(*failed);
+    const Fetched& fetched = *std::get<std::shared_ptr<const Fetched>>(result);
+    // Half of what was wanted is worse than the next source's whole; the archive keeps it for later.
+    if (fetched.Ended_By) return *fetched.Ended_By;
+    if (fetched.Is_Stored) return From_Archive(job, {}, true);
+
+    std::vector<Bar> bars;
+    for (const NativeBar& native : fetched.Bars) {
+      if (native.Final) bars.push_back(native.Quote);
+    }
+    const FeedBars feed{bars, job.Feed().Minutes, fetched.Known_Until, fetched.Us_Sessions, title};
+    Answer answer = Answer_From_Feed(feed, request);
+    if (const auto* failure = std::get_if<Failure>(&answer))
+      return Failed{failure->Reason, TroubleKind::NotServed, {}, false};
+    BarTable& table = std::get<BarTable>(answer);
+    table.Source = title + " (fetched " + Time_Text(fetched.Time) + ")";
+    return std::move(table);
+  } catch (const ArchiveError& error) {
+    Report_Once("archive", error.what());
+    return Failed{error.what(), TroubleKind::ServerDown, {}, true};
+  }
+}
+
+std::optional<DayRange> LiveSource::Days_To_Fetch(const Job& job) {
+  std::vector<DayRange> missing = archive_->Missing(job.Key, job.Wanted);
+  if (missing.empty()) return std::nullopt;
+  const SourceFeed& feed = job.Feed();
+  const ExchangeTime now = job.Profile().Market_Zone.Local(Seconds_Of(Now()));
+  const ArchivedBars newest = archive_->Last_Sessions(job.Key, job.Wanted.Last, 1);
+  const auto last_fetch = archive_->Last_Fetch(job.Key);
+  const bool is_us = newest.Bars.empty() ? job.Profile().Us_Sessions : newest.Us_Sessions;
+
+  // The day up to which there can be something.
+  Day last = now.Date;
+  if (feed.Not_Today) last -= days{1};
+  if (is_us && last == now.Date) {
+    const seconds first_bar =
+        feed.Minutes == daily_interval ? Session_Close(now.Date) : session_open + minutes{feed.Minutes};
+    if (!Is_Session(now.Date) || now.Time < first_bar + feed.Delay) last -= days{1};
+  }
+  for (DayRange& range : missing) range.Last = std::min(range.Last, last);
+  std::erase_if(missing, [is_us](const DayRange& range) {
+    return range.First > range.Last || (is_us && !Has_Session(range));
+  });
+  if (missing.empty()) return std::nullopt;
+
+  // What was asked a moment ago is not asked again for the little that may be new.
+  const minutes fresh{feed.Minutes == daily_interval ? 15 : std::clamp(feed.Minutes, 1, 15)};
+  const bool only_new = missing.size() == 1 && missing.front().First > now.Date - settling - days{1};
+  if (only_new && last_fetch && Seconds_Of(Now()) - *last_fetch < fresh && Seconds_Of(Now()) >= *last_fetch)
+    return std::nullopt;
+
+  DayRange days{missing.front().First, missing.back().Last};
+  if (last_fetch) days = {days.First - overlap, std::min(days.Last + overlap, last)};
+  return days;
+}
+
+std::optional<LiveSource::Failed> LiveSource::Why_Not_Ask(const Job& job) {
+  const SourceProfile& profile = job.Profile();
+  const PacingTime now = Now();
+  if (const auto missing = Missing_Keys(profile, job.Service->Keys); !missing.empty()) {
+    return Failed{
+        profile.Title + " needs a key (" + missing.front().Label + ").", TroubleKind::KeyRefused, {}, true};
+  }
+  {
+    const std::lock_guard lock{mutex_};
+    const Health& health = health_[profile.Name];
+    if (!health.Key_Reason.empty()) return Failed{health.Key_Reason, TroubleKind::KeyRefused, {}, true};
+    if (health.Down_Until > now)
+      return Failed{health.Down_Reason, TroubleKind::ServerDown, health.Down_Until, true};
+  }
+  for (const int interval : {0, job.Key.Interval}) {
+    const auto refusal = archive_->Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, Seconds_Of(now));
+    if (refusal)
+      return Failed{
+          *refusal, interval == 0 ? TroubleKind::UnknownSymbol : TroubleKind::NothingThere, {}, true};
+  }
+  return std::nullopt;
+}
+
+LiveSource::FetchResultOf LiveSource::Share_Fetch(const Job& job, DayRange days, PacingTime deadline) {
+  const std::string name = job.Key.Source + '\n' + job.Key.Symbol + '\n' + std::to_string(job.Key.Interval) +
+                           '\n' + job.Key.Adjustment;
+  std::shared_ptr<Flight> own;
+  std::unique_lock lock{mutex_};
+  while (!own) {
+    const auto found = flights_.find(name);
+    if (found == flights_.end()) {
+      own = std::make_shared<Flight>();
+      own->Days = days;
+      flights_[name] = own;
+      break;
+    }
+    const std::shared_ptr<Flight> other = found->second;
+    const auto has_ended = [&] { return other->Result.has_value() || give_up_; };
+    const bool in_time = changed_.wait_for(lock, std::max(deadline - Now(), 0ms), has_ended);
+    if (!in_time || !other->Result) {
+      return Failed{job.Profile().Title + " did not answer in time.", FetchHop::TimeOut, {}, false};
+    }
+    if (Contains(other->Days, days) || std::holds_alternative<Failed>(*other->Result)) return *other->Result;
+    // It brought other days; what is left to fetch may be less.
+    lock.unlock();
+    const auto left = Days_To_Fetch(job);
+    lock.lock();
+    if (!left) return *other->Result;
+    days = *left;
+  }
+  lock.unlock();
+
+  std::optional<FetchResultOf> result;
+  const auto land = [&] {
+    lock.lock();
+    own->Result = result ? *result : Failed{"The fetch came to nothing.", TroubleKind::ServerDown, {}, false};
+    flights_.erase(name);
+    lock.unlock();
+    changed_.notify_all();
+  };
+  try {
+    // Another one may have fetched them between the look into the archive and now.
+    if (const auto left = Days_To_Fetch(job)) {
+      result = Fetch_And_Store(job, *left, deadline);
+    } else {
+      result = std::make_shared<const Fetched>();
+    }
+  } catch (...) {
+    land();
+    throw;
+  }
+  land();
+  return *result;
+}
+
+LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const Job& job, DayRange days, PacingTime deadline) {
+  for (bool is_again = false;; is_again = true) {
+    FetchResultOf result = Fetch(job, days, deadline);
+    if (const auto* failed = std::get_if<Failed>(&result)) {
+      Take_Note(job, days, *failed);
+      if (!failed->Is(TroubleKind::NothingThere)) return result;
+      if (!archive_->Last_Fetch(job.Key) && days.Last + overlap >= job.Wanted.Last) return result;
+      // Nothing in these days, of a symbol that may have others.
+      Fetched none;
+      none.Time = Seconds_Of(Now());
+      none.Known_Until = {days.First - std::chrono::days{1}, 0s};
+      none.Market_Zone = job.Profile().Market_Zone;
+      none.Us_Sessions = job.Profile().Us_Sessions;
+      const Day today = none.Market_Zone.Local(none.Time).Date;
+      none.Answered = DayRange{days.First, std::min(days.Last, today - settling)};
+      result = std::make_shared<const Fetched>(std::move(none));
+    }
+    Fetched fetched = *std::get<std::shared_ptr<const Fetched>>(result);
+    if (fetched.Ended_By) Take_Note(job, days, *fetched.Ended_By);
+    try {
+      if (!is_again && Is_Rebased(archive_->Bars(job.Key, days), fetched.Bars, job.Chosen.Adjusted)) {
+        archive_->Set_Aside(job.Key,
+                            job.Key.Adjustment + " until " + Date_Text(New_York_Time(fetched.Time).Date));
+        Report_Once("split " + job.Key.Source + job.Key.Symbol,
+                    job.Profile().Title + " has changed the past prices of " + job.Key.Symbol +
+                        ", as after a split: they are fetched anew.");
+        days = {std::min(job.Wanted.First, days.First), days.Last};
+        continue;
+      }
+      archive_->Store(job.Key, {fetched.Bars, fetched.Answered, fetched.Known_Until, fetched.Time,
+                                fetched.Market_Zone, fetched.Us_Sessions});
+    } catch (const ArchiveError& error) {
+      Report_Once("archive", error.what());
+      fetched.Is_Stored = false;
+    }
+    return std::make_shared<const Fetched>(std::move(fetched));
+  }
+}
+
+LiveSource::FetchResultOf LiveSource::Fetch(const Job& job, DayRange days, PacingTime deadline) {
+  const SourceProfile& profile = job.Profile();
+  const UpstreamWish wish{job.Request.Symbol, job.Request.Interval, job.Chosen.Adjusted, days};
+  const auto made = Make_Requests(profile, wish, job.Service->Keys, options_.Program, Seconds_Of(Now()));
+  if (const auto* trouble = std::get_if<Trouble>(&made))
+    return Failed{trouble->Reason, trouble->Kind, {}, true};
+
+  Fetched fetched;
+  fetched.Market_Zone = profile.Market_Zone;
+  fetched.Us_Sessions = profile.Us_Sessions;
+  fetched.Time = Seconds_Of(Now());
+  std::vector<Day> request_ends;
+  Day answered_last = days.First - std::chrono::days{1};
+  std::optional<Failed> nothing;
+  bool has_answer = false;
+  for (const UpstreamRequest& request : std::get<std::vector<UpstreamRequest>>(made)) {
+    std::vector<NativeBar> bars;
+    for (std::optional<UpstreamRequest> page = request; page && !fetched.Ended_By;) {
+      auto got = Get_Page(job, *page, deadline);
+      if (auto* failed = std::get_if<Failed>(&got)) {
+        if (failed->Is(TroubleKind::NothingThere)) {
+          nothing = std::move(*failed);
+        } else {
+          fetched.Ended_By = std::move(*failed);
+        }
+        break;
+      }
+      UpstreamBars& answer = std::get<UpstreamBars>(got);
+      if (answer.Bad_Rows > 0) {
+        Report_Once("rows " + profile.Name, profile.Title + " sent " + std::to_string(answer.Bad_Rows) +
+                                                " rows of " + job.Key.Symbol + " that make no sense.");
+      }
+      has_answer = true;
+      fetched.Market_Zone = answer.Market_Zone;
+      fetched.Us_Sessions = answer.Us_Sessions;
+      bars.insert(bars.end(), answer.Bars.begin(), answer.Bars.end());
+      page = std::move(answer.Next);
+    }
+    if (fetched.Ended_By) break;
+    fetched.Bars.insert(fetched.Bars.end(), bars.begin(), bars.end());
+    answered_last = std::max(request.Days.Last, answered_last);
+  }
+  if (fetched.Ended_By && answered_last < days.First) return *fetched.Ended_By;
+  if (!has_answer && nothing && !fetched.Ended_By) return *nothing;
+
+  // Pages and requests may meet in one bar, and the later one counts.
+  const auto earlier = [](const NativeBar& left, const NativeBar& right) {
+    return Earlier(left.Quote, right.Quote);
+  };
+  std::ranges::stable_sort(fetched.Bars, earlier);
+  std::vector<NativeBar> once;
+  for (const NativeBar& bar : fetched.Bars) {
+    if (!once.empty() && !earlier(once.back(), bar)) {
+      once.back() = bar;
+    } else {
+      once.push_back(bar);
+    }
+  }
+  fetched.Bars = std::move(once);
+
+  const ExchangeTime now = fetched.Market_Zone.Local(fetched.Time - duration_cast<seconds>(job.Feed().Delay));
+  fetched.Known_Until = std::min(now, ExchangeTime{answered_last + std::chrono::days{1}, 0s});
+  // A day is answered for good when its bars are there up to its end, or when it lies back far enough.
+  Day settled = now.Date - settling;
+  for (auto bar = fetched.Bars.rbegin(); bar != fetched.Bars.rend(); ++bar) {
+    if (!bar->Final) continue;
+    const Day day = bar->Quote.Date;
+    const bool is_over = day < now.Date || job.Feed().Minutes == daily_interval ||
+                         (fetched.Us_Sessions && now.Time >= Session_Close(day));
+    settled = std::max(settled, is_over ? day : day - std::chrono::days{1});
+    break;
+  }
+  fetched.Answered = DayRange{days.First, std::min({answered_last, settled, now.Date})};
+  return std::make_shared<const Fetched>(std::move(fetched));
+}
+
+std::variant<UpstreamBars, LiveSource::Failed> LiveSource::Get_Page(const Job& job,
+                                                                    const UpstreamRequest& page,
+                                                                    PacingTime deadline) {
+  const SourceProfile& profile = job.Profile();
+  const std::string& title = profile.Title;
+  const std::vector<RateLimit> limits = Limits_Of(profile.Pacing);
+  HttpRequest http{page.Url, {}, page.Secrets};
+  for (const UpstreamHeader& header : page.Headers) http.Headers.emplace_back(header.Name, header.Value);
+
+  Failed failed;
+  for (int tries = 1; tries <= most_tries; ++tries) {
+    for (;;) {
+      const PacingAnswer pace = pacing_.Take(profile.Name, limits, job.Feed().Cost);
+      if (pace.Wait == 0ms) break;
+      const PacingTime until = Now() + pace.Wait;
+      if (until + shortest_try > deadline) {
+        return Failed{title + " is out of quota until " + Time_Text(ceil<seconds>(until)) +
+                          " New York time: " + Without_Stop(pace.Reason) + ".",
+                      TroubleKind::Quota, until, true};
+      }
+      Wait(pace.Wait);
+      const std::lock_guard lock{mutex_};
+      if (give_up_) return Failed{"The request was given up.", FetchHop::GivenUp, {}, true};
+    }
+    const milliseconds limit = std::min(deadline - Now(), options_.Try_Limit);
+    if (limit < shortest_try && tries > 1) return failed;
+    FetchResult result = fetcher_->Get(http, limit);
+
+    milliseconds pause =
+        pauses[std::min<std::size_t>(static_cast<std::size_t>(tries - 1), pauses.size() - 1)];
+    if (auto* hop = std::get_if<FetchFailure>(&result)) {
+      failed = Failed{title + ": " + page.Without_Keys(hop->Reason), hop->Hop, {}, false};
+      // A name that isn't known or a bad certificate will be the same in three seconds, and a service that
+      // hangs has had its time.
+      if (hop->Hop != FetchHop::Connection && hop->Hop != FetchHop::BrokenOff) return failed;
+    } else {
+      const HttpReply& reply = std::get<HttpReply>(result);
+      UpstreamAnswer answer =
+          Read_Answer(profile, page, {reply.Status, reply.Headers, reply.Body}, Seconds_Of(Now()));
+      if (auto* bars = std::get_if<UpstreamBars>(&answer)) {
+        pacing_.Open(profile.Name);
+        const std::lock_guard lock{mutex_};
+        health_[profile.Name].Changed_Answers = 0;
+        return std::move(*bars);
+      }
+      const Trouble& trouble = std::get<Trouble>(answer);
+      failed = Failed{page.Without_Keys(trouble.Reason), trouble.Kind, {}, false};
+      const bool is_closing = failed.Is(TroubleKind::Quota) || failed.Is(TroubleKind::Throttled);
+      if (!is_closing && !failed.Is(TroubleKind::ServerDown)) return failed;
+      if (trouble.Wait) pause = std::max<milliseconds>(*trouble.Wait, is_closing ? 0ms : pause);
+      const bool fits = Now() + pause + shortest_try <= deadline;
+      if (is_closing && (!trouble.Wait || !fits || tries == most_tries)) {
+        const std::string reason = Without_Stop(failed.Reason);
+        if (trouble.Wait) {
+          pacing_.Close(profile.Name, Now() + *trouble.Wait, reason);
+        } else {
+          pacing_.Close_Growing(profile.Name, first_closing, longest_closing, reason);
+        }
+        if (const auto closed = pacing_.Closed(profile.Name)) failed.Until = closed->first;
+        return failed;
+      }
+    }
+    if (tries == most_tries || Now() + pause + shortest_try > deadline) return failed;
+    Wait(pause);
+    const std::lock_guard lock{mutex_};
+    if (give_up_) return Failed{"The request was given up.", FetchHop::GivenUp, {}, true};
+  }
+  return failed;
+}
+
+void LiveSource::Take_Note(const Job& job, DayRange days, const Failed& failed) {
+  const std::string& name = job.Profile().Name;
+  const PacingTime now = Now();
+  if (failed.Is(FetchHop::GivenUp)) return;
+  const auto close = [&](milliseconds time) {
+    const std::lock_guard lock{mutex_};
+    Health& health = health_[name];
+    health.Down_Until = now + time;
+    health.Down_Reason = failed.Reason;
+  };
+  if (const auto* hop = std::get_if<FetchHop>(&failed.Why)) {
+    // Too large an answer or one that broke off may be one symbol's own fault.
+    if (*hop != FetchHop::TooLarge && *hop != FetchHop::BrokenOff) close(down_time);
+    return Report_Once(name, failed.Reason);
+  }
+  const auto remember = [&](int interval, seconds time) {
+    try {
+      archive_->Remember_Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, failed.Reason,
+                                 Seconds_Of(now) + time);
+    } catch (const ArchiveError& error) {
+      Report_Once("archive", error.what());
+    }
+  };
+  switch (std::get<TroubleKind>(failed.Why)) {
+    case TroubleKind::UnknownSymbol:
+      return remember(0, unknown_symbol_time);
+    case TroubleKind::NothingThere:
+      // Of a symbol that never had anything, up to now.
+      if (!failed.Not_Asked && !archive_->Last_Fetch(job.Key) &&
+          days.Last + overlap >= job.Profile().Market_Zone.Local(Seconds_Of(now)).Date)
+        remember(job.Key.Interval, unknown_symbol_time);
+      return;
+    case TroubleKind::NotServed:
+    case TroubleKind::NotAllowed:
+    case TroubleKind::BadRequest:
+      if (!failed.Not_Asked) remember(job.Key.Interval, refused_time);
+      return Report_Once(name, failed.Reason);
+    case TroubleKind::KeyRefused: {
+      {
+        const std::lock_guard lock{mutex_};
+        health_[name].Key_Reason = failed.Reason;
+      }
+      return Report_Once(name, failed.Reason);
+    }
+    case TroubleKind::ServerDown:
+      close(down_time);
+      return Report_Once(name, failed.Reason);
+    case TroubleKind::FormatChanged: {
+      bool is_too_often = false;
+      {
+        const std::lock_guard lock{mutex_};
+        is_too_often = ++health_[name].Changed_Answers >= most_changed_answers;
+      }
+      if (is_too_often) close(changed_time);
+      return Report_Once(name, failed.Reason);
+    }
+    case TroubleKind::Quota:
+    case TroubleKind::Throttled:
+      return Report_Once(name, failed.Reason);
+  }
+}
+
+std::variant<BarTable, LiveSource::Failed> LiveSource::From_Archive(const Job& job, std::string_view remark,
+                                                                    bool is_new) {
+  const Day last = job.Request.Before ? *job.Request.Before - days{1} : job.Wanted.Last + days{1};
+  // Two more sessions, of which the opening price of the first one wanted may be made.
+  const ArchivedBars kept = archive_->Last_Sessions(job.Key, last, job.Request.Sessions + 2);
+  if (kept.Bars.empty()) return BarTable{};
+  const SourceProfile& profile = job.Profile();
+  Answer answer = Answer_From_Feed(
+      {kept.Bars, job.Feed().Minutes, kept.Known_Until, kept.Us_Sessions, profile.Title}, job.Request);
+  auto* table = std::get_if<BarTable>(&answer);
+  if (table == nullptr) return Failed{std::get<Failure>(answer).Reason, TroubleKind::NotServed, {}, true};
+  table->Source = profile.Title;
+  if (job.Chosen.Adjusted != options_.Adjusted)
+    table->Source.append(", ").append(Adjustment_Name(job.Chosen.Adjusted));
+  table->Source.append(is_new ? " (fetched " : " (archive, fetched ").append(Time_Text(kept.Last_Fetch));
+  if (!remark.empty()) table->Source.append("; ").append(remark);
+  table->Source += ')';
+  return std::move(*table);
+}
+
+std::optional<BarTable> LiveSource::From_Archive_Alone(const QuoteRequest& request,
+                                                       const std::vector<std::string>& reasons) {
+  for (const ChainLink& link : chain_) {
+    const auto* service = std::get_if<LiveService>(&link);
+    if (service == nullptr) continue;
+    const auto made = Make_Job(*service, request);
+    const auto* job = std::get_if<Job>(&made);
+    if (job == nullptr) continue;
+    try {
+      const std::string remark = reasons.empty() ? std::string{} : Without_Stop(reasons.front());
+      auto kept = From_Archive(*job, remark, false);
+      if (auto* table = std::get_if<BarTable>(&kept); table != nullptr && !table->Bars.empty())
+        return std::move(*table);
+    } catch (const ArchiveError& error) {
+      Report_Once("archive", error.what());
+    }
+  }
+  return std::nullopt;
+}
+
+std::vector<SymbolEntry> LiveSource::Find_Symbols(std::string_view text, std::size_t limit) {
+  std::map<std::string, std::string> symbols;
+  try {
+    for (std::string& symbol : archive_->Find_Symbols(text, limit))
+      symbols.emplace(std::move(symbol), "in the archive");
+  } catch (const ArchiveError& error) {
+    Report_Once("archive", error.what());
+  }
+  for (const ChainLink& link : chain_) {
+    if (const auto* other = std::get_if<std::shared_ptr<QuoteSource>>(&link)) {
+      for (SymbolEntry& entry : (*other)->Find_Symbols(text, limit))
+        symbols.emplace(std::move(entry.Symbol), std::move(entry.Description));
+    }
+  }
+  std::vector<SymbolEntry> found;
+  for (auto& [symbol, description] : symbols) {
+    if (found.size() == limit) break;
+    found.push_back({symbol, description});
+  }
+  return found;
+}
+
+std::string LiveSource::Description() const {
+  std::string text;
+  for (const ChainLink& link : chain_) {
+    if (!text.empty()) text += ", then ";
+    if (const auto* service = std::get_if<LiveService>(&link)) {
+      text += service->Profile->Title;
+    } else {
+      text += Without_Stop(std::get<std::shared_ptr<QuoteSource>>(link)->Description());
+    }
+  }
+  return text + ".";
+}
+
+bool LiveSource::Real_Quotes() const {
+  return std::ranges::all_of(chain_, [](const ChainLink& link) {
+    const auto* other = std::get_if<std::shared_ptr<QuoteSource>>(&link);
+    return other == nullptr || (*other)->Real_Quotes();
+  });
+}
+
+std::vector<ServiceStatus> LiveSource::Services() {
+  std::vector<ServiceStatus> list;
+  for (const ChainLink& link : chain_) {
+    const auto* service = std::get_if<LiveService>(&link);
+    if (service == nullptr) continue;
+    const SourceProfile& profile = *service->Profile;
+    ServiceStatus status{profile.Name, profile.Title, ServiceState::Ready, {}, {}};
+    if (const auto missing = Missing_Keys(profile, service->Keys); !missing.empty()) {
+      status.State = ServiceState::NeedsKey;
+      status.Reason = profile.Title + " needs a key (" + missing.front().Label + ").";
+      list.push_back(std::move(status));
+      continue;
+    }
+    {
+      const std::lock_guard lock{mutex_};
+      const Health& health = health_[profile.Name];
+      if (!health.Key_Reason.empty()) {
+        status.State = ServiceState::KeyRefused;
+        status.Reason = health.Key_Reason;
+      } else if (health.Down_Until > Now()) {
+        status.State = ServiceState::Down;
+        status.Until = health.Down_Until;
+        status.Reason = health.Down_Reason;
+      }
+    }
+    if (status.State == ServiceState::Ready) {
+      try {
+        if (const auto wait = pacing_.Look(profile.Name, Limits_Of(profile.Pacing));
+            wait.Wait > options_.Time_Limit) {
+          status.State = ServiceState::OutOfQuota;
+          status.Until = Now() + wait.Wait;
+          status.Reason = Without_Stop(wait.Reason) + ".";
+        }
+      } catch (const ArchiveError& error) {
+        Report_Once("archive", error.what());
+      }
+    }
+    list.push_back(std::move(status));
+  }
+  return list;
+}
+
+ServiceTrial LiveSource::Try_Out(std::string_view service_name, const std::string& symbol) {
+  for (const ChainLink& link : chain_) {
+    const auto* service = std::get_if<LiveService>(&link);
+    if (service == nullptr || service->Profile->Name != service_name) continue;
+    const std::string& title = service->Profile->Title;
+    const auto fail = [](const Failed& failed) {
+      return ServiceTrial{false, std::string{failed.Name()}, failed.Reason, 0};
+    };
+    try {
+      std::optional<Failed> not_served;
+      for (const int interval : {daily_interval, 5, 1}) {
+        auto made = Make_Job(*service, {symbol, interval, {}, 5});
+        if (auto* failed = std::get_if<Failed>(&made)) {
+          not_served = std::move(*failed);
+          continue;
+        }
+        const Job& job = std::get<Job>(made);
+        const auto result = Fetch(job, job.Wanted, Now() + options_.Time_Limit);
+        if (const auto* failed = std::get_if<Failed>(&result)) return fail(*failed);
+        const Fetched& fetched = *std::get<std::shared_ptr<const Fetched>>(result);
+        if (fetched.Ended_By) return fail(*fetched.Ended_By);
+        const std::size_t count = fetched.Bars.size();
+        if (count == 0) {
+          return {false, std::string{Trouble_Name(TroubleKind::NothingThere)},
+                  title + " has sent no bars of " + symbol + ".", 0};
+        }
+        return {true,
+                {},
+                title + " works: it has sent " + std::to_string(count) + " bars of " + symbol + ".",
+                count};
+      }
+      return fail(not_served.value_or(Failed{}));
+    } catch (const ArchiveError& error) {
+      return {false, "archive", error.what(), 0};
+    }
+  }
+  return {false, std::string{Trouble_Name(TroubleKind::NotServed)},
+          "There is no source " + std::string{service_name} + " in use.", 0};
+}
+
+}  // namespace hq::server
