@@ -314,7 +314,12 @@ void Walk_Lines(string_view body, const AnswerLayout& layout, Take take) {
 class RowTaker {
  public:
   RowTaker(const SourceFeed& feed, Adjustment adjusted, const Zone& zone, bool us_sessions, sys_seconds now)
-      : feed_(&feed), adjusted_(adjusted), zone_(zone), us_sessions_(us_sessions), now_(now) {}
+      : feed_(&feed),
+        adjusted_(adjusted),
+        zone_(zone),
+        us_sessions_(us_sessions),
+        now_(now),
+        two_days_on_(zone.Local(now + days{2})) {}
 
   void Take(std::size_t number, const RowCells& cells) {
     ++rows_;
@@ -334,7 +339,7 @@ class RowTaker {
 
     const double volume = Number(number, cells, Volume).value_or(0);
     if (volume >= volume_limit) Fail_At_Row(number, "has a volume that is too large");
-    if (us_sessions_ && volume == 0 && !Is_Session(row.Quote.Date)) return;
+    if (us_sessions_ && volume == 0 && !Session_Of(row.Quote.Date).Is_One) return;
     ++judged_;
     if (std::ranges::any_of(prices, [](const auto& price) { return *price < 0; }) ||
         !Read_Factors(number, cells, row)) {
@@ -419,8 +424,7 @@ class RowTaker {
     if (cell.Is_Number_Or_Text) time = Read_Stamp_Text(cell.Text, feed_->Layout, zone_);
     if (!time) Fail_At_Row(number, "has a stamp that can't be read");
     const bool is_daily = feed_->Minutes == daily_interval;
-    const auto two_days_on = zone_.Local(now_ + days{2});
-    if (*time > two_days_on) Fail_At_Row(number, "has a stamp that lies in the future");
+    if (*time > two_days_on_) Fail_At_Row(number, "has a stamp that lies in the future");
     if (feed_->Layout.End_Labels && !is_daily) {
       const auto start = time->Date + time->Time - minutes{feed_->Minutes};
       time->Date = floor<days>(start);
@@ -430,7 +434,7 @@ class RowTaker {
     row.Quote.Date = time->Date;
     row.Quote.Start = is_daily ? session_open : time->Time;
     if (is_daily) return true;
-    if (us_sessions_ && (time->Time < session_open || time->Time >= Session_Close(time->Date))) return false;
+    if (us_sessions_ && (time->Time < session_open || time->Time >= Session_Of(time->Date).Close)) return false;
     const seconds step = minutes{std::gcd(feed_->Minutes, 30)};
     if (time->Time % step == seconds{0}) return true;
     ++off_grid_;
@@ -491,10 +495,23 @@ class RowTaker {
     }
   }
 
-  [[nodiscard]] bool Is_Final(const Bar& bar) const {
+  // What the calendar says of a day; kept, because neighbours mostly lie on one day.
+  struct Session {
+    Day Date;
+    bool Is_One = false;
+    seconds Close{};
+  };
+
+  const Session& Session_Of(Day date) {
+    if (session_.Date != date || session_.Close == seconds{0})
+      session_ = {date, Is_Session(date), Session_Close(date)};
+    return session_;
+  }
+
+  [[nodiscard]] bool Is_Final(const Bar& bar) {
     seconds end = bar.Start + minutes{feed_->Minutes};
     if (us_sessions_) {
-      const auto close = Session_Close(bar.Date);
+      const auto close = Session_Of(bar.Date).Close;
       end = feed_->Minutes == daily_interval ? close : std::min(end, close);
     } else if (feed_->Minutes == daily_interval) {
       end = days{1};
@@ -507,6 +524,8 @@ class RowTaker {
   Zone zone_;
   bool us_sessions_;
   sys_seconds now_;
+  ExchangeTime two_days_on_;
+  Session session_;
   std::vector<Row> rows_kept_;
   std::size_t rows_ = 0;
   // Rows that were looked at for sense, and those of them that have none.
