@@ -6,6 +6,7 @@
 
 #include "cli/console_message_loop.h"
 #include "platform/files.h"
+#include "platform/mail.h"
 #include "run/download_run.h"
 
 namespace hq {
@@ -18,6 +19,7 @@ struct CommandLineEnvironment {
   ConsoleMessageLoop& Loop;  // interrupting it ends the run
   const Clock& Time;
   Files& FileSystem;
+  MailSender& Mail;
   std::string ProgramFolder;  // used unless the arguments name another
 };
 

@@ -27,8 +27,10 @@ struct TrappedError {
   std::string Procedure;
   int Number = 0;
   std::string Description;
-  std::string Detail;                  // what failed and the system's reason; may be empty
-  std::vector<std::string> CallStack;  // entry texts, the outermost first
+  std::string Detail;                       // what failed and the system's reason; may be empty
+  std::vector<std::string> CallStack = {};  // entry texts, the outermost first
+  std::int32_t Count = 1;                   // of errors since the start, this one included
+  bool CanGoOn = true;                      // a statement failed, which can be run again or passed over
 };
 
 // Who is told of a trapped error and of trouble with the trace itself: the dialog, a log, a terminal.
@@ -100,6 +102,10 @@ class modFailSafe {
   // Milliseconds from the start to the latest timed entry; 0 while timing is off.
   [[nodiscard]] double Timing() const { return timing_; }
   [[nodiscard]] std::int32_t ErrorCount() const { return error_count_; }
+  // Entries and exits recorded so far.
+  [[nodiscard]] std::int32_t RecordCount() const { return record_count_; }
+  // Milliseconds since the trap was started.
+  [[nodiscard]] double Elapsed() const;
 
  private:
   struct Level {
@@ -111,7 +117,7 @@ class modFailSafe {
   void Start();
   void Wait_While_Paused();
   void Complain(std::string_view module, std::string_view procedure, const char* text);
-  [[nodiscard]] double Milliseconds_Since_Start() const;
+  int Tell(TrappedError error);
 
   MessageLoop* loop_;
   ErrorReporter* reporter_;

@@ -4,12 +4,24 @@
 #include <utility>
 
 #include "errortrap/procedure.h"
+#include "errortrap/qt_screen_facts.h"
 #include "shell/form_looks.h"
 
 namespace hq {
 
 global::global(ProgramParts parts)
-    : Parts(std::move(parts)), icon_(std::make_unique<frmicon>(Parts.ProgramFolder)) {
+    : Parts(std::move(parts)),
+      Session(Trap, {Parts.FileSystem, Parts.Time, error_dialog_, Parts.Mail,
+                     ApplicationFacts{.Title = DefaultTitle,
+                                      .ExeName = "history-quotes",
+                                      .Version = Parts.Version,
+                                      .Folder = Parts.ProgramFolder},
+                     [] {
+                       MachineFacts machine = Look_At_Machine();
+                       Add_Screen_Facts(machine);
+                       return machine;
+                     }}),
+      icon_(std::make_unique<frmicon>(Parts.ProgramFolder)) {
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(icon_->windowIcon());
   State.RequestTemplate = Parts.RequestTemplate;

@@ -7,9 +7,12 @@
 
 #include "entry/filebrowse.h"
 #include "errortrap/modFailSafe.h"
+#include "errortrap/qt_error_dialog.h"
 #include "errortrap/qt_message_boxes.h"
 #include "errortrap/qt_message_loop.h"
+#include "errortrap/trap_session.h"
 #include "platform/files.h"
+#include "platform/mail.h"
 #include "quotes/transfer_control.h"
 #include "run/download_run.h"
 #include "run/frmlog.h"
@@ -25,6 +28,7 @@ struct ProgramParts {
   Files& FileSystem;
   const Clock& Time;
   FolderDialog& Folders;
+  MailSender& Mail;
   // Makes the transfer control that the main window holds.
   std::function<std::unique_ptr<TransferControl>(MessageLoop&)> Make_Inet;
   // Opens an address in the user's browser. Its failure is not told.
@@ -33,6 +37,7 @@ struct ProgramParts {
   std::string RequestTemplate = {};  // plain
   std::string SymbolSearchAddress = {};
   std::string QuotesNote = {};  // what the user must know about the quotes, empty for nothing
+  std::string Version = {};
   int MajorVersion = 0;
   int MinorVersion = 0;
 };
@@ -61,11 +66,13 @@ class global {
   QtMessageLoop Loop;
   MessageBoxes& Boxes = boxes_;
   modFailSafe Trap{&Loop};
+  TrapSession Session;
   SharedState State;
   SavedChoices Saved;
 
  private:
   QtMessageBoxes boxes_;
+  QtErrorDialog error_dialog_;
 
   template <class Form, class... Arguments>
   Form& Loaded(std::unique_ptr<Form>& form, Arguments&&... arguments);

@@ -160,7 +160,10 @@ void Make_Without_Start(Program& program) {
 
 void Program::Make() {
   Files& files = In_Memory ? static_cast<Files&>(Memory) : Disk;
-  ProgramParts parts{files, Time, Folders,
+  ProgramParts parts{files,
+                     Time,
+                     Folders,
+                     Mail,
                      [this](MessageLoop& loop) -> std::unique_ptr<TransferControl> {
                        if (Make_Inet) return Make_Inet(loop);
                        auto inet = std::make_unique<HeldTransfer>(loop);

@@ -168,6 +168,7 @@ class Program {
   bool In_Memory = false;
   FakeClock Time;
   FakeFolders Folders;
+  RecordingMail Mail;
   std::vector<std::string> Opened;  // addresses
   BoxAnswers Boxes;
   // Makes the transfer; a HeldTransfer unless set.

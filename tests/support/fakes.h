@@ -12,6 +12,7 @@
 #include "errortrap/message_box.h"
 #include "errortrap/message_loop.h"
 #include "platform/files.h"
+#include "platform/mail.h"
 #include "quotes/transfer_control.h"
 #include "quotes/transfer_status.h"
 #include "run/download_run.h"
@@ -78,6 +79,17 @@ class FakeClock final : public Clock {
 
   Date Day = std::chrono::year(2003) / 3 / 14;
   std::chrono::seconds Time = std::chrono::hours(10);
+};
+
+// Keeps what is to be mailed; nothing leaves the machine.
+class RecordingMail final : public MailSender {
+ public:
+  std::string Send(const Mail& mail) override {
+    Sent.push_back(mail);
+    return Fault;
+  }
+  std::vector<Mail> Sent;
+  std::string Fault;
 };
 
 class FakeStatus final : public StatusLine {
