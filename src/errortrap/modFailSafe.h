@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -99,6 +100,13 @@ class modFailSafe {
   [[nodiscard]] std::int32_t Depth() const { return depth_; }
   // The entry texts of the procedures now entered, the outermost first.
   [[nodiscard]] std::vector<std::string> CallStack() const;
+  // Calls visit(std::string_view) with each of them. Allocates nothing, so that a crashing program may do it
+  // at any moment: the text of a level that is just being entered may not be whole.
+  template <class Visit>
+  void Visit_Levels(Visit&& visit) const noexcept {
+    const size_t levels = std::min(static_cast<size_t>(depth_), levels_.size());
+    for (size_t i = 0; i < levels; ++i) visit(std::string_view(levels_[i].EntryText));
+  }
   // Milliseconds from the start to the latest timed entry; 0 while timing is off.
   [[nodiscard]] double Timing() const { return timing_; }
   [[nodiscard]] std::int32_t ErrorCount() const { return error_count_; }

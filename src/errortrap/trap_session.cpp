@@ -42,6 +42,10 @@ std::string With_Detail(const std::string& description, const std::string& detai
   return detail.empty() ? description : description + ": " + detail;
 }
 
+std::string_view Kept_Back_By(const void* log) {
+  return static_cast<const TraceLog*>(log)->Kept_Back();
+}
+
 // In plain words first, then what an engineer asks for.
 std::string Error_Information(const ErrorRecord& record) {
   return "An unexpected '" + record.Category + "' error occurred in\n" + record.Procedure + " (" +
@@ -62,6 +66,7 @@ TrapSession::~TrapSession() {
   trap_.Read_Options = nullptr;
   trap_.Write_Record = nullptr;
   trap_.Set_Reporter(nullptr);
+  if (crash_records_) crash_records_->Set_Trace_Log(nullptr, nullptr, {});
   if (trace_) trace_->End(trap_.RecordCount() + 1, trap_.Elapsed());
 }
 
@@ -79,9 +84,10 @@ TraceOptions TrapSession::Start() {
                                                             .DecimalSeparator = Decimal_Separator(),
                                                             .Load = [this] { return Load(); }},
                                           std::move(plain), std::move(circular));
-      trace_->Start(parts_.Application.Title + " " + parts_.Application.Version + " <" +
-                    System_Date_Text(parts_.Time.Today()) + ", " +
+      trace_->Start(Source() + " <" + System_Date_Text(parts_.Time.Today()) + ", " +
                     System_Time_Text(parts_.Time.Time_Of_Day()) + ">");
+      if (crash_records_ && !settings_.CircularLog)
+        crash_records_->Set_Trace_Log(Kept_Back_By, trace_.get(), In_Folder(TraceFileName));
       trap_.Write_Record = [this](const TraceRecord& record) { trace_->Write(record); };
     }
   }
@@ -160,6 +166,10 @@ int TrapSession::Report(const TrappedError& error) {
   return answer.Choice;
 }
 
+std::string TrapSession::Source() const {
+  return parts_.Application.Title + " " + parts_.Application.Version;
+}
+
 std::string TrapSession::In_Folder(const std::string& name) const {
   return Join_Path(parts_.Application.Folder, name);
 }
@@ -176,7 +186,7 @@ ErrorRecord TrapSession::Record_Of(const TrappedError& error) const {
   ErrorRecord record;
   record.When = General_Date_Text(parts_.Time);
   record.Category = Error_Category(error.Number);
-  record.Source = parts_.Application.Title + " " + parts_.Application.Version;
+  record.Source = Source();
   record.Module = Or_Unknown(error.Module);
   record.Procedure = Or_Unknown(error.Procedure);
   record.CodePointer = record.Module + std::string(Separator) + record.Procedure;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "errortrap/crash_record.h"
 #include "errortrap/defect_report.h"
 #include "errortrap/error_dialog.h"
 #include "errortrap/error_log.h"
@@ -26,6 +27,7 @@ struct TrapSessionParts {
   MailSender& Mail;
   ApplicationFacts Application;
   std::function<MachineFacts()> Look_At_Machine;
+  bool WatchesCrashes = false;  // keeps a record of a crash of the process; one session in it may
 };
 
 // One run of the program under the error trap: reads FSCLIENT.INI when the trap starts, writes the logs that
@@ -52,6 +54,7 @@ class TrapSession final : public ErrorReporter {
   std::unique_ptr<LogFile> Open_Trace();
   std::unique_ptr<CircularLog> Open_Circular();
   [[nodiscard]] TraceLoad Load() const;
+  [[nodiscard]] std::string Source() const;
   [[nodiscard]] std::string In_Folder(const std::string& name) const;
   [[nodiscard]] std::vector<std::string> Call_Tree(const TrappedError& error) const;
   [[nodiscard]] ErrorRecord Record_Of(const TrappedError& error) const;
@@ -66,6 +69,8 @@ class TrapSession final : public ErrorReporter {
   TrapSettings settings_;
   std::unique_ptr<TraceLog> trace_;
   std::unique_ptr<ErrorLog> error_log_;
+  std::unique_ptr<CrashRecords> crash_records_;
+  std::unique_ptr<CrashWatch> crash_watch_;
   bool asking_ = false;
   bool mailed_silently_ = false;
 };
