@@ -18,26 +18,6 @@ std::string_view Without_Quotes(std::string_view value) {
   return quoted ? value.substr(1, value.size() - 2) : value;
 }
 
-// How many bytes the UTF-8 character has that a byte begins; 0 for a byte within a character, 1 for any other
-// byte.
-size_t Character_Length(char first) {
-  const auto byte = static_cast<unsigned char>(first);
-  if (byte < 0x80) return 1;
-  if (byte < 0xC0) return 0;
-  if (byte < 0xE0) return 2;
-  if (byte < 0xF0) return 3;
-  return byte < 0xF8 ? 4 : 1;
-}
-
-std::string_view Cut_To(std::string_view text, size_t longest) {
-  if (text.size() <= longest) return text;
-  size_t start = longest;
-  while (start > 0 && longest - start < 3 && Character_Length(text[start]) == 0) --start;
-  // In a text of another kind than UTF-8 the byte found here begins no character as long as this one.
-  const bool cuts_character = start < longest && start + Character_Length(text[start]) > longest;
-  return text.substr(0, cuts_character ? start : longest);
-}
-
 }  // namespace
 
 Profile::Profile(std::string_view text) {
@@ -78,8 +58,8 @@ std::string Profile::Get(std::string_view section, std::string_view key, std::st
 std::string Profile::Get(std::string_view section, std::string_view key, std::string_view fallback,
                          std::size_t longest) const {
   const std::string* value = Find(section, key);
-  if (value != nullptr) return std::string(Cut_To(*value, longest));
-  return std::string(Cut_To(fallback.substr(0, fallback.find_last_not_of(' ') + 1), longest));
+  if (value != nullptr) return std::string(Cut_Text(*value, longest));
+  return std::string(Cut_Text(fallback.substr(0, fallback.find_last_not_of(' ') + 1), longest));
 }
 
 }  // namespace hq
