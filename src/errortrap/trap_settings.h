@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/profile.h"
 #include "platform/files.h"
@@ -15,6 +16,8 @@ enum class DisplayMode {
   Compact = 1,  // the message and the buttons; the pages at a press
   OnTop = 2,    // as Whole, above the windows of every program
 };
+
+inline constexpr const char* TrapSettingsFileName = "FSCLIENT.INI";
 
 // What FSCLIENT.INI sets, each with its default.
 struct TrapSettings {
@@ -40,13 +43,26 @@ struct TrapSettings {
   bool AttachLog = true;
 };
 
-// The settings of a profile. A value that is out of its range gives the default.
+// One key of FSCLIENT.INI.
+struct TrapSettingKey {
+  std::string_view Section;
+  std::string_view Key;
+  std::string_view Default;
+  std::size_t Longest;  // bytes; a longer value is cut
+};
+
+// Every key of FSCLIENT.INI.
+[[nodiscard]] std::vector<TrapSettingKey> Trap_Setting_Keys();
+
+// The settings of a profile. A flag is on when its first character is "1". A number that is out of its range
+// gives the default, and so does a name of the circular log that would lead out of the program folder.
 [[nodiscard]] TrapSettings Read_Trap_Settings(const Profile& profile);
 
 // The settings of FSCLIENT.INI in the program folder; the defaults when it is missing or can't be read.
 [[nodiscard]] TrapSettings Load_Trap_Settings(Files& files, const std::string& program_folder);
 
-// Where the error log of the settings lies.
+// Where the error log of the settings lies. A name without a folder is in the program folder, one with a
+// folder is taken as it stands.
 [[nodiscard]] std::string Log_File_Path(const TrapSettings& settings, const std::string& program_folder);
 
 }  // namespace hq
