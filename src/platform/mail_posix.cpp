@@ -171,10 +171,10 @@ bool Is_Plain_Address(const std::string& address) {
 // The body, or as much of it as an argument can hold.
 std::string Fitting_Body(const std::string& body) {
   size_t most_bytes = MostBodyBytes;
-  std::string fitting = Cut_Text(body, most_bytes);
+  std::string fitting = Cut_Body(body, most_bytes);
   while (Mailto_Address({}, {}, fitting).size() > MostEncodedBytes) {
     most_bytes = most_bytes * 3 / 4;
-    fitting = Cut_Text(body, most_bytes);
+    fitting = Cut_Body(body, most_bytes);
   }
   return fitting;
 }
@@ -236,7 +236,7 @@ std::string SystemMail::Send(const Mail& mail) {
   if (!Is_Set("DISPLAY") && !Is_Set("WAYLAND_DISPLAY")) return "There is no desktop to send mail from.";
   if (std::string fault = Attachment_Fault(mail.Attachment); !fault.empty()) return fault;
   const Mail prepared = Prepared(mail);
-  const std::string subject = Without_Controls(Cut_Text(mail.Subject, MostSubjectBytes));
+  const std::string subject = Without_Controls(Cut_Body(mail.Subject, MostSubjectBytes));
   if (const std::string xdg_email = Program_On_Path("xdg-email"); !xdg_email.empty()) {
     return Start_Detached(Mail_Command(xdg_email, recipients, subject, prepared));
   }

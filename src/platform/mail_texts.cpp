@@ -49,7 +49,7 @@ std::string Percent_Encoded(std::string_view text) {
   return encoded;
 }
 
-std::string Cut_Text(std::string_view text, std::size_t most_bytes) {
+std::string Cut_Body(std::string_view text, std::size_t most_bytes) {
   if (text.size() <= most_bytes) return std::string(text);
   const auto note = [&](std::size_t kept) {
     return "\n[" + std::to_string(text.size() - kept) + " more bytes are left out]\n";

@@ -51,7 +51,7 @@ class CommandLineTest : public ::testing::Test {
   ConsoleMessageLoop Loop;
   test::FakeClock Time;
   SystemFiles Disk;
-  RecordingMail Mail;
+  test::RecordingMail Mail;
   test::TempFolder Program;
   test::TempFolder Output;
 };

@@ -21,13 +21,13 @@ TEST(PercentEncoded, LeavesLettersDigitsAndFourSigns) {
 }
 
 TEST(CutText, LeavesAShortText) {
-  EXPECT_EQ(Cut_Text("", 0), "");
-  EXPECT_EQ(Cut_Text("12345", 5), "12345");
+  EXPECT_EQ(Cut_Body("", 0), "");
+  EXPECT_EQ(Cut_Body("12345", 5), "12345");
 }
 
 TEST(CutText, TellsWhatIsMissing) {
   const std::string text(1000, 'x');
-  const std::string cut = Cut_Text(text, 100);
+  const std::string cut = Cut_Body(text, 100);
   EXPECT_LE(cut.size(), 100U);
   const size_t kept = cut.find('\n');
   EXPECT_EQ(cut.substr(0, kept), std::string(kept, 'x'));
@@ -38,19 +38,19 @@ TEST(CutText, CutsNoCharacterInTwo) {
   std::string text;
   for (int i = 0; i < 100; ++i) text += "\xE2\x82\xAC";
   for (size_t most = 40; most < 60; ++most) {
-    const std::string cut = Cut_Text(text, most);
+    const std::string cut = Cut_Body(text, most);
     EXPECT_EQ(cut.find('\n') % 3, 0U) << most;
     EXPECT_LE(cut.size(), most);
   }
 }
 
 TEST(CutText, StandsALimitThatHoldsNotEvenTheNote) {
-  EXPECT_EQ(Cut_Text("12345", 3), "\n[5 more bytes are left out]\n");
+  EXPECT_EQ(Cut_Body("12345", 3), "\n[5 more bytes are left out]\n");
 }
 
 TEST(CutText, StandsBytesThatAreNoCharacters) {
   const std::string text(1000, '\x80');
-  EXPECT_EQ(Cut_Text(text, 100), "\n[1000 more bytes are left out]\n");
+  EXPECT_EQ(Cut_Body(text, 100), "\n[1000 more bytes are left out]\n");
 }
 
 TEST(MailtoAddress, HoldsAddressesSubjectAndBody) {
