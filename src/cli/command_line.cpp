@@ -79,7 +79,7 @@ class CommandLineRun {
                                           .ExeName = "history-quotes-cli",
                                           .Version = HQ_VERSION,
                                           .Folder = program_folder_},
-                         Look_At_Machine}) {}
+                         Look_At_Machine, environment.WatchesCrashes}) {}
 
   int Run() {
     Load_Format(trap_, state_.Formats, state_.Settings);

@@ -20,7 +20,8 @@ struct CommandLineEnvironment {
   const Clock& Time;
   Files& FileSystem;
   MailSender& Mail;
-  std::string ProgramFolder;  // used unless the arguments name another
+  std::string ProgramFolder;    // used unless the arguments name another
+  bool WatchesCrashes = false;  // leaves a record of a crash of the process
 };
 
 namespace exit_code {

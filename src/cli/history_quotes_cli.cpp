@@ -13,9 +13,9 @@ int main(int argc, char** argv) {
     const hq::SystemClock clock;
     hq::SystemFiles files;
     hq::SystemMail mail;
-    const int code = hq::Command_Line(
-        {argv + 1, argv + argc},
-        {std::cout, std::cerr, hq::Error_Terminal_Width(), loop, clock, files, mail, hq::Program_Folder()});
+    const int code =
+        hq::Command_Line({argv + 1, argv + argc}, {std::cout, std::cerr, hq::Error_Terminal_Width(), loop,
+                                                   clock, files, mail, hq::Program_Folder(), true});
     // Nothing that still works is waited for; every file is closed or gone.
     if (code == hq::exit_code::InterruptedByUser) std::_Exit(code);
     return code;

@@ -37,7 +37,7 @@ void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, st
     if (options_.TraceOff) return;
   }
   if (options_.Timing) timing_ = Elapsed();
-  Wait_While_Paused();
+  Wait_While_Paused(module);
   if (depth_ >= DeepestLevel) throw RunTimeError(InternalError, TooDeep);
   ++depth_;
   if (levels_.size() < static_cast<size_t>(depth_)) levels_.emplace_back();
@@ -69,7 +69,7 @@ void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, st
 
 void modFailSafe::fsPOP(std::string_view module, std::string_view procedure, std::string_view /*text*/) {
   if (options_.TraceOff) return;
-  Wait_While_Paused();
+  Wait_While_Paused(module);
   if (!started_) return Complain(module, procedure, NotStarted);
   if (depth_ == 0) return Complain(module, procedure, ExitWithoutEntry);
   const Level& level = levels_[static_cast<size_t>(depth_) - 1];
@@ -149,7 +149,8 @@ void modFailSafe::Start() {
   if (Read_Options) options_ = Read_Options();
 }
 
-void modFailSafe::Wait_While_Paused() {
+void modFailSafe::Wait_While_Paused(std::string_view module) {
+  if (module == DialogModule) return;
   while (paused_ && loop_ != nullptr) {
     loop_->DoEvents();
     if (paused_) loop_->Sleep(std::chrono::milliseconds(10));

@@ -68,6 +68,8 @@ struct TraceRecord {
 class modFailSafe {
  public:
   static constexpr std::int32_t DeepestLevel = 1000;
+  // The error dialog's own module. Its hooks never wait: the pause lasts as long as the dialog is used.
+  static constexpr std::string_view DialogModule = "frmFAILSAFE.frm";
 
   // loop: run while the trap is paused; when it is null the hooks never wait. reporter: told of trapped
   // errors; may be null, then every choice is Continue. Both must outlive the trap.
@@ -92,7 +94,7 @@ class modFailSafe {
   // Records an error of a procedure and asks the reporter; the trap is paused meanwhile. Returns the choice.
   int fsERROR(std::string_view module, std::string_view procedure, const RunTimeError& error);
 
-  // While paused both hooks wait, running the message loop.
+  // While paused both hooks wait, running the message loop; those of DialogModule do not.
   void Pause(bool paused) { paused_ = paused; }
 
   void Set_Reporter(ErrorReporter* reporter) { reporter_ = reporter; }
@@ -123,7 +125,7 @@ class modFailSafe {
   };
 
   void Start();
-  void Wait_While_Paused();
+  void Wait_While_Paused(std::string_view module);
   void Complain(std::string_view module, std::string_view procedure, const char* text);
   int Tell(TrappedError error);
 

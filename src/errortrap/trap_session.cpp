@@ -82,7 +82,8 @@ TraceOptions TrapSession::Start() {
     if (plain || circular) {
       trace_ = std::make_unique<TraceLog>(TraceLog::Options{.Name = parts_.Application.ExeName,
                                                             .DecimalSeparator = Decimal_Separator(),
-                                                            .Load = [this] { return Load(); }},
+                                                            .Load = [this] { return Load(); },
+                                                            .On_Failure = {}},
                                           std::move(plain), std::move(circular));
       trace_->Start(Source() + " <" + System_Date_Text(parts_.Time.Today()) + ", " +
                     System_Time_Text(parts_.Time.Time_Of_Day()) + ">");

@@ -38,6 +38,7 @@ struct ProgramParts {
   std::string SymbolSearchAddress = {};
   std::string QuotesNote = {};  // what the user must know about the quotes, empty for nothing
   std::string Version = {};
+  bool WatchesCrashes = false;  // leaves a record of a crash of the process
   int MajorVersion = 0;
   int MinorVersion = 0;
 };
@@ -71,8 +72,10 @@ class global {
   SavedChoices Saved;
 
  private:
+  [[nodiscard]] static ErrorDialogParts Error_Dialog_Parts();
+
   QtMessageBoxes boxes_;
-  QtErrorDialog error_dialog_;
+  QtErrorDialog error_dialog_{Trap, Error_Dialog_Parts()};
 
   template <class Form, class... Arguments>
   Form& Loaded(std::unique_ptr<Form>& form, Arguments&&... arguments);
