@@ -35,6 +35,7 @@ struct ProgramParts {
   std::string QuotesNote = {};  // what the user must know about the quotes, empty for nothing
   int MajorVersion = 0;
   int MinorVersion = 0;
+  MessageBoxes* Boxes = nullptr;  // in place of the message boxes of the desktop; null for those
 };
 
 // The window program: its shared state, its windows, its start and its end. Made after the application
@@ -59,7 +60,7 @@ class global {
 
   ProgramParts Parts;
   QtMessageLoop Loop;
-  MessageBoxes& Boxes = boxes_;
+  MessageBoxes& Boxes = Parts.Boxes != nullptr ? *Parts.Boxes : boxes_;
   modFailSafe Trap{&Loop};
   SharedState State;
   SavedChoices Saved;
