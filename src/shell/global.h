@@ -41,6 +41,7 @@ struct ProgramParts {
   bool WatchesCrashes = false;  // leaves a record of a crash of the process
   int MajorVersion = 0;
   int MinorVersion = 0;
+  MessageBoxes* Boxes = nullptr;  // in place of the message boxes of the desktop; null for those
 };
 
 // The window program: its shared state, its windows, its start and its end. Made after the application
@@ -65,7 +66,7 @@ class global {
 
   ProgramParts Parts;
   QtMessageLoop Loop;
-  MessageBoxes& Boxes = boxes_;
+  MessageBoxes& Boxes = Parts.Boxes != nullptr ? *Parts.Boxes : boxes_;
   modFailSafe Trap{&Loop};
   TrapSession Session;
   SharedState State;
