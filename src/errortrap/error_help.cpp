@@ -1,7 +1,7 @@
 #include "errortrap/error_help.h"
 
+#include <QDialog>
 #include <QScreen>
-#include <QShortcut>
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
@@ -14,7 +14,8 @@ namespace hq {
 
 QWidget* Show_Error_Help(QWidget* owner) {
   Init_Help();
-  auto* window = new QWidget(owner, Qt::Window | (owner->windowFlags() & Qt::WindowStaysOnTopHint));
+  // A dialog, so that Escape closes it.
+  auto* window = new QDialog(owner, Qt::Window | (owner->windowFlags() & Qt::WindowStaysOnTopHint));
   window->setObjectName("error_help");
   window->setAttribute(Qt::WA_QuitOnClose, false);
   window->setWindowTitle("Help on the error dialog");
@@ -28,7 +29,6 @@ QWidget* Show_Error_Help(QWidget* owner) {
   const QFontMetrics font = window->fontMetrics();
   window->resize(QSize(90 * font.averageCharWidth(), 34 * font.lineSpacing())
                      .boundedTo(window->screen()->availableSize() * 9 / 10));
-  QObject::connect(new QShortcut(Qt::Key_Escape, window), &QShortcut::activated, window, &QWidget::close);
   window->show();
   text->setFocus();
   return window;

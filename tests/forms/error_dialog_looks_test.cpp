@@ -125,8 +125,9 @@ class ErrorDialogLooksTest : public QObject {
     QtErrorDialog dialog(Trap_, Parts_);
     FormUse use([&](QDialog& form) {
       for (int i = 1; i <= 6; ++i) {
-        dialog.Further_Error(i, "Path/File access error in Sub Combo1_KeyDown, and a reason that takes more "
-                                "than a line of the dialog's width to tell what went wrong");
+        dialog.Further_Error(i,
+                             "Path/File access error in Sub Combo1_KeyDown, and a reason that takes more "
+                             "than a line of the dialog's width to tell what went wrong");
         Settle();
         Expect_Nothing_Cut_Off(form);
         Expect_No_Overlap(form);
@@ -189,7 +190,11 @@ class ErrorDialogLooksTest : public QObject {
       const QImage picture = form.grab().toImage();
       for (const char* name : {"lblMessage", "errText", "txtInformation", "nsCtrlContinue", "ErrType"}) {
         const QWidget* widget = Control(form, name);
-        const QRect place(widget->mapTo(&form, QPoint()), widget->size());
+        const qreal scale = picture.devicePixelRatio();
+        const QRect place =
+            QRectF(QPointF(widget->mapTo(&form, QPoint())) * scale, QSizeF(widget->size()) * scale)
+                .toRect()
+                .intersected(picture.rect());
         int darkest = 255;
         int lightest = 0;
         for (int y = place.top(); y <= place.bottom(); ++y) {

@@ -449,7 +449,7 @@ class ErrorDialogTest : public QObject {
     Ask([](QDialog& form) {
       Press(Qt::Key_A, Qt::AltModifier);
       QTRY_COMPARE(Text_Of(form, "txtOutcome"),
-               QString("The report could not be mailed. File not found\nthe report: gone"));
+                   QString("The report could not be mailed. File not found\nthe report: gone"));
     });
   }
 
@@ -472,11 +472,11 @@ class ErrorDialogTest : public QObject {
     Ask([](QDialog& form) {
       Press(Qt::Key_Y, Qt::AltModifier);
       QTRY_COMPARE(QApplication::clipboard()->text(),
-               Text_Of(form, "lblMessage") + "\n" + Text_Of(form, "errText") + "\n");
+                   Text_Of(form, "lblMessage") + "\n" + Text_Of(form, "errText") + "\n");
       Pick_Page(form, 1);
       Press(Qt::Key_Y, Qt::AltModifier);
       QTRY_COMPARE(QApplication::clipboard()->text(),
-               QString(" 1 : global.bas : Sub Main : \n 2 :  frmmain1.frm : Sub Form_Unload : \n"));
+                   QString(" 1 : global.bas : Sub Main : \n 2 :  frmmain1.frm : Sub Form_Unload : \n"));
     });
   }
 
@@ -801,8 +801,6 @@ class ErrorDialogTest : public QObject {
   }
 
   void ClosingTheOnlyWindowDoesNotEndTheProgram() {
-    bool quit = false;
-    connect(qApp, &QCoreApplication::aboutToQuit, this, [&] { quit = true; });
     bool went_on = false;
     QTimer::singleShot(0, this, [&] {
       Ask([](QDialog&) {});
@@ -837,7 +835,7 @@ class ErrorDialogTest : public QObject {
       Press(Qt::Key_H, Qt::AltModifier);
       QWidget* help = nullptr;
       QTRY_VERIFY((help = form.findChild<QWidget*>("error_help")) != nullptr);
-      QVERIFY(QTest::qWaitForWindowActive(help));
+      QTRY_COMPARE(QGuiApplication::focusWindow(), help->windowHandle());
       const auto* text = help->findChild<QTextBrowser*>();
       QVERIFY(text->toPlainText().startsWith("The error dialog"));
       for (const char* word :
@@ -849,16 +847,16 @@ class ErrorDialogTest : public QObject {
       QTRY_VERIFY(text->verticalScrollBar()->value() > 0);
       // Asked for again it is the same window.
       form.activateWindow();
-      QVERIFY(QTest::qWaitForWindowActive(&form));
+      QTRY_COMPARE(QGuiApplication::focusWindow(), form.windowHandle());
       Press(Qt::Key_F1);
       QCOMPARE(form.findChildren<QWidget*>("error_help").size(), 1);
-      QVERIFY(QTest::qWaitForWindowActive(help));
+      QTRY_COMPARE(QGuiApplication::focusWindow(), help->windowHandle());
       // Escape closes the help, not the dialog.
       Press(Qt::Key_Escape);
       QTRY_VERIFY(!help->isVisible());
       QVERIFY(form.isVisible());
       form.activateWindow();
-      QVERIFY(QTest::qWaitForWindowActive(&form));
+      QTRY_COMPARE(QGuiApplication::focusWindow(), form.windowHandle());
       Press(Qt::Key_F1);
       QVERIFY(help->isVisible());
     });
