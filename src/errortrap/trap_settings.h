@@ -21,25 +21,25 @@ inline constexpr const char* TrapSettingsFileName = "FSCLIENT.INI";
 
 // What FSCLIENT.INI sets, each with its default.
 struct TrapSettings {
-  bool CircularLog = false;
   std::string CircularFileName = "circ0001.log";  // in the program folder
-  std::size_t RecordSize = 512;                   // characters of one record, 64 to 65536
+  std::size_t RecordSize = 512;                   // bytes of one record, 64 to 65536
   std::size_t MaxRecords = 100;                   // 2 to 1000000
-  bool ForceSystemInfo = false;
+  std::string LogFile = "error.log";              // a name without a separator is in the program folder
   std::string EmailAddress;
-  bool WriteToDisk = false;
-  bool CaptureToDisk = false;
-  std::string LogFile = "error.log";  // a name without a separator is in the program folder
-  bool SilentRun = false;
-  DisplayMode Display = DisplayMode::Whole;
-  bool IncludeResources = true;
-  bool IncludeMemory = true;
-  bool IncludeArguments = true;
-  bool IncludeUser = true;
   std::string DefectDatabase;
   std::string DefectAddress;
   std::string DefectProject;
   std::string DefectAssignedTo;
+  DisplayMode Display = DisplayMode::Whole;
+  bool CircularLog = false;
+  bool ForceSystemInfo = false;
+  bool WriteToDisk = false;
+  bool CaptureToDisk = false;
+  bool SilentRun = false;
+  bool IncludeResources = true;
+  bool IncludeMemory = true;
+  bool IncludeArguments = true;
+  bool IncludeUser = true;
   bool AttachLog = true;
 };
 
