@@ -174,6 +174,7 @@ void Program::Make() {
   parts.ProgramFolder = Home.Path();
   parts.RequestTemplate = RequestTemplate;
   parts.SymbolSearchAddress = "http://quotes.test/home/misc/symbol_search.asp";
+  parts.Boxes = No_Desktop_Boxes;
   parts.MajorVersion = 1;
   parts.MinorVersion = 7;
   Global = std::make_unique<global>(std::move(parts));

@@ -74,11 +74,15 @@ class FakeLoop final : public MessageLoop {
 
 class FakeClock final : public Clock {
  public:
-  [[nodiscard]] Date Today() const override { return Day; }
+  [[nodiscard]] Date Today() const override {
+    if (TodayError != 0) throw RunTimeError(TodayError);
+    return Day;
+  }
   [[nodiscard]] std::chrono::seconds Time_Of_Day() const override { return Time; }
 
   Date Day = std::chrono::year(2003) / 3 / 14;
   std::chrono::seconds Time = std::chrono::hours(10);
+  int TodayError = 0;  // raised by Today unless 0
 };
 
 // Keeps what is to be mailed; nothing leaves the machine.
