@@ -117,7 +117,8 @@ TEST(DefectReport, HasOneKeyForEqualErrorsOnly) {
 
 TEST(DefectReport, TellsTheUsersTextWhenItIsToBeIncluded) {
   TrapSettings settings;
-  EXPECT_THAT(Defect_Report({}, {}, settings, {}, "my words"), HasSubstr("\nDESCRIPTION: The user said:\n   my words\n"));
+  EXPECT_THAT(Defect_Report({}, {}, settings, {}, "my words"),
+              HasSubstr("\nDESCRIPTION: The user said:\n   my words\n"));
   EXPECT_THAT(Defect_Report({}, {}, settings, {}, ""), Not(HasSubstr("said")));
   settings.IncludeUser = false;
   EXPECT_THAT(Defect_Report({}, {}, settings, {}, "my words"), Not(HasSubstr("my words")));
