@@ -54,6 +54,12 @@ bool Wildcard_Finds(const std::string& text) {
 
 }  // namespace
 
+std::string Temporary_Folder() {
+  std::error_code error;
+  const fs::path folder = fs::temp_directory_path(error);
+  return error ? std::string(".") : folder.string();
+}
+
 void SystemFiles::Copy(const std::string& from, const std::string& to) {
   const std::string bytes = Read(from);
   const std::unique_ptr<OutputFile> copy = Open_For_Output(to);

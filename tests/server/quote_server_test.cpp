@@ -289,7 +289,7 @@ TEST_F(QuoteServerTest, AnswersManyClientsAtOnce) {
 
 TEST(QuoteServer, PassesTheRequestToItsSource) {
   const auto source = std::make_shared<FixedSource>(
-      BarTable{{{Date(2003, 3, 10), At(9, 30), 1, 2, 0.5, 1.5, 7}}, std::nullopt});
+      BarTable{{{Date(2003, 3, 10), At(9, 30), 1, 2, 0.5, 1.5, 7}}, std::nullopt, {}});
   QuoteServer server{source};
   const int port = server.Start();
   EXPECT_EQ(Get(port, "/quotes?Interval=30&Symbol=brk.b&Date=031103").Body, "030310,0930,1,2,0.5,1.5,7\n");
