@@ -37,17 +37,20 @@ void Check_Bars(const SourceProfile& profile, const UpstreamRequest& request, co
   }
   Check_Text(bars.Remark);
   if (bars.Next) {
-    Require(bars.Next->Page == request.Page + 1 && bars.Next->Url != request.Url, "the next page is another one");
+    Require(bars.Next->Page == request.Page + 1 && bars.Next->Url != request.Url,
+            "the next page is another one");
     Check_Text(bars.Next->Shown_Url());
   }
   const SourceFeed& feed = profile.Feeds[request.Feed];
   for (const int interval : feed.Serves) {
     const Answer answer = Answer_From_Feed(
-        {complete, feed.Minutes, bars.Market_Zone.Local(now), bars.Us_Sessions, profile.Title}, {"FUZZ", interval, {}, 5});
+        {complete, feed.Minutes, bars.Market_Zone.Local(now), bars.Us_Sessions, profile.Title},
+        {"FUZZ", interval, {}, 5});
     const auto* const table = std::get_if<BarTable>(&answer);
     if (table == nullptr || table->Bars.empty()) continue;
     Require(table->Bars.front().Start == session_open, "an answer begins at 09:30");
-    Require(Quote_Text(*table).find_first_not_of("0123456789.,-\n") == std::string::npos, "quotes are plain numbers");
+    Require(Quote_Text(*table).find_first_not_of("0123456789.,-\n") == std::string::npos,
+            "quotes are plain numbers");
   }
 }
 
@@ -56,7 +59,9 @@ void Check_Answers(const SourceProfile& profile, std::string_view body) {
   for (const SourceKey& each : profile.Keys) keys[each.Name] = key;
   for (std::size_t feed = 0; feed < profile.Feeds.size(); ++feed) {
     for (const auto& [adjustment, word] : profile.Feeds[feed].Adjustments) {
-      const UpstreamWish wish{"FUZZ", profile.Feeds[feed].Serves.front(), adjustment,
+      const UpstreamWish wish{"FUZZ",
+                              profile.Feeds[feed].Serves.front(),
+                              adjustment,
                               {Day{2026y / November / 17}, Day{2026y / November / 20}}};
       const auto made = Make_Requests(profile, wish, keys, "history-quotes/fuzz", now);
       if (const auto* trouble = std::get_if<Trouble>(&made)) {
@@ -68,10 +73,12 @@ void Check_Answers(const SourceProfile& profile, std::string_view body) {
       request.Feed = feed;
       request.Adjusted = adjustment;
       for (const int status : {200, 429}) {
-        const auto answer = Read_Answer(profile, request, {status, {{"Retry-After", std::string{body}}}, body}, now);
+        const auto answer =
+            Read_Answer(profile, request, {status, {{"Retry-After", std::string{body}}}, body}, now);
         if (const auto* trouble = std::get_if<Trouble>(&answer)) {
           Check_Text(trouble->Reason);
-          Require(!trouble->Wait || (trouble->Wait->count() >= 0 && *trouble->Wait <= days{31}), "a wait is sane");
+          Require(!trouble->Wait || (trouble->Wait->count() >= 0 && *trouble->Wait <= days{31}),
+                  "a wait is sane");
         } else {
           Check_Bars(profile, request, std::get<UpstreamBars>(answer));
         }
@@ -82,8 +89,8 @@ void Check_Answers(const SourceProfile& profile, std::string_view body) {
 
 }  // namespace
 
-// The input is a profile's text, and behind a NUL an answer to it. A text without a NUL is an answer for a profile
-// of this target's own.
+// The input is a profile's text, and behind a NUL an answer to it. A text without a NUL is an answer for a
+// profile of this target's own.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view input{reinterpret_cast<const char*>(data), size};
   const auto middle = input.find('\0');

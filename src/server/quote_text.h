@@ -7,10 +7,10 @@
 
 namespace hq::server {
 
-// The answer text of a table: a line "Source: ..." when the table tells its source, which never holds ",0930,",
-// and for each bar a line YYMMDD,HHMM,open,high,low,close,volume, ended by a line
-// feed. Prices are plain decimals with a point, never in exponent form; without a fixed number of decimals
-// they have the fewest digits that read back as the same number.
+// The answer text of a table: a line "Source: ..." when the table tells its source, which never holds
+// ",0930,", and for each bar a line YYMMDD,HHMM,open,high,low,close,volume, ended by a line feed. Prices are
+// plain decimals with a point, never in exponent form; without a fixed number of decimals they have the
+// fewest digits that read back as the same number.
 [[nodiscard]] std::string Quote_Text(const BarTable& table);
 
 // Makes `text` fit for a one-line answer: control characters and characters outside ASCII become "?", the

@@ -434,7 +434,8 @@ class RowTaker {
     row.Quote.Date = time->Date;
     row.Quote.Start = is_daily ? session_open : time->Time;
     if (is_daily) return true;
-    if (us_sessions_ && (time->Time < session_open || time->Time >= Session_Of(time->Date).Close)) return false;
+    if (us_sessions_ && (time->Time < session_open || time->Time >= Session_Of(time->Date).Close))
+      return false;
     const seconds step = minutes{std::gcd(feed_->Minutes, 30)};
     if (time->Time % step == seconds{0}) return true;
     ++off_grid_;

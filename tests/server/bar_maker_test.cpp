@@ -30,7 +30,8 @@ std::vector<Bar> Session(Day date, int length, double price = 100) {
 const Day thursday = Date(2026, 11, 19);
 const Day friday = Date(2026, 11, 20);
 
-FeedBars Feed(const std::vector<Bar>& bars, int length, ExchangeTime until = {Date(2026, 11, 21), seconds{0}}) {
+FeedBars Feed(const std::vector<Bar>& bars, int length,
+              ExchangeTime until = {Date(2026, 11, 21), seconds{0}}) {
   return {bars, length, until, true, "Good Quotes"};
 }
 
@@ -42,7 +43,9 @@ std::vector<seconds> Starts(const std::vector<Bar>& bars) {
 
 TEST(BarMaker, TenTwentyThirtyAndSixtyMinutesBeginAtTheOpen) {
   const auto bars = Session(friday, 5);
-  const auto answer = [&](int interval) { return Bars_Of(Answer_From_Feed(Feed(bars, 5), {"X", interval, {}, 1})); };
+  const auto answer = [&](int interval) {
+    return Bars_Of(Answer_From_Feed(Feed(bars, 5), {"X", interval, {}, 1}));
+  };
   EXPECT_THAT(answer(5), SizeIs(78));
   EXPECT_THAT(answer(10), SizeIs(39));
   EXPECT_THAT(answer(30), SizeIs(13));
@@ -51,7 +54,8 @@ TEST(BarMaker, TenTwentyThirtyAndSixtyMinutesBeginAtTheOpen) {
   EXPECT_EQ(twenty.front(), (Bar{friday, At(9, 30), 100, 104, 99, 103.5, 40}));
   EXPECT_EQ(twenty.back().Start, At(15, 50));
   EXPECT_EQ(twenty.back().Volume, 20);
-  EXPECT_THAT(Starts(answer(60)), ElementsAre(At(9, 30), At(10, 30), At(11, 30), At(12, 30), At(13, 30), At(14, 30), At(15, 30)));
+  EXPECT_THAT(Starts(answer(60)),
+              ElementsAre(At(9, 30), At(10, 30), At(11, 30), At(12, 30), At(13, 30), At(14, 30), At(15, 30)));
 }
 
 TEST(BarMaker, AHalfDayEndsAtOne) {
@@ -114,7 +118,8 @@ TEST(BarMaker, EarlierSessionsAreTakenBeforeTheDayAskedFor) {
 TEST(BarMaker, ExchangesThatOpenAtNineKeepTheirTimes) {
   std::vector<Bar> bars;
   for (const Day date : {thursday, friday}) {
-    for (seconds start = At(9, 0); start < At(17, 30); start += minutes{5}) bars.push_back(At_Price(date, start, 50));
+    for (seconds start = At(9, 0); start < At(17, 30); start += minutes{5})
+      bars.push_back(At_Price(date, start, 50));
   }
   FeedBars feed = Feed(bars, 5);
   feed.Us_Sessions = false;
@@ -132,7 +137,8 @@ TEST(BarMaker, BarsThatDontFitAreRefusedWithTheReason) {
     EXPECT_EQ(failure.Kind, FailureKind::Unsuitable);
     return failure.Reason;
   };
-  EXPECT_THAT(refusal(Session(friday, 5), 5, 1), HasSubstr("Good Quotes holds 5-minute bars, which are longer"));
+  EXPECT_THAT(refusal(Session(friday, 5), 5, 1),
+              HasSubstr("Good Quotes holds 5-minute bars, which are longer"));
   EXPECT_THAT(refusal(Session(friday, 5), 5, daily_interval), HasSubstr("Good Quotes has no daily bars"));
   EXPECT_THAT(refusal(Session(friday, 15), 15, 20), HasSubstr("can't be put together to 20-minute bars"));
   std::vector<Bar> hours_on_the_hour;
@@ -142,9 +148,11 @@ TEST(BarMaker, BarsThatDontFitAreRefusedWithTheReason) {
 
 TEST(BarMaker, DailyBarsAreCompleteAfterTheClose) {
   const std::vector<Bar> bars = {At_Price(thursday, session_open, 50), At_Price(friday, session_open, 51)};
-  EXPECT_THAT(Bars_Of(Answer_From_Feed(Feed(bars, daily_interval, {friday, At(15, 59)}), {"X", daily_interval, {}, 5})),
+  EXPECT_THAT(Bars_Of(Answer_From_Feed(Feed(bars, daily_interval, {friday, At(15, 59)}),
+                                       {"X", daily_interval, {}, 5})),
               ElementsAre(bars[0]));
-  EXPECT_THAT(Bars_Of(Answer_From_Feed(Feed(bars, daily_interval, {friday, At(16, 0)}), {"X", daily_interval, {}, 5})),
+  EXPECT_THAT(Bars_Of(Answer_From_Feed(Feed(bars, daily_interval, {friday, At(16, 0)}),
+                                       {"X", daily_interval, {}, 5})),
               ElementsAre(bars[0], bars[1]));
 }
 
@@ -158,7 +166,8 @@ TEST(BarMaker, TheDaysWantedHoldTheSessionsAndTheOneBefore) {
     const DayRange days = Days_Wanted({"X", interval, {}, sessions}, friday);
     EXPECT_EQ(days.Last, friday);
     int count = 0;
-    for (Day date = days.First; date <= days.Last; date += std::chrono::days{1}) count += Is_Session(date) ? 1 : 0;
+    for (Day date = days.First; date <= days.Last; date += std::chrono::days{1})
+      count += Is_Session(date) ? 1 : 0;
     EXPECT_GE(count, sessions + 2);
     EXPECT_LE(count, sessions + 5);
   }

@@ -26,12 +26,14 @@ TEST(JsonTree, ValuesAreFoundByNamesAndPlaces) {
   EXPECT_EQ(tree.Kind(tree.Find(JsonTree::Root, {"a", 2U, 1U}).value()), JsonKind::Null);
   EXPECT_EQ(Text_At(tree, {"d", "e"}), "2");
   EXPECT_EQ(tree.Find(JsonTree::Root, {}), JsonTree::Root);
-  for (const Path& path : {Path{"x"}, Path{"a", 3U}, Path{"a", "b"}, Path{"d", 0U}, Path{"d", "e", "f"}, Path{0U}})
+  for (const Path& path :
+       {Path{"x"}, Path{"a", 3U}, Path{"a", "b"}, Path{"d", 0U}, Path{"d", "e", "f"}, Path{0U}})
     EXPECT_FALSE(tree.Find(JsonTree::Root, path));
 }
 
 TEST(JsonTree, NumbersKeepTheirDigits) {
-  const JsonTree tree = Tree(R"([9999.990, 1.0E3, -0.5, 12345678901234567890, 123456789012345678901234567890, -7])");
+  const JsonTree tree =
+      Tree(R"([9999.990, 1.0E3, -0.5, 12345678901234567890, 123456789012345678901234567890, -7])");
   EXPECT_EQ(Text_At(tree, {0U}), "9999.990");
   EXPECT_EQ(Text_At(tree, {1U}), "1.0E3");
   EXPECT_EQ(Text_At(tree, {2U}), "-0.5");
@@ -69,7 +71,8 @@ TEST(JsonTree, DeepNestingDoesNoHarm) {
 }
 
 TEST(JsonTree, WhatIsNoJsonTellsWhereItStops) {
-  for (const auto* text : {"", "{", "[1,]", "{\"a\":1} x", "NaN", "[1e400]", "\"\xFF\"", "'a'", "[01]", "{a:1}"})
+  for (const auto* text :
+       {"", "{", "[1,]", "{\"a\":1} x", "NaN", "[1e400]", "\"\xFF\"", "'a'", "[01]", "{a:1}"})
     EXPECT_TRUE(std::holds_alternative<JsonError>(JsonTree::Read(text))) << text;
   EXPECT_EQ(std::get<JsonError>(JsonTree::Read("{\"a\":1} x")).Position, 9U);
 }

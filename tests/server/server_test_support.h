@@ -71,7 +71,7 @@ class TemporaryFolder {
   TemporaryFolder() {
     const auto* test = testing::UnitTest::GetInstance()->current_test_info();
     std::string name = std::string{"quotes-"} + test->test_suite_name() + "-" + test->name() + "-" +
-                             std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
+                       std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
     // Tests with parameters have it in their names.
     std::ranges::replace(name, '/', '-');
     path_ = std::filesystem::temp_directory_path() / name;
