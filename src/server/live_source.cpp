@@ -48,28 +48,8 @@ Moment Seconds_Of(PacingTime time) {
   return floor<seconds>(time);
 }
 
-void Append_Two_Digits(std::string& text, std::int64_t number) {
-  text += static_cast<char>('0' + number / 10 % 10);
-  text += static_cast<char>('0' + number % 10);
-}
-
 std::string Date_Text(Day day) {
-  const year_month_day date{day};
-  std::string text = std::to_string(static_cast<int>(date.year())) + "-";
-  Append_Two_Digits(text, static_cast<unsigned>(date.month()));
-  text += '-';
-  Append_Two_Digits(text, static_cast<unsigned>(date.day()));
-  return text;
-}
-
-// In New York time, as all times that the server tells.
-std::string Time_Text(Moment moment) {
-  const ExchangeTime local = New_York_Time(moment);
-  std::string text = Date_Text(local.Date) + " ";
-  Append_Two_Digits(text, local.Time / 1h);
-  text += ':';
-  Append_Two_Digits(text, local.Time / 1min % 60);
-  return text;
+  return New_York_Text(sys_days{day} + 12h).substr(0, 10);
 }
 
 std::string Without_Stop(std::string text) {
@@ -98,6 +78,10 @@ std::vector<RateLimit> Limits_Of(const SourcePacing& pacing) {
     limits.push_back({pacing.Calls_A_Day, 24h, midnight});
   }
   return limits;
+}
+
+std::string Needs_Key(const SourceProfile& profile, const SourceKey& key) {
+  return profile.Title + " needs a key (" + key.Label + ").";
 }
 
 bool Has_Session(DayRange range) {
@@ -169,10 +153,6 @@ struct LiveSource::Failed {
     const auto* failed = std::get_if<FetchHop>(&Why);
     return failed != nullptr && *failed == hop;
   }
-  [[nodiscard]] std::string_view Name() const {
-    if (const auto* hop = std::get_if<FetchHop>(&Why)) return Hop_Name(*hop);
-    return Trouble_Name(std::get<TroubleKind>(Why));
-  }
 };
 
 // What a fetch brought, kept for those who wait for it.
@@ -232,7 +212,7 @@ void LiveSource::Give_Up(bool on) {
   }
   changed_.notify_all();
   for (const ChainLink& link : chain_) {
-    if (const auto* other = std::get_if<std::shared_ptr<QuoteSource>>(&link)) (*other)->Give_Up(on);
+    if (const auto* other = std::get_if<OtherSource>(&link)) other->Source->Give_Up(on);
   }
 }
 
@@ -284,7 +264,7 @@ Answer LiveSource::Bars(const QuoteRequest& request) {
                                failed.Is(TroubleKind::NothingThere) || failed.Is(TroubleKind::NotServed));
       continue;
     }
-    QuoteSource& other = *std::get<std::shared_ptr<QuoteSource>>(link);
+    QuoteSource& other = *std::get<OtherSource>(link).Source;
     if (!other.Real_Quotes() && !archive_was_asked) {
       archive_was_asked = true;
       if (auto kept = From_Archive_Alone(request, reasons)) return std::move(*kept);
@@ -343,7 +323,7 @@ std::variant<BarTable, LiveSource::Failed> LiveSource::Ask_Service(const LiveSer
     if (const auto* failure = std::get_if<Failure>(&answer))
       return Failed{failure->Reason, TroubleKind::NotServed, {}, false};
     BarTable& table = std::get<BarTable>(answer);
-    table.Source = title + " (fetched " + Time_Text(fetched.Time) + ")";
+    table.Source = title + " (fetched " + New_York_Text(fetched.Time) + ")";
     return std::move(table);
   } catch (const ArchiveError& error) {
     Report_Once("archive", error.what());
@@ -389,8 +369,7 @@ std::optional<LiveSource::Failed> LiveSource::Why_Not_Ask(const Job& job) {
   const SourceProfile& profile = job.Profile();
   const PacingTime now = Now();
   if (const auto missing = Missing_Keys(profile, job.Service->Keys); !missing.empty()) {
-    return Failed{
-        profile.Title + " needs a key (" + missing.front().Label + ").", TroubleKind::KeyRefused, {}, true};
+    return Failed{Needs_Key(profile, missing.front()), TroubleKind::KeyRefused, {}, true};
   }
   {
     const std::lock_guard lock{mutex_};
@@ -591,7 +570,7 @@ std::variant<UpstreamBars, LiveSource::Failed> LiveSource::Get_Page(const Job& j
       if (pace.Wait == 0ms) break;
       const PacingTime until = Now() + pace.Wait;
       if (until + shortest_try > deadline) {
-        return Failed{title + " is out of quota until " + Time_Text(ceil<seconds>(until)) +
+        return Failed{title + " is out of quota until " + New_York_Text(ceil<seconds>(until)) +
                           " New York time: " + Without_Stop(pace.Reason) + ".",
                       TroubleKind::Quota, until, true};
       }
@@ -721,7 +700,7 @@ std::variant<BarTable, LiveSource::Failed> LiveSource::From_Archive(const Job& j
   table->Source = profile.Title;
   if (job.Chosen.Adjusted != options_.Adjusted)
     table->Source.append(", ").append(Adjustment_Name(job.Chosen.Adjusted));
-  table->Source.append(is_new ? " (fetched " : " (archive, fetched ").append(Time_Text(kept.Last_Fetch));
+  table->Source.append(is_new ? " (fetched " : " (archive, fetched ").append(New_York_Text(kept.Last_Fetch));
   if (!remark.empty()) table->Source.append("; ").append(remark);
   table->Source += ')';
   return std::move(*table);
@@ -756,8 +735,8 @@ std::vector<SymbolEntry> LiveSource::Find_Symbols(std::string_view text, std::si
     Report_Once("archive", error.what());
   }
   for (const ChainLink& link : chain_) {
-    if (const auto* other = std::get_if<std::shared_ptr<QuoteSource>>(&link)) {
-      for (SymbolEntry& entry : (*other)->Find_Symbols(text, limit))
+    if (const auto* other = std::get_if<OtherSource>(&link)) {
+      for (SymbolEntry& entry : other->Source->Find_Symbols(text, limit))
         symbols.emplace(std::move(entry.Symbol), std::move(entry.Description));
     }
   }
@@ -776,7 +755,7 @@ std::string LiveSource::Description() const {
     if (const auto* service = std::get_if<LiveService>(&link)) {
       text += service->Profile->Title;
     } else {
-      text += Without_Stop(std::get<std::shared_ptr<QuoteSource>>(link)->Description());
+      text += Without_Stop(std::get<OtherSource>(link).Source->Description());
     }
   }
   return text + ".";
@@ -784,91 +763,208 @@ std::string LiveSource::Description() const {
 
 bool LiveSource::Real_Quotes() const {
   return std::ranges::all_of(chain_, [](const ChainLink& link) {
-    const auto* other = std::get_if<std::shared_ptr<QuoteSource>>(&link);
-    return other == nullptr || (*other)->Real_Quotes();
+    const auto* other = std::get_if<OtherSource>(&link);
+    return other == nullptr || other->Source->Real_Quotes();
   });
 }
 
-std::vector<ServiceStatus> LiveSource::Services() {
-  std::vector<ServiceStatus> list;
+std::vector<SourceStatus> LiveSource::Sources() {
+  std::vector<SourceStatus> list;
   for (const ChainLink& link : chain_) {
-    const auto* service = std::get_if<LiveService>(&link);
-    if (service == nullptr) continue;
-    const SourceProfile& profile = *service->Profile;
-    ServiceStatus status{profile.Name, profile.Title, ServiceState::Ready, {}, {}};
-    if (const auto missing = Missing_Keys(profile, service->Keys); !missing.empty()) {
-      status.State = ServiceState::NeedsKey;
-      status.Reason = profile.Title + " needs a key (" + missing.front().Label + ").";
-      list.push_back(std::move(status));
-      continue;
+    if (const auto* other = std::get_if<OtherSource>(&link)) {
+      list.push_back({other->Name, Without_Stop(other->Source->Description()), SourceState::Ready, {}, {}});
+    } else {
+      list.push_back(Status_Of(std::get<LiveService>(link)));
     }
-    {
-      const std::lock_guard lock{mutex_};
-      const Health& health = health_[profile.Name];
-      if (!health.Key_Reason.empty()) {
-        status.State = ServiceState::KeyRefused;
-        status.Reason = health.Key_Reason;
-      } else if (health.Down_Until > Now()) {
-        status.State = ServiceState::Down;
-        status.Until = health.Down_Until;
-        status.Reason = health.Down_Reason;
-      }
-    }
-    if (status.State == ServiceState::Ready) {
-      try {
-        if (const auto wait = pacing_.Look(profile.Name, Limits_Of(profile.Pacing));
-            wait.Wait > options_.Time_Limit) {
-          status.State = ServiceState::OutOfQuota;
-          status.Until = Now() + wait.Wait;
-          status.Reason = Without_Stop(wait.Reason) + ".";
-        }
-      } catch (const ArchiveError& error) {
-        Report_Once("archive", error.what());
-      }
-    }
-    list.push_back(std::move(status));
   }
   return list;
 }
 
-ServiceTrial LiveSource::Try_Out(std::string_view service_name, const std::string& symbol) {
-  for (const ChainLink& link : chain_) {
-    const auto* service = std::get_if<LiveService>(&link);
-    if (service == nullptr || service->Profile->Name != service_name) continue;
-    const std::string& title = service->Profile->Title;
-    const auto fail = [](const Failed& failed) {
-      return ServiceTrial{false, std::string{failed.Name()}, failed.Reason, 0};
-    };
-    try {
-      std::optional<Failed> not_served;
-      for (const int interval : {daily_interval, 5, 1}) {
-        auto made = Make_Job(*service, {symbol, interval, {}, 5});
-        if (auto* failed = std::get_if<Failed>(&made)) {
-          not_served = std::move(*failed);
-          continue;
-        }
-        const Job& job = std::get<Job>(made);
-        const auto result = Fetch(job, job.Wanted, Now() + options_.Time_Limit);
-        if (const auto* failed = std::get_if<Failed>(&result)) return fail(*failed);
-        const Fetched& fetched = *std::get<std::shared_ptr<const Fetched>>(result);
-        if (fetched.Ended_By) return fail(*fetched.Ended_By);
-        const std::size_t count = fetched.Bars.size();
-        if (count == 0) {
-          return {false, std::string{Trouble_Name(TroubleKind::NothingThere)},
-                  title + " has sent no bars of " + symbol + ".", 0};
-        }
-        return {true,
-                {},
-                title + " works: it has sent " + std::to_string(count) + " bars of " + symbol + ".",
-                count};
-      }
-      return fail(not_served.value_or(Failed{}));
-    } catch (const ArchiveError& error) {
-      return {false, "archive", error.what(), 0};
+SourceStatus LiveSource::Status_Of(const LiveService& service) {
+  const SourceProfile& profile = *service.Profile;
+  SourceStatus status{profile.Name, profile.Title, SourceState::Ready, {}, {}};
+  if (const auto missing = Missing_Keys(profile, service.Keys); !missing.empty()) {
+    status.State = SourceState::NeedsKey;
+    status.Reason = Needs_Key(profile, missing.front());
+    return status;
+  }
+  {
+    const std::lock_guard lock{mutex_};
+    const Health& health = health_[profile.Name];
+    if (!health.Key_Reason.empty()) {
+      status.State = SourceState::KeyRefused;
+      status.Reason = health.Key_Reason;
+      return status;
+    }
+    if (health.Down_Until > Now()) {
+      status.State = SourceState::Down;
+      status.Until = ceil<seconds>(health.Down_Until);
+      status.Reason = health.Down_Reason;
+      return status;
     }
   }
-  return {false, std::string{Trouble_Name(TroubleKind::NotServed)},
-          "There is no source " + std::string{service_name} + " in use.", 0};
+  try {
+    const auto wait = pacing_.Look(profile.Name, Limits_Of(profile.Pacing));
+    if (wait.Wait > options_.Time_Limit) {
+      status.State = SourceState::OutOfQuota;
+      status.Until = ceil<seconds>(Now() + wait.Wait);
+      status.Reason = Without_Stop(wait.Reason) + ".";
+    }
+  } catch (const ArchiveError& error) {
+    Report_Once("archive", error.what());
+  }
+  return status;
+}
+
+SourceTrial LiveSource::Try_Out(std::string_view name, const std::string& symbol) {
+  for (const ChainLink& link : chain_) {
+    if (const auto* other = std::get_if<OtherSource>(&link)) {
+      if (other->Name == name) return Try_Out_Other(*other->Source, symbol);
+    } else if (const auto& service = std::get<LiveService>(link); service.Profile->Name == name) {
+      return Try_Out_Service(service, symbol);
+    }
+  }
+  return {false, "source", "There is no source " + std::string{name} + " in use.",
+          "Choose one of the sources in the list.", 0};
+}
+
+SourceTrial LiveSource::Try_Out_Other(QuoteSource& other, const std::string& symbol) {
+  const Answer answer = other.Bars({symbol, daily_interval, {}, 5});
+  if (const auto* failure = std::get_if<Failure>(&answer)) {
+    return {false, failure->Kind == FailureKind::UnknownSymbol ? "unknown symbol" : "file", failure->Reason,
+            "Look whether there is a file of that symbol's name with daily bars.", 0};
+  }
+  const std::size_t count = std::get<BarTable>(answer).Bars.size();
+  return {true,
+          {},
+          other.Description() + " There are " + std::to_string(count) + " daily bars of " + symbol + ".",
+          {},
+          count};
+}
+
+SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::string& symbol) {
+  const SourceProfile& profile = *service.Profile;
+  if (const auto missing = Missing_Keys(profile, service.Keys); !missing.empty()) {
+    return {false, "missing key", Needs_Key(profile, missing.front()),
+            "Get a key from the service" + (profile.Site.empty() ? "" : " (" + profile.Site + ")") +
+                " and enter it in the settings.",
+            0};
+  }
+  const auto fail = [&](const Failed& failed) {
+    return SourceTrial{false, Failed_Hop(failed), failed.Reason, Next_Step(failed, profile), 0};
+  };
+  try {
+    Failed not_served{profile.Title + " has no bars.", TroubleKind::NotServed, {}, true};
+    for (const int interval : {daily_interval, 5, 1}) {
+      auto made = Make_Job(service, {symbol, interval, {}, 5});
+      if (auto* failed = std::get_if<Failed>(&made)) {
+        not_served = std::move(*failed);
+        continue;
+      }
+      const Job& job = std::get<Job>(made);
+      const auto result = Fetch(job, job.Wanted, Now() + options_.Time_Limit);
+      if (const auto* failed = std::get_if<Failed>(&result)) return fail(*failed);
+      const Fetched& fetched = *std::get<std::shared_ptr<const Fetched>>(result);
+      if (fetched.Ended_By) return fail(*fetched.Ended_By);
+      const std::size_t count = fetched.Bars.size();
+      if (count == 0)
+        return fail(
+            {profile.Title + " has sent no bars of " + symbol + ".", TroubleKind::NothingThere, {}, false});
+      // It has the right key and is there, whatever was thought of it before.
+      const std::lock_guard lock{mutex_};
+      health_[profile.Name] = {};
+      return {true,
+              {},
+              profile.Title + " works: it has sent " + std::to_string(count) + " bars of " + symbol + ".",
+              {},
+              count};
+    }
+    return fail(not_served);
+  } catch (const ArchiveError& error) {
+    return {false, "archive", error.what(),
+            "Look whether the program may write into its folder and whether the disk is full.", 0};
+  }
+}
+
+// What a trial names as the hop that failed.
+std::string LiveSource::Failed_Hop(const Failed& failed) {
+  if (const auto* hop = std::get_if<FetchHop>(&failed.Why)) return std::string{Hop_Name(*hop)};
+  switch (std::get<TroubleKind>(failed.Why)) {
+    case TroubleKind::UnknownSymbol:
+      return "unknown symbol";
+    case TroubleKind::NothingThere:
+      return "nothing there";
+    case TroubleKind::NotServed:
+      return "not served";
+    case TroubleKind::KeyRefused:
+      return "refused key";
+    case TroubleKind::NotAllowed:
+      return "plan";
+    case TroubleKind::Quota:
+    case TroubleKind::Throttled:
+      return "quota";
+    case TroubleKind::ServerDown:
+      return "service down";
+    case TroubleKind::BadRequest:
+      return "refused request";
+    case TroubleKind::FormatChanged:
+      break;
+  }
+  return "changed format";
+}
+
+std::string LiveSource::Next_Step(const Failed& failed, const SourceProfile& profile) {
+  const std::string site = profile.Site.empty() ? "" : " (" + profile.Site + ")";
+  const std::string file = "sources/" + profile.Name + ".json";
+  if (const auto* hop = std::get_if<FetchHop>(&failed.Why)) {
+    switch (*hop) {
+      case FetchHop::Address:
+        return "Look at the address in " + file + ".";
+      case FetchHop::NameLookUp:
+        return "Look whether this computer is on the network, and whether a browser finds the service" +
+               site + ".";
+      case FetchHop::Connection:
+        return "Look whether a firewall stops this program, or try again in a few minutes.";
+      case FetchHop::Proxy:
+        return "Look at the proxy that is set in the environment (HTTPS_PROXY, HTTP_PROXY), or take it away.";
+      case FetchHop::Certificate:
+        return "Somebody between this computer and the service may read along, or this computer's date or "
+               "list "
+               "of certificates is wrong. The key was not sent.";
+      case FetchHop::TimeOut:
+      case FetchHop::BrokenOff:
+        return "Try again in a few minutes; the service or the network is slow.";
+      case FetchHop::TooLarge:
+        return "Look whether the service has changed: it sends more than is asked for.";
+      case FetchHop::Redirect:
+        return "The service has moved, or something on the way asks to log in. The key was not sent there.";
+      case FetchHop::GivenUp:
+        break;
+    }
+    return "Try again.";
+  }
+  switch (std::get<TroubleKind>(failed.Why)) {
+    case TroubleKind::UnknownSymbol:
+    case TroubleKind::NothingThere:
+      return "Try a symbol that is traded a lot, such as MSFT, and look at the symbol's spelling.";
+    case TroubleKind::NotServed:
+      return "Ask another source for this kind of symbol.";
+    case TroubleKind::KeyRefused:
+      return "Copy the key from the service's page" + site + " again; it may have been changed there.";
+    case TroubleKind::NotAllowed:
+      return "Look at what the plan of the key includes" + site + ", or ask another source.";
+    case TroubleKind::Quota:
+    case TroubleKind::Throttled:
+      return failed.Until ? "Wait until " + New_York_Text(ceil<seconds>(*failed.Until)) +
+                                " (New York), or put another source behind this one."
+                          : "Wait a while, or put another source behind this one.";
+    case TroubleKind::ServerDown:
+      return "Try again in a few minutes.";
+    case TroubleKind::BadRequest:
+    case TroubleKind::FormatChanged:
+      break;
+  }
+  return "The service has changed, or something on the way answers for it: look for a newer " + file + ".";
 }
 
 }  // namespace hq::server

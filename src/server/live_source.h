@@ -18,6 +18,7 @@
 #include "server/pacing.h"
 #include "server/quote_source.h"
 #include "server/source_profile.h"
+#include "server/source_status.h"
 #include "server/upstream_answer.h"
 #include "server/upstream_request.h"
 
@@ -29,8 +30,15 @@ struct LiveService {
   KeyTexts Keys;
 };
 
-// One place in a chain: a service, or any other source, which must not be null.
-using ChainLink = std::variant<LiveService, std::shared_ptr<QuoteSource>>;
+// Any other source in a chain, with what it is called in lists.
+struct OtherSource {
+  std::string Name;
+  // Must not be null.
+  std::shared_ptr<QuoteSource> Source;
+};
+
+// One place in a chain.
+using ChainLink = std::variant<LiveService, OtherSource>;
 
 // What a live source works with.
 struct LiveOptions {
@@ -46,30 +54,6 @@ struct LiveOptions {
   PacingClock Clock;
   // Waits for a time; empty for waits that Give_Up ends.
   std::function<void(std::chrono::milliseconds)> Wait;
-};
-
-// Whether a service can be asked.
-enum class ServiceState { Ready, NeedsKey, KeyRefused, OutOfQuota, Down };
-
-// A service as the user is shown it. No text holds a key.
-struct ServiceStatus {
-  std::string Name;
-  std::string Title;
-  ServiceState State = ServiceState::Ready;
-  // When it may be asked again, for OutOfQuota and Down.
-  std::optional<PacingTime> Until;
-  // Why it can't be asked, one sentence; empty when it can.
-  std::string Reason;
-};
-
-// What trying a service out brought.
-struct ServiceTrial {
-  bool Works = false;
-  // What failed: a name as of Hop_Name or Trouble_Name; empty when it works.
-  std::string What_Failed;
-  // One sentence for the trader, without keys.
-  std::string Text;
-  std::size_t Bars = 0;
 };
 
 // A source of real quotes: a chain of services and other sources, in the order in which they are asked, with
@@ -101,11 +85,11 @@ class LiveSource final : public QuoteSource {
   [[nodiscard]] bool Real_Quotes() const override;
   void Give_Up(bool on) override;
 
-  // The services of the chain in their order.
-  [[nodiscard]] std::vector<ServiceStatus> Services();
+  [[nodiscard]] std::vector<SourceStatus> Sources() override;
 
   // Asks a service of the chain for the last days of a symbol, whatever the archive holds, and keeps nothing.
-  [[nodiscard]] ServiceTrial Try_Out(std::string_view service, const std::string& symbol);
+  // Other sources are asked as always.
+  [[nodiscard]] SourceTrial Try_Out(std::string_view service, const std::string& symbol);
 
  private:
   struct Job;
@@ -132,6 +116,11 @@ class LiveSource final : public QuoteSource {
   void Take_Note(const Job& job, DayRange days, const Failed& failed);
   [[nodiscard]] std::variant<BarTable, Failed> From_Archive(const Job& job, std::string_view remark,
                                                             bool is_new);
+  [[nodiscard]] SourceStatus Status_Of(const LiveService& service);
+  [[nodiscard]] SourceTrial Try_Out_Service(const LiveService& service, const std::string& symbol);
+  [[nodiscard]] static SourceTrial Try_Out_Other(QuoteSource& other, const std::string& symbol);
+  [[nodiscard]] static std::string Failed_Hop(const Failed& failed);
+  [[nodiscard]] static std::string Next_Step(const Failed& failed, const SourceProfile& profile);
   [[nodiscard]] std::optional<BarTable> From_Archive_Alone(const QuoteRequest& request,
                                                            const std::vector<std::string>& reasons);
 

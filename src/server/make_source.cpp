@@ -21,21 +21,6 @@ constexpr std::string_view csv_marker = "csv:";
 constexpr auto usual_order =
     std::to_array<std::string_view>({"tiingo", "alpaca", "twelvedata", "polygon", "alphavantage", "eodhd"});
 
-std::vector<std::string> Split_List(std::string_view spec) {
-  // A folder may have commas in its name.
-  std::error_code unknown;
-  if (spec.starts_with(csv_marker) &&
-      std::filesystem::is_directory(std::string{spec.substr(csv_marker.size())}, unknown))
-    return {std::string{spec}};
-  std::vector<std::string> names;
-  for (;;) {
-    const auto comma = std::min(spec.find(','), spec.size());
-    names.emplace_back(spec.substr(0, comma));
-    if (comma == spec.size()) return names;
-    spec.remove_prefix(comma + 1);
-  }
-}
-
 std::unique_ptr<QuoteSource> Make_Csv(std::string_view spec, Reporter reporter) {
   const std::string folder{spec.substr(csv_marker.size())};
   if (folder.empty())
@@ -84,14 +69,18 @@ class Services {
       return std::nullopt;
     }
     KeyTexts keys = Keys_Of(*found, live_.Keys, live_.Variables);
-    if (const auto missing = Missing_Keys(*found, keys); !missing.empty()) {
-      const auto settings = Key_Settings(*found, missing.front());
-      throw std::invalid_argument(found->Title + " needs a key (" + missing.front().Label + "): write " +
-                                  settings.front() + "=... into the section [Keys] of the settings, or set " +
-                                  Key_Variable(settings.front()) + ".");
-    }
     if (!found->Off_Until_Read.empty() && reporter_) reporter_(found->Title + ": " + found->Off_Until_Read);
     return LiveService{std::make_shared<const SourceProfile>(*found), std::move(keys)};
+  }
+
+  // Why a service can't be asked; empty when it has its keys.
+  static std::string Lack(const LiveService& service) {
+    const SourceProfile& profile = *service.Profile;
+    const auto missing = Missing_Keys(profile, service.Keys);
+    if (missing.empty()) return {};
+    const std::string setting = Key_Settings(profile, missing.front()).front();
+    return profile.Title + " needs a key (" + missing.front().Label + "): write " + setting +
+           "=... into the section [Keys] of the settings, or set " + Key_Variable(setting) + ".";
   }
 
  private:
@@ -112,9 +101,24 @@ class Services {
 
 }  // namespace
 
+std::vector<std::string> Split_Source_List(std::string_view spec) {
+  // A folder may have commas in its name.
+  std::error_code unknown;
+  if (spec.starts_with(csv_marker) &&
+      std::filesystem::is_directory(std::string{spec.substr(csv_marker.size())}, unknown))
+    return {std::string{spec}};
+  std::vector<std::string> names;
+  for (;;) {
+    const auto comma = std::min(spec.find(','), spec.size());
+    names.emplace_back(spec.substr(0, comma));
+    if (comma == spec.size()) return names;
+    spec.remove_prefix(comma + 1);
+  }
+}
+
 std::unique_ptr<QuoteSource> Make_Source(std::string_view spec, ExchangeClock clock, Reporter reporter,
                                          const LiveSetUp& live) {
-  const std::vector<std::string> names = Split_List(spec);
+  const std::vector<std::string> names = Split_Source_List(spec);
   if (names.size() == 1 && names[0] == "simulated")
     return std::make_unique<SimulatedSource>(std::move(clock));
   if (names.size() == 1 && names[0].starts_with(csv_marker)) return Make_Csv(names[0], std::move(reporter));
@@ -122,14 +126,17 @@ std::unique_ptr<QuoteSource> Make_Source(std::string_view spec, ExchangeClock cl
   std::vector<ChainLink> chain;
   std::set<std::string> in_chain;
   Services services{live, reporter};
+  std::vector<std::string> lacks;
   const auto add = [&](LiveService service) {
-    if (in_chain.insert(service.Profile->Name).second) chain.emplace_back(std::move(service));
+    if (!in_chain.insert(service.Profile->Name).second) return;
+    if (std::string lack = Services::Lack(service); !lack.empty()) lacks.push_back(std::move(lack));
+    chain.emplace_back(std::move(service));
   };
   for (const std::string& name : names) {
     if (name == "simulated") {
-      chain.emplace_back(std::make_shared<SimulatedSource>(clock));
+      chain.emplace_back(OtherSource{name, std::make_shared<SimulatedSource>(clock)});
     } else if (name.starts_with(csv_marker)) {
-      chain.emplace_back(std::shared_ptr<QuoteSource>{Make_Csv(name, reporter)});
+      chain.emplace_back(OtherSource{name, Make_Csv(name, reporter)});
     } else if (name == "live") {
       for (LiveService& service : services.Ready()) add(std::move(service));
     } else if (auto service = services.Find(name)) {
@@ -141,16 +148,24 @@ std::unique_ptr<QuoteSource> Make_Source(std::string_view spec, ExchangeClock cl
           "the name of a source profile.");
     }
   }
+  if (lacks.size() == chain.size()) throw std::invalid_argument(lacks.front());
+  for (const std::string& lack : lacks) {
+    if (reporter) reporter(lack);
+  }
   LiveOptions options;
+  options.Adjusted = live.Adjusted;
   options.Program = live.Program;
-  CurlFetcherOptions fetching;
-  fetching.User_Agent = live.Program;
+  std::shared_ptr<HttpFetcher> fetcher = live.Fetcher;
+  if (!fetcher) {
+    CurlFetcherOptions fetching;
+    fetching.User_Agent = live.Program;
+    fetcher = std::make_shared<CurlFetcher>(std::move(fetching));
+  }
   // Without services there is nothing to keep.
   auto archive =
       std::make_shared<Archive>(in_chain.empty() ? std::filesystem::path{} : live.Archive, reporter);
-  return std::make_unique<LiveSource>(std::move(chain), std::move(archive),
-                                      std::make_shared<CurlFetcher>(std::move(fetching)), std::move(options),
-                                      std::move(reporter));
+  return std::make_unique<LiveSource>(std::move(chain), std::move(archive), std::move(fetcher),
+                                      std::move(options), std::move(reporter));
 }
 
 }  // namespace hq::server

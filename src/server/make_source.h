@@ -5,11 +5,14 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "server/csv_source.h"
 #include "server/exchange_clock.h"
+#include "server/http_fetch.h"
 #include "server/quote_source.h"
 #include "server/source_keys.h"
+#include "server/source_profile.h"
 
 namespace hq::server {
 
@@ -25,14 +28,23 @@ struct LiveSetUp {
   Environment Variables = Program_Environment;
   // How the program calls itself to services.
   std::string Program = "history-quotes";
+  // Which prices are wanted of services that have several.
+  Adjustment Adjusted = Adjustment::Splits;
+  // How requests are sent; empty for the network.
+  std::shared_ptr<HttpFetcher> Fetcher;
 };
+
+// The names in a list of sources as Make_Source takes it. A folder's name may hold commas where it is the
+// only one named.
+[[nodiscard]] std::vector<std::string> Split_Source_List(std::string_view spec);
 
 // Makes the source that `spec` names, a list of these with commas between them, in the order in which they
 // are asked: "simulated"; "csv:FOLDER" for a folder of the user's own files; the name of a source profile,
 // such as "tiingo", by which a source is also turned on that is off otherwise; "live" for all profiles whose
 // keys are there. The caller owns it. Raises std::invalid_argument with a text for the user when `spec` names
-// something else, when FOLDER is not a folder, or when a profile can't be read or lacks a key. `clock` tells
-// the simulated market its latest session; `reporter` may be empty.
+// something else, when FOLDER is not a folder, when a profile can't be read, or when all sources named lack
+// their keys; of several, one without a key is told to `reporter`, which may be empty. `clock` tells the
+// simulated market its latest session.
 [[nodiscard]] std::unique_ptr<QuoteSource> Make_Source(std::string_view spec,
                                                        ExchangeClock clock = New_York_Now,
                                                        Reporter reporter = {}, const LiveSetUp& live = {});

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "server/bar.h"
+#include "server/source_status.h"
 
 namespace hq::server {
 
@@ -79,6 +80,9 @@ class QuoteSource {
 
   // Whether the quotes were traded on a market.
   [[nodiscard]] virtual bool Real_Quotes() const = 0;
+
+  // The sources that are asked, in their order, with their states; none when there is but this one.
+  [[nodiscard]] virtual std::vector<SourceStatus> Sources() { return {}; }
 
   // While it is on, requests under way and new ones don't wait for anything from outside: they end within a
   // quarter of a second, with what there is.

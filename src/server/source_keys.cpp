@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <system_error>
 
 namespace hq::server {
@@ -57,8 +57,9 @@ std::map<std::string, std::string> Load_Keys(const fs::path& settings_file,
                                              const std::function<void(const std::string& line)>& warn) {
   std::ifstream stream{settings_file, std::ios::binary};
   if (!stream) return {};
-  const std::string text{std::istreambuf_iterator<char>{stream}, {}};
-  std::map<std::string, std::string> keys = Read_Keys(text);
+  std::ostringstream text;
+  text << stream.rdbuf();
+  std::map<std::string, std::string> keys = Read_Keys(text.str());
 #ifndef _WIN32
   std::error_code unknown;
   const auto others = fs::perms::group_read | fs::perms::others_read;

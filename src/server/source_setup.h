@@ -1,0 +1,147 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "server/csv_source.h"
+#include "server/http_fetch.h"
+#include "server/make_source.h"
+#include "server/quote_source.h"
+#include "server/source_keys.h"
+#include "server/source_profile.h"
+#include "server/source_status.h"
+
+namespace hq::server {
+
+// What the user has chosen, as the settings file "server.ini" holds it.
+struct SourceSettings {
+  // [Quotes] Source: the sources in the order in which they are asked, as Make_Source takes them; empty when
+  // nothing was chosen.
+  std::string Source;
+  // [Quotes] Adjustment: splits (also when nothing is said), raw or full.
+  Adjustment Adjusted = Adjustment::Splits;
+  // [Keys], by their names as written.
+  std::map<std::string, std::string> Keys;
+
+  friend bool operator==(const SourceSettings&, const SourceSettings&) = default;
+};
+
+// Reads the two sections; of what is not understood the defaults hold.
+[[nodiscard]] SourceSettings Read_Source_Settings(std::string_view settings_text);
+
+// `settings_text` with the settings in place of what it says of them; everything else stays as it is, remarks
+// in the two sections too. Values lose what follows a line end.
+[[nodiscard]] std::string With_Source_Settings(std::string_view settings_text,
+                                               const SourceSettings& settings);
+
+// Where the program keeps what its sources need.
+struct SourcePlaces {
+  // The file with the sections [Quotes] and [Keys]; it may be missing.
+  std::filesystem::path Settings;
+  // The folder of the profiles.
+  std::filesystem::path Profiles;
+  // The archive's file.
+  std::filesystem::path Archive;
+  // Where keys are looked for before the settings.
+  Environment Variables = Program_Environment;
+  // How the program calls itself to services.
+  std::string Program = "history-quotes";
+  // How requests are sent; by default over the network.
+  std::shared_ptr<HttpFetcher> Fetcher;
+};
+
+// "server.ini", "sources" and "quotes.db" in the program folder.
+[[nodiscard]] SourcePlaces Places_In(const std::filesystem::path& program_folder, std::string program);
+
+// A key that a source needs, as the user is shown it.
+struct KeyEntry {
+  // What the service calls it.
+  std::string Label;
+  // Its name in the section [Keys], such as "tiingo", and the environment variable that comes before it.
+  std::string Setting;
+  std::string Variable;
+  // "" when there is none, otherwise as of Masked_Key.
+  std::string Masked;
+  // Whether it is from the environment, where the settings can't change it.
+  bool From_Variable = false;
+};
+
+// A source as a form or a list shows it.
+struct SourceEntry {
+  SourceStatus Status;
+  // Whether it is among the sources that are asked.
+  bool In_Use = false;
+  // The service's address for people, what a trader should know, and why it is off until the user turns it
+  // on; each may be empty.
+  std::string Site;
+  std::string Remark;
+  std::string Off_Until_Read;
+  std::vector<KeyEntry> Keys;
+};
+
+// All that a user can see and change of the sources of quotes, for forms and command lines. The methods may
+// be called from several threads at once.
+class SourceSetUp {
+ public:
+  // Reads the settings. `report` is told what files say about themselves, and may be empty.
+  explicit SourceSetUp(SourcePlaces places, Reporter report = {});
+
+  // The settings as they were read or saved last.
+  [[nodiscard]] SourceSettings Settings() const;
+
+  // Writes the settings into their file, which then only the user can read, and keeps them. Raises
+  // std::runtime_error with a text for the user, and then nothing has changed.
+  void Save(const SourceSettings& settings);
+
+  // The list of sources that is asked: the one chosen, without one "live" when a service has its key, and
+  // otherwise "simulated".
+  [[nodiscard]] std::string Source_List() const;
+
+  // Whether the user has chosen sources or set a key.
+  [[nodiscard]] bool Is_Set_Up() const;
+
+  // One friendly sentence that quotes are simulated and where to change it; empty when sources are set up,
+  // and when it was given before, which the settings file remembers.
+  [[nodiscard]] std::string First_Start_Note();
+
+  // The sources that are asked in their order, then all other services by name. States are those of the
+  // archive, which running servers share; `running`, the source of a server in this program, may add its own.
+  [[nodiscard]] std::vector<SourceEntry> Sources(QuoteSource* running = nullptr);
+
+  // Which profiles can't be used and why, a line each.
+  [[nodiscard]] std::vector<std::string> Profile_Errors() const;
+
+  // Asks one source for the last days of a symbol over the network, in at most 25 seconds, and keeps nothing.
+  [[nodiscard]] SourceTrial Test(const std::string& name, const std::string& symbol);
+
+  // Ends tests under way soon, or lets new ones begin again.
+  void Give_Up(bool on);
+
+  // The source to serve: that of Source_List(), or of `list` instead. Raises std::invalid_argument as
+  // Make_Source does.
+  [[nodiscard]] std::unique_ptr<QuoteSource> Make(const std::optional<std::string>& list = {}) const;
+
+  // The size of the archive in bytes; 0 when there is none.
+  [[nodiscard]] std::uintmax_t Archive_Size() const;
+
+  [[nodiscard]] const SourcePlaces& Places() const { return places_; }
+
+ private:
+  [[nodiscard]] LiveSetUp Live() const;
+  [[nodiscard]] std::string Lack_Of(const SourceProfile& profile, const SourceSettings& settings) const;
+
+  SourcePlaces places_;
+  const Reporter report_;
+  std::shared_ptr<HttpFetcher> fetcher_;
+  mutable std::mutex mutex_;
+  SourceSettings settings_;
+};
+
+}  // namespace hq::server
