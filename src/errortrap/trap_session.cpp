@@ -100,7 +100,7 @@ std::unique_ptr<LogFile> TrapSession::Open_Trace() {
   const std::string path = In_Folder(TraceFileName);
   try {
     // The trace of the run before is what tells of a program that ended by an error.
-    if (parts_.FileSystem.Exists(path)) parts_.FileSystem.Copy(path, path + ".bak");
+    if (parts_.FileSystem.Exists(path)) parts_.FileSystem.Rename(path, path + ".bak");
     return std::make_unique<LogFile>(path, LogFile::Begin::Anew);
   } catch (const RunTimeError& error) {
     trap_.fsERROR(Module, "Sub Open_Trace",

@@ -258,6 +258,18 @@ TEST_F(Session, TracesToDiskWhenSet) {
   EXPECT_EQ(File("trace.log.bak"), "the run before");
 }
 
+TEST_F(Session, KeepsTheTraceOfTheRunBeforeHoweverLongItIs) {
+  constexpr std::uintmax_t LongerThanAReadFile = 65U * 1024 * 1024;
+  Home.Write("trace.log", "the run before");
+  // The rest is a hole that takes no room on the disk.
+  std::filesystem::resize_file(Home / "trace.log", LongerThanAReadFile);
+  Begin("[log file]\nCapture To Disk=1\n");
+  Current.reset();
+  EXPECT_TRUE(Dialog.Questions.empty());
+  EXPECT_THAT(File("trace.log"), HasSubstr("->global.bas : Sub Main"));
+  EXPECT_EQ(std::filesystem::file_size(Home / "trace.log.bak"), LongerThanAReadFile);
+}
+
 TEST_F(Session, TracesIntoTheCircularLogWhenSet) {
   Begin("[Log File]\nCircularLog=1\nCapture To Disk=1\n[CircularLog]\nMaxRecords=4\nRecordSize=128\n");
   for (int i = 0; i < 10; ++i) {
