@@ -41,4 +41,9 @@ class Profile {
   std::vector<Section> sections_;
 };
 
+// The text of a settings file with this value for a key, and everything else as it stands; an empty value
+// takes the key out. A section and a key that are not there yet are added. value is one line.
+[[nodiscard]] std::string With_Profile_Value(std::string_view text, std::string_view section,
+                                             std::string_view key, std::string_view value);
+
 }  // namespace hq

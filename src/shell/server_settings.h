@@ -22,4 +22,9 @@ struct ServerSettings {
 // its detail, when a value can't serve, and what reading a file raises.
 [[nodiscard]] ServerSettings Load_Server_Settings(Files& files, const std::string& program_folder);
 
+// Saves the request template in the file, plain, and leaves the rest as it is; an empty one is taken out, so
+// that the program's own server is used. Raises what reading and writing a file raise.
+void Save_Request_Template(Files& files, const std::string& program_folder,
+                           const std::string& request_template);
+
 }  // namespace hq

@@ -32,6 +32,33 @@ TEST(Profile, GivesAWholeTextWhereNoRoomIsNamed) {
   EXPECT_EQ(Profile("").Get("A", "Key", value + "  "), value + "  ");
 }
 
+TEST(ProfileValue, IsPutInPlaceOfTheOneThatIsRead) {
+  EXPECT_EQ(With_Profile_Value("", "A", "Key", "1"), "[A]\r\nKey=1\r\n");
+  EXPECT_EQ(With_Profile_Value("[A]\nkey = 2\nother=3\n", "a", "Key", "1"), "[A]\nKey=1\nother=3\n");
+  EXPECT_EQ(With_Profile_Value("; said\r\n[A]\r\n;Key=2\r\nother=3\r\n\r\n[B]\r\nKey=4\r\n", "A", "Key", "1"),
+            "; said\r\n[A]\r\n;Key=2\r\nother=3\r\nKey=1\r\n\r\n[B]\r\nKey=4\r\n");
+  EXPECT_EQ(With_Profile_Value("[B]\nKey=4", "A", "Key", "1"), "[B]\nKey=4\n\n[A]\nKey=1\n");
+  EXPECT_EQ(With_Profile_Value("[A]", "A", "Key", "1"), "[A]\r\nKey=1\r\n");
+  EXPECT_EQ(With_Profile_Value("[A]\nKey=2\nKEY=3\n[A]\nKey=4\n", "A", "Key", "1"),
+            "[A]\nKey=1\n[A]\nKey=4\n");
+}
+
+TEST(ProfileValue, IsTakenOutWhenItIsEmpty) {
+  EXPECT_EQ(With_Profile_Value("[A]\nKey=2\nKEY=3\nother=4\n", "A", "Key", ""), "[A]\nother=4\n");
+  EXPECT_EQ(With_Profile_Value("[B]\nKey=2\n", "A", "Key", ""), "[B]\nKey=2\n");
+  EXPECT_EQ(With_Profile_Value("", "A", "Key", ""), "");
+}
+
+TEST(ProfileValue, IsWhatTheReaderReadsWhateverTheFileIs) {
+  for (const test::ProfileCase& rule : test::ProfileCases) {
+    const std::string text = With_Profile_Value(rule.Text, "Some Section", "Some Key", "a value");
+    EXPECT_EQ(Profile(text).Get("Some Section", "Some Key"), "a value") << rule.Text;
+    if (rule.Section == "Some Section") continue;
+    EXPECT_EQ(Profile(text).Get(rule.Section, rule.Key, rule.Fallback, rule.Longest), rule.Expected)
+        << rule.Text;
+  }
+}
+
 TEST(Profile, NeverCutsWithinACharacter) {
   const std::string value = "a\xC3\xA4z";
   EXPECT_EQ(Profile("[A]\nKey=" + value + "\n").Get("A", "Key", "", 2), "a");

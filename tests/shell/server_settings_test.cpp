@@ -23,6 +23,16 @@ TEST(ServerSettingsFile, AMissingFileGivesEmptySettings) {
   EXPECT_EQ(Load("").RequestTemplate, "");
 }
 
+TEST(ServerSettingsFile, KeepsTheRestWhenATemplateIsSaved) {
+  test::MemoryFiles disk;
+  const std::string path = Join_Path("/program", "server.ini");
+  Save_Request_Template(disk, "/program", Template);
+  EXPECT_EQ(disk.Contents[path], std::string("[Request]\r\nTemplate=") + Template + "\r\n");
+  disk.Contents[path] = "[Keys]\nservice=1234\n" + disk.Contents[path];
+  Save_Request_Template(disk, "/program", "");
+  EXPECT_EQ(disk.Contents[path], "[Keys]\nservice=1234\n[Request]\r\n");
+}
+
 TEST(ServerSettingsFile, TemplatePlainOrEnciphered) {
   EXPECT_EQ(Load(std::string("[Request]\r\nTemplate=") + Template + "\r\n").RequestTemplate, Template);
   EXPECT_EQ(Load("[request]\ntemplate = \"" + std::string(Template) + "\"\n").RequestTemplate, Template);

@@ -1,0 +1,101 @@
+#include "shell/quote_service.h"
+
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+#include "base/run_time_error.h"
+#include "quotes/request.h"
+#include "shell/server_settings.h"
+
+namespace hq {
+
+QuoteService::QuoteService(Files& files, std::string program_folder, std::string version,
+                           std::optional<std::string> source)
+    : files_(files),
+      folder_(std::move(program_folder)),
+      source_list_(std::move(source)),
+      sources_(server::Places_In(folder_, "history-quotes/" + version)) {}
+
+QuotePlace QuoteService::Start(MessageBoxes& boxes) {
+  try {
+    const ServerSettings settings = Load_Server_Settings(files_, folder_);
+    request_template_ = settings.RequestTemplate;
+    search_address_ = settings.SymbolSearchAddress;
+  } catch (const RunTimeError& error) {
+    boxes.Show(error.Detail() + "\nThe program's own quote server is used.");
+  }
+  try {
+    std::shared_ptr<server::QuoteSource> source;
+    try {
+      source = Make_Source();
+    } catch (const std::invalid_argument& error) {
+      boxes.Show(std::string(error.what()) + "\nQuotes are simulated.");
+      source_list_ = "simulated";
+      source = Make_Source();
+    }
+    return Serve(std::move(source));
+  } catch (const std::exception& error) {
+    boxes.Show(std::string("The program's own quote server can't be started: ") + error.what());
+    return {request_template_, search_address_, {}};
+  }
+}
+
+QuoteChoice QuoteService::Choice() const {
+  return {request_template_, sources_.Settings()};
+}
+
+QuotePlace QuoteService::Change(const QuoteChoice& choice) {
+  if (const std::string fault = Fault_Of_Template(choice.RequestTemplate); !fault.empty())
+    throw std::runtime_error(fault);
+  const QuoteChoice before = Choice();
+  const std::optional<std::string> list_before = std::exchange(source_list_, std::nullopt);
+  sources_.Save(choice.Sources);
+  try {
+    // Before the server's address is saved: a list that can't serve is refused.
+    std::shared_ptr<server::QuoteSource> source = Make_Source();
+    if (choice.RequestTemplate != before.RequestTemplate)
+      Save_Request_Template(files_, folder_, choice.RequestTemplate);
+    request_template_ = choice.RequestTemplate;
+    return Serve(std::move(source));
+  } catch (const std::exception& error) {
+    source_list_ = list_before;
+    request_template_ = before.RequestTemplate;
+    sources_.Save(before.Sources);
+    throw std::runtime_error(error.what());
+  }
+}
+
+std::string QuoteService::Fault_Of_Template(const std::string& request_template) {
+  return request_template.empty() ? std::string() : Template_Fault(request_template);
+}
+
+std::string QuoteService::First_Start_Note() {
+  return request_template_.empty() && !source_list_ ? sources_.First_Start_Note() : std::string();
+}
+
+std::shared_ptr<server::QuoteSource> QuoteService::Make_Source() const {
+  return sources_.Make(source_list_);
+}
+
+QuotePlace QuoteService::Serve(std::shared_ptr<server::QuoteSource> source) {
+  const bool elsewhere = !request_template_.empty() && !source_list_;
+  QuotePlace place{request_template_, search_address_, {}};
+  if (elsewhere && !search_address_.empty()) {
+    server_before_ = std::move(server_);
+    source_ = nullptr;
+    return place;
+  }
+  auto server = std::make_unique<server::QuoteServer>(source);
+  const int port = server->Start();
+  if (search_address_.empty()) place.SymbolSearchAddress = server->Symbol_Search_Address();
+  if (!elsewhere) {
+    place.RequestTemplate = Default_Request_Template(port);
+    if (!source->Real_Quotes()) place.Note = "Simulated market, not real quotes";
+  }
+  server_before_ = std::exchange(server_, std::move(server));
+  source_ = std::move(source);
+  return place;
+}
+
+}  // namespace hq
