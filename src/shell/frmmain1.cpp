@@ -4,6 +4,7 @@
 #include <QCloseEvent>
 #include <QLabel>
 #include <QTimer>
+#include <QToolTip>
 #include <algorithm>
 
 #include "base/dates.h"
@@ -103,18 +104,43 @@ frmmain1::frmmain1(global& program)
   ui_->txtnewstock->setMinimumWidth(ui_->txtnewstock->fontMetrics().horizontalAdvance("MMMMM") + 12);
   ui_->cmddownload->setIcon(Picture("download"));
   ui_->Command2->setIcon(Picture("samples"));
-  if (!program.Parts.QuotesNote.empty()) {
-    auto* note = new QLabel(To_QString(program.Parts.QuotesNote));
-    note->setObjectName("lblquotes");
-    note->setContentsMargins(0, 4, 8, 0);
-    note->setFont(font());
-    ui_->menubar->setCornerWidget(note);
-  }
+  ui_->mnuserver->setVisible(static_cast<bool>(program.Parts.Set_Up_Quotes));
+  Show_Quotes_Note();
   Connect_Controls();
   Form_Load();
 }
 
 frmmain1::~frmmain1() = default;
+
+void frmmain1::Show_Quotes_Note() {
+  auto* note = qobject_cast<QLabel*>(ui_->menubar->cornerWidget());
+  if (note == nullptr) {
+    note = new QLabel;
+    note->setObjectName("lblquotes");
+    note->setContentsMargins(0, 4, 8, 0);
+    note->setFont(font());
+    ui_->menubar->setCornerWidget(note);
+  }
+  note->setText(To_QString(program_.Parts.QuotesNote));
+  note->setVisible(!program_.Parts.QuotesNote.empty());
+}
+
+void frmmain1::Set_Up_Quotes() {
+  const std::optional<QuotePlace> place = program_.Parts.Set_Up_Quotes(this);
+  if (!place) return;
+  program_.Use_Quotes(*place);
+  Show_Quotes_Note();
+}
+
+void frmmain1::Show_First_Start_Note() {
+  constexpr int Milliseconds = 12000;
+  const std::string note = std::exchange(program_.Parts.FirstStartNote, {});
+  if (note.empty()) return;
+  const QRect entry = ui_->menubar->actionGeometry(ui_->mnuserver);
+  // It takes no keys and no clicks, and goes by itself.
+  QToolTip::showText(ui_->menubar->mapToGlobal(entry.bottomLeft()), To_QString(note).toHtmlEscaped(),
+                     ui_->menubar, {}, Milliseconds);
+}
 
 void frmmain1::Connect_Controls() {
   const auto on_click = [this](QAbstractButton* button, void (frmmain1::*handler)()) {
@@ -128,6 +154,7 @@ void frmmain1::Connect_Controls() {
   on_click(ui_->Command2, &frmmain1::Command2_Click);
   on_click(ui_->cmdfolder, &frmmain1::cmdfolder_Click);
   connect(ui_->mnuabout, &QAction::triggered, this, [this] { mnuabout_Click(); });
+  connect(ui_->mnuserver, &QAction::triggered, this, [this] { Set_Up_Quotes(); });
   connect(ui_->cmbInterval, &QComboBox::currentIndexChanged, this, [this] { cmbInterval_Click(); });
   // Picking the entry that is there already counts too: it brings the day limit back.
   connect(ui_->cmbInterval, &QComboBox::activated, this, [this] {

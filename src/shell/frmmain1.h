@@ -41,6 +41,8 @@ class frmmain1 final : public QMainWindow {
 
   // Writes the choices to the settings file. False when an error stopped it; the user has been told.
   bool Save_Config();
+  // Shows what there is to say at a first start, beside the menu.
+  void Show_First_Start_Note();
   // Checks the entries before a run and tells what is wrong.
   bool Valid_Entry();
 
@@ -56,6 +58,8 @@ class frmmain1 final : public QMainWindow {
   class StatusAdapter;
 
   void Connect_Controls();
+  void Show_Quotes_Note();
+  void Set_Up_Quotes();
   void Form_Load();
   void Form_Resize();
   // False when the window stays open.

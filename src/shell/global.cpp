@@ -58,11 +58,19 @@ void global::Main() {
         MainWindow().show();
         // Where no window manager does it.
         MainWindow().activateWindow();
+        MainWindow().Show_First_Start_Note();
       },
       [&](const RunTimeError& error) {
         Boxes.Show("Err " + error.Description() + " inside Main(). Report!");
         Exit_Program();
       });
+}
+
+void global::Use_Quotes(const QuotePlace& place) {
+  State.RequestTemplate = place.RequestTemplate;
+  Parts.RequestTemplate = place.RequestTemplate;
+  Parts.SymbolSearchAddress = place.SymbolSearchAddress;
+  Parts.QuotesNote = place.Note;
 }
 
 void global::Exit_Program() {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,7 @@
 #include "shell/frmicon.h"
 #include "shell/frmmain1.h"
 #include "shell/frmtest.h"
+#include "shell/quote_service.h"
 #include "shell/settings_file.h"
 
 namespace hq {
@@ -37,6 +39,10 @@ struct ProgramParts {
   std::string RequestTemplate = {};  // plain
   std::string SymbolSearchAddress = {};
   std::string QuotesNote = {};  // what the user must know about the quotes, empty for nothing
+  // Lets the user choose where quotes come from, in a form above the window. Empty: there is nothing to
+  // choose. It gives nothing when the user left all as it was.
+  std::function<std::optional<QuotePlace>(QWidget* parent)> Set_Up_Quotes = {};
+  std::string FirstStartNote = {};  // a sentence to be shown once beside that menu entry, empty for none
   std::string Version = {};
   bool WatchesCrashes = false;  // leaves a record of a crash of the process
   int MajorVersion = 0;
@@ -58,6 +64,9 @@ class global {
 
   // Takes every window away and ends the program. Never reports an error.
   void Exit_Program();
+
+  // Takes quotes from there from the next symbol on.
+  void Use_Quotes(const QuotePlace& place);
 
   // The windows, each made when it is first asked for.
   [[nodiscard]] frmtest& Test();

@@ -5,51 +5,16 @@
 #include <QDesktopServices>
 #include <QUrl>
 #include <cstdlib>
-#include <stdexcept>
+#include <optional>
+#include <utility>
 
 #include "entry/qt_folder_dialog.h"
 #include "platform/mail.h"
 #include "platform/program.h"
 #include "quotes/curl_transfer.h"
-#include "quotes/request.h"
-#include "server/make_source.h"
-#include "server/quote_server.h"
 #include "shell/global.h"
-#include "shell/server_settings.h"
-
-namespace {
-
-// Reads where quotes come from; starts the server inside when no other is named.
-void Find_Quotes(hq::ProgramParts& parts, const QCommandLineParser& arguments,
-                 std::unique_ptr<hq::server::QuoteServer>& server) {
-  hq::QtMessageBoxes windows;
-  hq::MessageBoxes& boxes = windows;
-  hq::ServerSettings settings;
-  try {
-    settings = hq::Load_Server_Settings(parts.FileSystem, parts.ProgramFolder);
-  } catch (const hq::RunTimeError& error) {
-    boxes.Show(error.Detail() + "\nThe program's own quote server is used.");
-  }
-  parts.RequestTemplate = settings.RequestTemplate;
-  parts.SymbolSearchAddress = settings.SymbolSearchAddress;
-  if (!parts.RequestTemplate.empty() && !parts.SymbolSearchAddress.empty() && !arguments.isSet("source"))
-    return;
-  try {
-    const std::string spec = arguments.isSet("source") ? hq::To_Text(arguments.value("source")) : "simulated";
-    const std::shared_ptr<hq::server::QuoteSource> source = hq::server::Make_Source(spec);
-    server = std::make_unique<hq::server::QuoteServer>(source);
-    const int port = server->Start();
-    if (parts.SymbolSearchAddress.empty()) parts.SymbolSearchAddress = server->Symbol_Search_Address();
-    if (parts.RequestTemplate.empty() || arguments.isSet("source")) {
-      parts.RequestTemplate = hq::Default_Request_Template(port);
-      if (!source->Real_Quotes()) parts.QuotesNote = "Simulated market, not real quotes";
-    }
-  } catch (const std::exception& error) {
-    boxes.Show(std::string("The program's own quote server can't be started: ") + error.what());
-  }
-}
-
-}  // namespace
+#include "shell/quote_server_form.h"
+#include "shell/quote_service.h"
 
 int main(int argc, char** argv) {
   const QApplication application(argc, argv);
@@ -62,7 +27,11 @@ int main(int argc, char** argv) {
   arguments.addHelpOption();
   arguments.addVersionOption();
   arguments.addOption({"program-folder", "Where user.cfg, server.ini and FSCLIENT.INI lie.", "DIR"});
-  arguments.addOption({"source", "What the server inside serves: simulated or csv:FOLDER.", "SPEC"});
+  arguments.addOption(
+      {"source",
+       "What the server inside serves, whatever the settings say: simulated, csv:FOLDER, live, or the "
+       "names of services, with commas between them.",
+       "SPEC"});
   arguments.process(application);
 
   hq::SystemFiles files;
@@ -84,8 +53,20 @@ int main(int argc, char** argv) {
   parts.WatchesCrashes = true;
   parts.MajorVersion = HQ_VERSION_MAJOR;
   parts.MinorVersion = HQ_VERSION_MINOR;
-  std::unique_ptr<hq::server::QuoteServer> server;
-  Find_Quotes(parts, arguments, server);
+  hq::QtMessageBoxes boxes;
+  hq::QuoteService quotes(
+      files, parts.ProgramFolder, HQ_VERSION,
+      arguments.isSet("source") ? std::optional(hq::To_Text(arguments.value("source"))) : std::nullopt);
+  hq::QuotePlace place = quotes.Start(boxes);
+  parts.RequestTemplate = std::move(place.RequestTemplate);
+  parts.SymbolSearchAddress = std::move(place.SymbolSearchAddress);
+  parts.QuotesNote = std::move(place.Note);
+  parts.FirstStartNote = quotes.First_Start_Note();
+  parts.Set_Up_Quotes = [&](QWidget* parent) -> std::optional<hq::QuotePlace> {
+    hq::QuoteServerForm form(quotes, boxes, parent);
+    if (form.exec() != QDialog::Accepted) return std::nullopt;
+    return form.Place();
+  };
 
   hq::global program(std::move(parts));
   program.Main();
