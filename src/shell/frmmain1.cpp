@@ -6,6 +6,8 @@
 #include <QTimer>
 #include <QToolTip>
 #include <algorithm>
+#include <chrono>
+#include <utility>
 
 #include "base/dates.h"
 #include "base/strings.h"
@@ -20,6 +22,17 @@
 namespace hq {
 
 namespace {
+
+// A text above all, gone at a click.
+class PassingNote final : public QLabel {
+ public:
+  PassingNote(const QString& text, QWidget* parent) : QLabel(text, parent, Qt::ToolTip) {
+    setAttribute(Qt::WA_DeleteOnClose);
+  }
+
+ protected:
+  void mousePressEvent(QMouseEvent*) override { close(); }
+};
 
 constexpr const char* Module = "frmmain1.frm";
 constexpr int WidthTwips = 6348;
@@ -133,13 +146,23 @@ void frmmain1::Set_Up_Quotes() {
 }
 
 void frmmain1::Show_First_Start_Note() {
-  constexpr int Milliseconds = 12000;
-  const std::string note = std::exchange(program_.Parts.FirstStartNote, {});
-  if (note.empty()) return;
-  const QRect entry = ui_->menubar->actionGeometry(ui_->mnuserver);
-  // It takes no keys and no clicks, and goes by itself.
-  QToolTip::showText(ui_->menubar->mapToGlobal(entry.bottomLeft()), To_QString(note).toHtmlEscaped(),
-                     ui_->menubar, {}, Milliseconds);
+  constexpr std::chrono::seconds Time_To_Read{20};
+  const std::string text = std::exchange(program_.Parts.FirstStartNote, {});
+  if (text.empty()) return;
+  // Below the window, where it hides nothing; it takes no keys, and goes by itself or at a click.
+  auto* const note = new PassingNote(To_QString(text), this);
+  note->setObjectName("lblfirststart");
+  note->setTextFormat(Qt::PlainText);
+  note->setWordWrap(true);
+  note->setFrameShape(QFrame::Box);
+  note->setMargin(8);
+  note->setFont(font());
+  note->setPalette(QToolTip::palette());
+  note->setFixedWidth(frameGeometry().width());
+  note->adjustSize();
+  note->move(frameGeometry().bottomLeft() + QPoint(0, 4));
+  note->show();
+  QTimer::singleShot(Time_To_Read, note, &QWidget::close);
 }
 
 void frmmain1::Connect_Controls() {

@@ -10,12 +10,12 @@
 
 namespace hq {
 
-QuoteService::QuoteService(Files& files, std::string program_folder, std::string version,
+QuoteService::QuoteService(Files& files, std::string program_folder, server::SourcePlaces places,
                            std::optional<std::string> source)
     : files_(files),
       folder_(std::move(program_folder)),
       source_list_(std::move(source)),
-      sources_(server::Places_In(folder_, "history-quotes/" + version)) {}
+      sources_(std::move(places)) {}
 
 QuotePlace QuoteService::Start(MessageBoxes& boxes) {
   try {

@@ -27,8 +27,9 @@ struct QuoteChoice {
 // The program's own quote server, run when no other one is named, and the settings that say so.
 class QuoteService {
  public:
-  // files outlives the object. source: what the server inside serves whatever the settings say.
-  QuoteService(Files& files, std::string program_folder, std::string version,
+  // files outlives the object. places: those in program_folder. source: what the server inside serves
+  // whatever the settings say.
+  QuoteService(Files& files, std::string program_folder, server::SourcePlaces places,
                std::optional<std::string> source = {});
 
   // Reads the settings and starts the server inside when it is needed. What can't serve is told in a message,
