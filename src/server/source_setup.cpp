@@ -182,10 +182,13 @@ std::string With_Source_Settings(std::string_view settings_text, const SourceSet
                       [](std::string_view name) { return !name.empty(); });
 }
 
-SourcePlaces Places_In(const fs::path& program_folder, std::string program) {
+SourcePlaces Places_In(const fs::path& program_folder, std::string program, const fs::path& own_folder) {
   SourcePlaces places;
   places.Settings = program_folder / "server.ini";
   places.Profiles = program_folder / "sources";
+  std::error_code unknown;
+  if (!own_folder.empty() && !fs::is_directory(places.Profiles, unknown))
+    places.Profiles = own_folder / "sources";
   places.Archive = program_folder / "quotes.db";
   places.Program = std::move(program);
   return places;

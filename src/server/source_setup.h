@@ -57,8 +57,10 @@ struct SourcePlaces {
   std::shared_ptr<HttpFetcher> Fetcher;
 };
 
-// "server.ini", "sources" and "quotes.db" in the program folder.
-[[nodiscard]] SourcePlaces Places_In(const std::filesystem::path& program_folder, std::string program);
+// "server.ini", "sources" and "quotes.db" in the program folder. Where that has no "sources" those beside the
+// program are used, in `own_folder`.
+[[nodiscard]] SourcePlaces Places_In(const std::filesystem::path& program_folder, std::string program,
+                                     const std::filesystem::path& own_folder = {});
 
 // A key that a source needs, as the user is shown it.
 struct KeyEntry {

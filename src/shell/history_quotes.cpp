@@ -5,6 +5,7 @@
 #include <QDesktopServices>
 #include <QUrl>
 #include <cstdlib>
+#include <optional>
 #include <stdexcept>
 
 #include "entry/qt_folder_dialog.h"
@@ -12,8 +13,8 @@
 #include "platform/program.h"
 #include "quotes/curl_transfer.h"
 #include "quotes/request.h"
-#include "server/make_source.h"
 #include "server/quote_server.h"
+#include "server/source_setup.h"
 #include "shell/global.h"
 #include "shell/server_settings.h"
 
@@ -35,8 +36,11 @@ void Find_Quotes(hq::ProgramParts& parts, const QCommandLineParser& arguments,
   if (!parts.RequestTemplate.empty() && !parts.SymbolSearchAddress.empty() && !arguments.isSet("source"))
     return;
   try {
-    const std::string spec = arguments.isSet("source") ? hq::To_Text(arguments.value("source")) : "simulated";
-    const std::shared_ptr<hq::server::QuoteSource> source = hq::server::Make_Source(spec);
+    hq::server::SourceSetUp setup{
+        hq::server::Places_In(parts.ProgramFolder, "history-quotes/" HQ_VERSION, hq::Program_Folder())};
+    std::optional<std::string> spec;
+    if (arguments.isSet("source")) spec = hq::To_Text(arguments.value("source"));
+    const std::shared_ptr<hq::server::QuoteSource> source = setup.Make(spec);
     server = std::make_unique<hq::server::QuoteServer>(source);
     const int port = server->Start();
     if (parts.SymbolSearchAddress.empty()) parts.SymbolSearchAddress = server->Symbol_Search_Address();
@@ -62,7 +66,10 @@ int main(int argc, char** argv) {
   arguments.addHelpOption();
   arguments.addVersionOption();
   arguments.addOption({"program-folder", "Where user.cfg, server.ini and FSCLIENT.INI lie.", "DIR"});
-  arguments.addOption({"source", "What the server inside serves: simulated or csv:FOLDER.", "SPEC"});
+  arguments.addOption({"source",
+                       "Where the server inside gets its quotes: live, simulated, csv:FOLDER, the name of a "
+                       "source, or a list of these with commas.",
+                       "SPEC"});
   arguments.process(application);
 
   hq::SystemFiles files;
