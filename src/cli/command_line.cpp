@@ -177,6 +177,7 @@ class CommandLineRun {
 
   std::string Start_Server() {
     std::shared_ptr<server::QuoteSource> source;
+    std::string note;
     try {
       // Called from the server's threads, so it goes through the loop to the one thread that writes.
       const auto report = [this, alive = std::weak_ptr<char>(alive_)](const std::string& line) {
@@ -184,17 +185,16 @@ class CommandLineRun {
           if (!alive.expired()) console_.Tell(line);
         });
       };
-      server::SourceSetUp setup{
+      const server::SourceSetUp setup{
           server::Places_In(program_folder_, "history-quotes/" HQ_VERSION, environment_.ProgramFolder),
           report};
-      if (!options_.Source) {
-        if (const std::string note = setup.First_Start_Note(); !note.empty()) console_.Tell(note);
-      }
+      if (!options_.Source) note = setup.Simulated_Note();
       source = setup.Make(options_.Source);
     } catch (const std::invalid_argument& error) {
       throw Refusal{"--source: " + std::string(error.what())};
     }
     if (!source->Real_Quotes()) console_.Tell(source->Description());
+    if (!note.empty()) console_.Tell(note);
     server_ = std::make_unique<server::QuoteServer>(std::move(source));
     return Default_Request_Template(server_->Start());
   }

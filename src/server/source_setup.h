@@ -109,8 +109,10 @@ class SourceSetUp {
   // Whether the user has chosen sources or set a key.
   [[nodiscard]] bool Is_Set_Up() const;
 
-  // One friendly sentence that quotes are simulated and where to change it; empty when sources are set up,
-  // and when it was given before, which the settings file remembers.
+  // One friendly sentence that quotes are simulated and where to change it; empty when sources are set up.
+  [[nodiscard]] std::string Simulated_Note() const;
+
+  // The same, and empty when it was given before, which the settings file remembers.
   [[nodiscard]] std::string First_Start_Note();
 
   // The sources that are asked in their order, then all other services by name. States are those of the

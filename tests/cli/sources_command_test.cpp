@@ -150,13 +150,14 @@ TEST_F(SourcesCommandTest, HelpIsNoErrorAndSymbolsInCapitalsAreNoCommands) {
   EXPECT_FALSE(Is_Sources_Command({"MSFT", "archive"}));
 }
 
-TEST_F(SourcesCommandTest, ADownloadWithoutSourcesSaysOnceThatQuotesAreSimulated) {
+TEST_F(SourcesCommandTest, ADownloadWithoutSourcesSaysHowToGetRealQuotes) {
   const test::TempFolder output;
   const std::vector<std::string> download = {"MSFT", "--output", output.Path(), "--end-date", "03/10/03"};
   EXPECT_EQ(Run(download), 0);
   EXPECT_THAT(Err.str(), HasSubstr("until you choose a source of real ones"));
-  EXPECT_EQ(Run(download), 0);
-  EXPECT_THAT(Err.str(), Not(HasSubstr("until you choose")));
+  EXPECT_THAT(Program.Names(), testing::IsEmpty());
+  EXPECT_EQ(Run({"MSFT", "--output", output.Path(), "--end-date", "03/10/03", "--source", "simulated"}), 0);
+  EXPECT_THAT(Err.str(), AllOf(HasSubstr("NOT real quotes"), Not(HasSubstr("until you choose"))));
 }
 
 TEST_F(SourcesCommandTest, ADownloadTakesTheSourcesOfTheSettings) {
