@@ -6,13 +6,14 @@
 #include "base/strings.h"
 #include "cli/command_line_options.h"
 #include "cli/console.h"
+#include "cli/sources_command.h"
 #include "entry/interval_choice.h"
 #include "errortrap/trap_session.h"
 #include "platform/machine.h"
 #include "quotes/curl_transfer.h"
 #include "quotes/request.h"
-#include "server/make_source.h"
 #include "server/quote_server.h"
+#include "server/source_setup.h"
 #include "shell/server_settings.h"
 #include "shell/settings_file.h"
 
@@ -176,6 +177,7 @@ class CommandLineRun {
 
   std::string Start_Server() {
     std::shared_ptr<server::QuoteSource> source;
+    std::string note;
     try {
       // Called from the server's threads, so it goes through the loop to the one thread that writes.
       const auto report = [this, alive = std::weak_ptr<char>(alive_)](const std::string& line) {
@@ -183,11 +185,16 @@ class CommandLineRun {
           if (!alive.expired()) console_.Tell(line);
         });
       };
-      source = server::Make_Source(options_.Source.value_or("simulated"), server::New_York_Now, report);
+      const server::SourceSetUp setup{
+          server::Places_In(program_folder_, "history-quotes/" HQ_VERSION, environment_.ProgramFolder),
+          report};
+      if (!options_.Source) note = setup.Simulated_Note();
+      source = setup.Make(options_.Source);
     } catch (const std::invalid_argument& error) {
       throw Refusal{"--source: " + std::string(error.what())};
     }
     if (!source->Real_Quotes()) console_.Tell(source->Description());
+    if (!note.empty()) console_.Tell(note);
     server_ = std::make_unique<server::QuoteServer>(std::move(source));
     return Default_Request_Template(server_->Start());
   }
@@ -233,6 +240,7 @@ int Unless_Lost(int code, const CommandLineEnvironment& environment) {
 }  // namespace
 
 int Command_Line(const std::vector<std::string>& arguments, const CommandLineEnvironment& environment) {
+  if (Is_Sources_Command(arguments)) return Unless_Lost(Sources_Command(arguments, environment), environment);
   const auto read = Read_Command_Line(arguments);
   if (const auto* text = std::get_if<CommandLineText>(&read)) {
     (text->ExitCode == exit_code::Done ? environment.Out : environment.Err) << text->Text << std::flush;

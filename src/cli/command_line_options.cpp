@@ -16,8 +16,10 @@ namespace {
 
 constexpr const char* Footer = R"(
 The log of the run goes to standard output, what goes wrong to standard error.
-Without --template and without a server.ini the quotes come from a server
-inside this program; its quotes are simulated unless --source names files.
+Without --template and without a server.ini that names one the quotes come
+from a server inside this program: from the sources set up in server.ini, and
+simulated when there are none. "history-quotes-cli sources --help" and
+"history-quotes-cli archive --help" tell how to look at them.
 
 Exit code: 0 every symbol's file was written, 1 a symbol failed or came back
 without rows, 2 the entries were refused, 130 interrupted.)";
@@ -74,7 +76,8 @@ std::variant<CommandLineOptions, CommandLineText> Read_Command_Line(
              "Request template with XXX (interval), DDD (date) and SSS (symbol); default: that of server.ini")
           ->option_text("ADDRESS");
   app.add_option("--source", options.Source,
-                 "What the server inside serves: simulated (default) or csv:FOLDER")
+                 "Where the server inside gets its quotes: live, simulated, csv:FOLDER, the name of a "
+                 "source such as tiingo, or a list of these with commas; default: that of server.ini")
       ->option_text("SPEC")
       ->excludes(request);
   app.add_option("--program-folder", options.ProgramFolder,

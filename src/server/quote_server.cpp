@@ -37,6 +37,7 @@ constexpr const char* search_path = "/home/misc/symbol_search.asp";
 // other servers.
 constexpr std::size_t longest_request = 16384;
 constexpr int requests_a_connection = 100;
+constexpr std::size_t most_requests_shown = 30;
 // Many, because a thread also waits for the services that a source asks, and for clients that send half a
 // request.
 constexpr std::size_t most_threads = 64;
@@ -252,23 +253,34 @@ bool Says_More(const httplib::Request& request) {
   return request.params.size() != understood;
 }
 
-void Answer_Quotes(QuoteSource& source, const httplib::Request& http_request, httplib::Response& response) {
-  if (Says_More(http_request)) {
-    return Set_Text(response, 400, "A request has Interval, Symbol and at most Date, each once.");
-  }
+// Gives where the quotes came from, or why there are none.
+std::string Answer_Quotes(QuoteSource& source, const httplib::Request& http_request,
+                          httplib::Response& response) {
+  const auto refuse = [&response](int status, const std::string& reason) {
+    Set_Text(response, status, reason);
+    return reason;
+  };
+  if (Says_More(http_request))
+    return refuse(400, "A request has Interval, Symbol and at most Date, each once.");
   const auto read = Read_Request(Parameter(http_request, "Interval"), Parameter(http_request, "Symbol"),
                                  Parameter(http_request, "Date"));
-  if (const auto* wrong = std::get_if<std::string>(&read)) return Set_Text(response, 400, *wrong);
+  if (const auto* wrong = std::get_if<std::string>(&read)) return refuse(400, *wrong);
 
   const QuoteRequest& request = std::get<QuoteRequest>(read);
   const Answer answer = source.Bars(request);
-  if (const auto* failure = std::get_if<Failure>(&answer)) {
-    return Set_Text(response, Status_Of(failure->Kind), failure->Reason);
-  }
+  if (const auto* failure = std::get_if<Failure>(&answer))
+    return refuse(Status_Of(failure->Kind), failure->Reason);
   const BarTable& table = std::get<BarTable>(answer);
-  if (table.Bars.empty())
-    return Set_Text(response, 200, "No quotes of " + request.Symbol + " in the time asked for.");
+  if (table.Bars.empty()) return refuse(200, "No quotes of " + request.Symbol + " in the time asked for.");
   response.set_content(Quote_Text(table), "text/plain; charset=utf-8");
+  return table.Source;
+}
+
+std::string Request_Line(const httplib::Request& request, const httplib::Response& response) {
+  std::string line =
+      One_Line(request.method + " " + request.target + " -> " + std::to_string(response.status));
+  line.pop_back();
+  return line;
 }
 
 // How clients reach a server that listens at `address`.
@@ -308,14 +320,14 @@ class QuoteServer::Listener final : public httplib::Server {
     });
     set_default_headers({{"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}});
 
-    Get(quotes_path, [source](const httplib::Request& request, httplib::Response& response) {
-      Answer_Quotes(*source, request, response);
+    Get(quotes_path, [this, source](const httplib::Request& request, httplib::Response& response) {
+      Remember(request, response, Answer_Quotes(*source, request, response));
     });
     Get(search_path, [source](const httplib::Request& request, httplib::Response& response) {
       Set_Page(response, Search_Page(*source, request.get_param_value("q"), search_path));
     });
     Get("/", [this, source](const httplib::Request&, httplib::Response& response) {
-      Set_Page(response, Home_Page(*source, request_template_, search_path));
+      Set_Page(response, Home_Page(*source, request_template_, search_path, Last_Requests()));
     });
     set_error_handler([](const httplib::Request&, httplib::Response& response) {
       if (response.body.empty()) Set_Text(response, response.status, "There is nothing here.");
@@ -326,10 +338,7 @@ class QuoteServer::Listener final : public httplib::Server {
         });
     if (request_log) {
       set_logger([request_log](const httplib::Request& request, const httplib::Response& response) {
-        std::string line =
-            One_Line(request.method + " " + request.target + " -> " + std::to_string(response.status));
-        line.pop_back();
-        request_log(line);
+        request_log(Request_Line(request, response));
       });
     }
   }
@@ -377,6 +386,20 @@ class QuoteServer::Listener final : public httplib::Server {
     response.set_content(page, "text/html; charset=utf-8");
   }
 
+  void Remember(const httplib::Request& request, httplib::Response& response, std::string source) {
+    if (response.status == -1) response.status = 200;
+    ServedRequest served{std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()),
+                         Request_Line(request, response), std::move(source)};
+    const std::lock_guard lock{mutex_};
+    last_requests_.push_back(std::move(served));
+    if (last_requests_.size() > most_requests_shown) last_requests_.pop_front();
+  }
+
+  std::vector<ServedRequest> Last_Requests() {
+    const std::lock_guard lock{mutex_};
+    return {last_requests_.begin(), last_requests_.end()};
+  }
+
   bool process_and_close_socket(socket_t socket) override {
     {
       const std::lock_guard lock{mutex_};
@@ -405,6 +428,7 @@ class QuoteServer::Listener final : public httplib::Server {
   std::atomic<bool> stopping_ = false;
   std::mutex mutex_;
   std::set<socket_t> connections_;
+  std::deque<ServedRequest> last_requests_;
 };
 
 QuoteServer::QuoteServer(std::shared_ptr<QuoteSource> source, RequestLog request_log)

@@ -5,8 +5,8 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
-#include <system_error>
 
 #ifdef _WIN32
 #include <atomic>
@@ -14,8 +14,9 @@
 #include <thread>
 #endif
 
-#include "server/make_source.h"
+#include "platform/program.h"
 #include "server/quote_server.h"
+#include "server/source_setup.h"
 
 namespace {
 
@@ -65,18 +66,8 @@ class ErrorLines {
   std::mutex mutex_;
 };
 
-// The folder that the program's file is in, where its own files are looked for.
-std::filesystem::path Program_Folder(const char* called_as) {
-  std::error_code unknown;
-#ifndef _WIN32
-  if (const auto own = std::filesystem::read_symlink("/proc/self/exe", unknown); !unknown)
-    return own.parent_path();
-#endif
-  return std::filesystem::absolute(called_as, unknown).parent_path();
-}
-
 struct Options {
-  std::string Source = "simulated";
+  std::optional<std::string> Source;
   std::filesystem::path Profiles;
   std::filesystem::path Archive;
   std::filesystem::path Settings;
@@ -90,13 +81,13 @@ void Serve(const Options& options) {
   ErrorLines errors;
   const auto report = [&errors](const std::string& line) { errors.Write(line); };
 
-  hq::server::LiveSetUp live;
-  live.Profiles = options.Profiles;
-  live.Archive = options.Archive;
-  live.Keys = hq::server::Load_Keys(options.Settings, report);
-  live.Program = "history-quotes/" HQ_VERSION;
-  const std::shared_ptr<hq::server::QuoteSource> source =
-      hq::server::Make_Source(options.Source, hq::server::New_York_Now, report, live);
+  hq::server::SourcePlaces places;
+  places.Settings = options.Settings;
+  places.Profiles = options.Profiles;
+  places.Archive = options.Archive;
+  places.Program = "history-quotes/" HQ_VERSION;
+  const hq::server::SourceSetUp setup{std::move(places), report};
+  const std::shared_ptr<hq::server::QuoteSource> source = setup.Make(options.Source);
   hq::server::QuoteServer server{source, options.Verbose ? report : hq::server::QuoteServer::RequestLog{}};
   server.Start(options.Address, options.Port);
   std::cout << "Request template: " << server.Request_Template() << '\n'
@@ -111,7 +102,7 @@ void Serve(const Options& options) {
 
 int main(int argc, char** argv) {
   Options options;
-  const std::filesystem::path folder = Program_Folder(argv[0]);
+  const std::filesystem::path folder = hq::Program_Folder();
   options.Profiles = folder / "sources";
   options.Archive = folder / "quotes.db";
   options.Settings = folder / "server.ini";
@@ -121,15 +112,14 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
   app.add_option(
-         "--source", options.Source,
-         "Where quotes come from: simulated, csv:FOLDER for your own files, live for all services whose "
-         "keys are set, a service's name such as tiingo, or a list of these with commas, asked in its "
-         "order")
-      ->capture_default_str();
+      "--source", options.Source,
+      "Where quotes come from: simulated, csv:FOLDER for your own files, live for all services whose "
+      "keys are set, a service's name such as tiingo, or a list of these with commas, asked in its "
+      "order; otherwise as the settings say, and simulated when they say nothing");
   app.add_option("--sources", options.Profiles, "Folder of the source profiles; sources beside the program");
   app.add_option("--archive", options.Archive, "File of the quotes fetched; quotes.db beside the program");
   app.add_option("--settings", options.Settings,
-                 "File with the section [Keys]; server.ini beside the program");
+                 "File with the sections [Quotes] and [Keys]; server.ini beside the program");
   app.add_option("--address", options.Address, "Address to listen on; the default lets only this computer in")
       ->capture_default_str();
   app.add_flag("--verbose", options.Verbose, "Write a line for each request to the error stream");

@@ -1,5 +1,7 @@
 #include "server/server_pages.h"
 
+#include <initializer_list>
+
 namespace hq::server {
 namespace {
 
@@ -39,6 +41,34 @@ std::string Source_Note(const QuoteSource& source) {
          "\">Source of the quotes: " + Escape_Html(source.Description()) + "</p>\n";
 }
 
+std::string Row(std::initializer_list<std::string_view> cells, std::string_view kind = "td") {
+  std::string row = "      <tr>";
+  for (const std::string_view cell : cells) {
+    row.append("<").append(kind).append(kind == "th" ? " scope=\"col\">" : ">");
+    row += Escape_Html(cell);
+    row.append("</").append(kind).append(">");
+  }
+  return row + "</tr>\n";
+}
+
+std::string Table_Of_Sources(QuoteSource& source) {
+  const auto sources = source.Sources();
+  if (sources.empty()) return {};
+  std::string table = "  <h2>Sources in their order</h2>\n  <table>\n    <thead>\n" +
+                      Row({"Source", "State", "Why"}, "th") + "    </thead>\n    <tbody>\n";
+  for (const SourceStatus& status : sources) table += Row({status.Title, State_Text(status), status.Reason});
+  return table + "    </tbody>\n  </table>\n";
+}
+
+std::string Table_Of_Requests(std::span<const ServedRequest> requests) {
+  if (requests.empty()) return {};
+  std::string table = "  <h2>Last requests</h2>\n  <table>\n    <thead>\n" +
+                      Row({"New York time", "Request", "From"}, "th") + "    </thead>\n    <tbody>\n";
+  for (auto request = requests.rbegin(); request != requests.rend(); ++request)
+    table += Row({New_York_Text(request->At), request->Line, request->Source});
+  return table + "    </tbody>\n  </table>\n";
+}
+
 }  // namespace
 
 std::string Escape_Html(std::string_view text) {
@@ -70,10 +100,11 @@ std::string Escape_Html(std::string_view text) {
   return escaped;
 }
 
-std::string Home_Page(const QuoteSource& source, std::string_view request_template,
-                      std::string_view search_path) {
+std::string Home_Page(QuoteSource& source, std::string_view request_template, std::string_view search_path,
+                      std::span<const ServedRequest> requests) {
   std::string body = "  <p>This server answers requests for historical stock quotes with plain text.</p>\n";
   body += Source_Note(source);
+  body += Table_Of_Sources(source) + Table_Of_Requests(requests);
   body +=
       "  <p>A request looks like this:</p>\n  <p><code>" + Escape_Html(request_template) + "</code></p>\n";
   body +=

@@ -182,10 +182,13 @@ std::string With_Source_Settings(std::string_view settings_text, const SourceSet
                       [](std::string_view name) { return !name.empty(); });
 }
 
-SourcePlaces Places_In(const fs::path& program_folder, std::string program) {
+SourcePlaces Places_In(const fs::path& program_folder, std::string program, const fs::path& own_folder) {
   SourcePlaces places;
   places.Settings = program_folder / "server.ini";
   places.Profiles = program_folder / "sources";
+  std::error_code unknown;
+  if (!own_folder.empty() && !fs::is_directory(places.Profiles, unknown))
+    places.Profiles = own_folder / "sources";
   places.Archive = program_folder / "quotes.db";
   places.Program = std::move(program);
   return places;
@@ -242,8 +245,15 @@ bool SourceSetUp::Is_Set_Up() const {
   return !Settings().Source.empty() || Source_List() != "simulated";
 }
 
-std::string SourceSetUp::First_Start_Note() {
+std::string SourceSetUp::Simulated_Note() const {
   if (Is_Set_Up()) return {};
+  return "The quotes are simulated until you choose a source of real ones: put a service's key into " +
+         Shown(places_.Settings) + " or use Quote Server... in the menu.";
+}
+
+std::string SourceSetUp::First_Start_Note() {
+  std::string note = Simulated_Note();
+  if (note.empty()) return {};
   const std::lock_guard lock{mutex_};
   const std::string text = Read_File(places_.Settings);
   if (!Quotes_Value(text, "told").empty()) return {};
@@ -253,8 +263,7 @@ std::string SourceSetUp::First_Start_Note() {
   } catch (const std::runtime_error&) {
     // It is then said once more the next time.
   }
-  return "The quotes are simulated until you choose a source of real ones: put a service's key into " +
-         Shown(places_.Settings) + " or use Quote Server... in the menu.";
+  return note;
 }
 
 std::vector<std::string> SourceSetUp::Profile_Errors() const {

@@ -57,8 +57,10 @@ struct SourcePlaces {
   std::shared_ptr<HttpFetcher> Fetcher;
 };
 
-// "server.ini", "sources" and "quotes.db" in the program folder.
-[[nodiscard]] SourcePlaces Places_In(const std::filesystem::path& program_folder, std::string program);
+// "server.ini", "sources" and "quotes.db" in the program folder. Where that has no "sources" those beside the
+// program are used, in `own_folder`.
+[[nodiscard]] SourcePlaces Places_In(const std::filesystem::path& program_folder, std::string program,
+                                     const std::filesystem::path& own_folder = {});
 
 // A key that a source needs, as the user is shown it.
 struct KeyEntry {
@@ -107,8 +109,10 @@ class SourceSetUp {
   // Whether the user has chosen sources or set a key.
   [[nodiscard]] bool Is_Set_Up() const;
 
-  // One friendly sentence that quotes are simulated and where to change it; empty when sources are set up,
-  // and when it was given before, which the settings file remembers.
+  // One friendly sentence that quotes are simulated and where to change it; empty when sources are set up.
+  [[nodiscard]] std::string Simulated_Note() const;
+
+  // The same, and empty when it was given before, which the settings file remembers.
   [[nodiscard]] std::string First_Start_Note();
 
   // The sources that are asked in their order, then all other services by name. States are those of the

@@ -55,7 +55,8 @@ int main(int argc, char** argv) {
   parts.MinorVersion = HQ_VERSION_MINOR;
   hq::QtMessageBoxes boxes;
   hq::QuoteService quotes(
-      files, parts.ProgramFolder, hq::server::Places_In(parts.ProgramFolder, "history-quotes/" HQ_VERSION),
+      files, parts.ProgramFolder,
+      hq::server::Places_In(parts.ProgramFolder, "history-quotes/" HQ_VERSION, hq::Program_Folder()),
       arguments.isSet("source") ? std::optional(hq::To_Text(arguments.value("source"))) : std::nullopt);
   hq::QuotePlace place = quotes.Start(boxes);
   parts.RequestTemplate = std::move(place.RequestTemplate);

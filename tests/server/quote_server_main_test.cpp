@@ -3,14 +3,20 @@
 #ifndef _WIN32
 
 #include <array>
+#include <atomic>
 #include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <httplib.h>
+#include <iterator>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
 #include "server/server_test_support.h"
+#include "support/socket_server.h"
 
 namespace hq::server {
 namespace {
@@ -18,6 +24,7 @@ namespace {
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::Not;
 
 // The program quote-server as a process of its own, ended with this object.
 class Program {
@@ -161,6 +168,88 @@ TEST(quote_server, TellsItsVersionAndOptions) {
   for (const char* option : {"--port", "--source", "--address", "--version", "--help"})
     EXPECT_THAT(text, HasSubstr(option));
   EXPECT_EQ(help.Exit_Code(), 0);
+}
+
+// A service that answers with what it was sent, the key included, in all the ways in which services fail.
+test::SocketServer::Script Echoing_Service(std::atomic<int>& asked) {
+  return [&asked](test::SocketConnection& client) {
+    for (std::string request = client.ReadRequest(); !request.empty(); request = client.ReadRequest()) {
+      const int number = asked++;
+      std::string said;
+      for (const char c : request) said += c == '"' || c == '\\' || c < ' ' ? '.' : c;
+      const std::string body = R"({"detail":"You sent )" + said + R"("})";
+      static const std::vector<const char*> statuses = {
+          "400 Bad Request", "401 Unauthorized",          "403 Forbidden",
+          "404 Not Found",   "500 Internal Server Error", "200 OK"};
+      const auto status = statuses[static_cast<std::size_t>(number) % statuses.size()];
+      if (number % 7 == 6) {
+        client.Send("HTTP/1.1 302 Found\r\nLocation: http://localhost:1/?" + said.substr(0, 200) +
+                    "\r\nContent-Length: 0\r\n\r\n");
+      } else if (!client.Send(test::Http_Answer(body, status))) {
+        return;
+      }
+    }
+  };
+}
+
+TEST(QuoteServerProgram, WritesAPlantedKeyNowhere) {
+  const std::string key = "PLANTED+KEY/4711=x";
+  const TemporaryFolder folder;
+  std::filesystem::create_directory(folder.Path() / "sources");
+  std::atomic<int> asked = 0;
+  const test::SocketServer service{Echoing_Service(asked)};
+  std::string list;
+  std::string keys = "[Keys]\n";
+  for (const auto& entry : std::filesystem::directory_iterator{HQ_SOURCES}) {
+    std::ifstream stream{entry.path()};
+    auto profile = nlohmann::json::parse(stream);
+    for (auto& feed : profile["feeds"]) {
+      const std::string address = feed["address"];
+      feed["address"] = service.Address() + address.substr(address.find('/', address.find("://") + 3));
+    }
+    folder.Write("sources/" + entry.path().filename().string(), profile.dump());
+    const std::string name = profile["name"];
+    list += (list.empty() ? "" : ",") + name;
+    if (!profile.contains("keys")) continue;
+    for (const auto& each : profile["keys"])
+      keys += name + "_" + std::string{each["name"]} + "=" + key + "\n";
+  }
+  const auto settings = folder.Write("server.ini", "[Quotes]\nSource=" + list + "\n" + keys);
+  std::filesystem::permissions(settings,
+                               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+
+  std::string told;
+  // Twice, so that what was remembered is told too.
+  for (int run = 0; run < 2; ++run) {
+    Program server{{"--sources", (folder.Path() / "sources").string(), "--archive",
+                    (folder.Path() / "quotes.db").string(), "--settings", settings.string(), "--verbose"}};
+    const std::string address = server.Read_Line();
+    const auto port = std::stoi(address.substr(address.find("127.0.0.1:") + 10));
+    httplib::Client client{"127.0.0.1", port};
+    client.set_read_timeout(60);
+    for (const char* path : {"/quotes?Interval=1440&Symbol=AAA", "/quotes?Interval=5&Symbol=BBB",
+                             "/quotes?Interval=60&Symbol=AAA", "/quotes?Interval=1&Symbol=mutual:CCC", "/",
+                             "/home/misc/symbol_search.asp?q=A"}) {
+      const auto answer = client.Get(path);
+      ASSERT_TRUE(answer) << path;
+      told += answer->body;
+      for (const auto& [name, value] : answer->headers) told.append(name).append(value);
+    }
+    server.Signal(SIGTERM);
+    told += address + server.Rest() + server.Errors();
+    EXPECT_EQ(server.Exit_Code(), 0);
+  }
+  EXPECT_GT(asked, 8);
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator{folder.Path()}) {
+    if (!entry.is_regular_file() || entry.path() == settings) continue;
+    ++files;
+    std::ifstream stream{entry.path(), std::ios::binary};
+    told.append(std::istreambuf_iterator<char>{stream}, {});
+  }
+  EXPECT_GT(files, 8U);
+  EXPECT_THAT(told, HasSubstr("Tiingo"));
+  for (const char* part : {"PLANTED", "4711", "KEY%2F", "KEY/"}) EXPECT_THAT(told, Not(HasSubstr(part)));
 }
 
 }  // namespace

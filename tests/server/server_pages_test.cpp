@@ -70,11 +70,40 @@ TEST(Search_Page, SaysWhenNothingOrTooMuchIsFound) {
 }
 
 TEST(Home_Page, ShowsTheRequestAndTheSource) {
-  const ListedSource source{false};
+  ListedSource source{false};
   const std::string page = Home_Page(source, "http://h:1/quotes?Interval=XXX&Symbol=SSS&Date=DDD", "/search");
   EXPECT_THAT(page, HasSubstr("<code>http://h:1/quotes?Interval=XXX&amp;Symbol=SSS&amp;Date=DDD</code>"));
   EXPECT_THAT(page, HasSubstr("NOT real quotes."));
   EXPECT_THAT(page, HasSubstr("<a href=\"/search\">"));
+}
+
+TEST(Home_Page, ShowsTheSourcesInTheirOrderAndTheLastRequests) {
+  class ChainedSource : public ListedSource {
+   public:
+    ChainedSource() : ListedSource(true) {}
+    std::vector<SourceStatus> Sources() override {
+      return {{"one", "One & Only", SourceState::Ready, {}, ""},
+              {"two", "Two", SourceState::OutOfQuota,
+               std::chrono::sys_days{Date(2026, 11, 21)} + std::chrono::hours{21}, "It said <enough>."}};
+    }
+  } source;
+  const std::vector<ServedRequest> requests = {
+      {std::chrono::sys_days{Date(2026, 11, 21)} + std::chrono::hours{15}, "GET /quotes?Symbol=A<B -> 200",
+       "One (archive)"},
+      {std::chrono::sys_days{Date(2026, 11, 21)} + std::chrono::hours{16}, "GET /quotes?Symbol=C -> 404",
+       ""}};
+  const std::string page = Home_Page(source, "http://x/", "/search", requests);
+  EXPECT_THAT(page, HasSubstr("<td>One &amp; Only</td><td>ready</td><td></td>"));
+  EXPECT_THAT(
+      page,
+      HasSubstr("<td>Two</td><td>out of quota until 2026-11-21 16:00</td><td>It said &lt;enough&gt;.</td>"));
+  EXPECT_THAT(
+      page,
+      HasSubstr(
+          "<td>2026-11-21 10:00</td><td>GET /quotes?Symbol=A&lt;B -&gt; 200</td><td>One (archive)</td>"));
+  EXPECT_LT(page.find("Symbol=C"), page.find("Symbol=A")) << "the newest first";
+  ListedSource plain{true};
+  EXPECT_THAT(Home_Page(plain, "http://x/", "/search"), Not(HasSubstr("<table>")));
 }
 
 }  // namespace

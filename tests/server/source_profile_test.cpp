@@ -256,5 +256,16 @@ TEST(SourceProfile, AFolderOrAFileThatIsNotThereIsAnError) {
   EXPECT_THAT(Error_Of(Load_Profile(folder.Path() / "missing.json")).Reason, HasSubstr("can't be read"));
 }
 
+TEST(SourceProfile, TheExampleOfTheDocumentationIsRead) {
+  std::ifstream stream{Sources_Folder().parent_path() / "docs" / "sources.md"};
+  const std::string text{std::istreambuf_iterator<char>{stream}, {}};
+  const auto begin = text.find("```json\n");
+  ASSERT_NE(begin, std::string::npos);
+  const auto end = text.find("```", begin + 8);
+  const auto read = Read_Profile(text.substr(begin + 8, end - begin - 8), "acme.json");
+  if (const auto* error = std::get_if<ProfileError>(&read)) FAIL() << error->Text();
+  EXPECT_EQ(std::get<SourceProfile>(read).Feeds.size(), 1U);
+}
+
 }  // namespace
 }  // namespace hq::server

@@ -1,0 +1,176 @@
+#include "cli/sources_command.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sstream>
+
+#include "server/archive.h"
+#include "server/source_setup.h"
+#include "support/fakes.h"
+#include "support/temp_folder.h"
+
+namespace hq {
+namespace {
+
+using server::Archive;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class SourcesCommandTest : public ::testing::Test {
+ protected:
+  int Run(const std::vector<std::string>& arguments) {
+    Out.str("");
+    Err.str("");
+    return Command_Line(arguments, {Out, Err, 0, Loop, Time, Disk, Mail, Program.Path()});
+  }
+  // A profile like those that come with the program, of a service that nobody can reach.
+  void Write_Profile() {
+    std::filesystem::create_directory(Program / "sources");
+    Program.Write("sources/acme.json", R"({
+      "name": "acme", "title": "Acme", "site": "https://acme.example",
+      "keys": [{"name": "token", "label": "API token"}], "zone": "America/New_York", "symbols": {"kinds": [{"kind": ""}]},
+      "feeds": [{"minutes": 1440, "serves": [1440], "adjustments": {"splits": ""},
+        "address": "http://127.0.0.1:1/{symbol}?key={key:token}",
+        "answer": {"shape": "rows", "fields": {"stamp": "t", "open": "o", "high": "h", "low": "l", "close": "c"},
+                   "stamp": {"form": "date"}}}]})");
+  }
+  void Store(const std::string& symbol, int bars, const std::string& adjustment = "splits") {
+    Archive archive{Program / "quotes.db"};
+    std::vector<server::NativeBar> list;
+    const server::Day first = std::chrono::sys_days{std::chrono::year{2026} / 3 / 2};
+    for (int i = 0; i < bars; ++i) {
+      const double price = i + 1.25;
+      list.push_back(
+          {{first + std::chrono::days{i}, server::session_open, price, price + 1, price - 1, price, 100 + i},
+           true});
+    }
+    archive.Store({"acme", symbol, server::daily_interval, adjustment},
+                  {list,
+                   server::DayRange{first, first + std::chrono::days{bars}},
+                   {first, {}},
+                   std::chrono::sys_days{first} + std::chrono::hours{1000}});
+  }
+
+  std::ostringstream Out;
+  std::ostringstream Err;
+  ConsoleMessageLoop Loop;
+  test::FakeClock Time;
+  SystemFiles Disk;
+  test::RecordingMail Mail;
+  test::TempFolder Program;
+};
+
+TEST_F(SourcesCommandTest, SourcesAreListedWithTheirStates) {
+  Write_Profile();
+  EXPECT_EQ(Run({"sources"}), 0) << Err.str();
+  EXPECT_THAT(Out.str(),
+              AllOf(StartsWith("1  simulated     ready"),
+                    HasSubstr("Not in use:\n   acme          needs a key"), HasSubstr("Archive: 0 bytes")));
+  Program.Write("server.ini", "[Keys]\nacme=0123456789abcdefTAIL\n");
+  EXPECT_EQ(Run({"sources"}), 0);
+  EXPECT_THAT(Out.str(), AllOf(StartsWith("1  acme          ready"), HasSubstr("API token ****TAIL"),
+                               Not(HasSubstr("0123"))));
+#ifndef _WIN32
+  EXPECT_THAT(Err.str(), HasSubstr("chmod 600"));
+#endif
+  Program.Write("sources/wrong.json", "{}");
+  EXPECT_EQ(Run({"sources"}), 0);
+  EXPECT_THAT(Out.str(), HasSubstr("Not used: "));
+}
+
+TEST_F(SourcesCommandTest, ATestNamesTheHopAndTheNextStep) {
+  Write_Profile();
+  EXPECT_EQ(Run({"sources", "test", "acme"}), 1);
+  EXPECT_THAT(Out.str(), AllOf(StartsWith("Failed: missing key\nAcme needs a key"), HasSubstr("\nNext: ")));
+  Program.Write("server.ini", "[Keys]\nacme=0123456789abcdefTAIL\n");
+  EXPECT_EQ(Run({"sources", "test", "acme", "--symbol", "IBM"}), 1);
+  EXPECT_THAT(Out.str(), AllOf(StartsWith("Failed: connection\nAcme: "), Not(HasSubstr("0123"))));
+  EXPECT_EQ(Run({"sources", "test", "simulated"}), 0);
+  EXPECT_EQ(Run({"sources", "test", "nobody"}), 1);
+  EXPECT_EQ(Run({"sources", "test"}), 2);
+  EXPECT_EQ(Run({"sources", "nonsense"}), 2);
+}
+
+TEST_F(SourcesCommandTest, AListOfSourcesIsKeptWhenItCanBeUsed) {
+  Write_Profile();
+  Program.Write("server.ini", "; mine\n[Keys]\nacme=k\n");
+  EXPECT_EQ(Run({"sources", "use", "acme,simulated"}), 0) << Err.str();
+  EXPECT_THAT(Disk.Read(Program / "server.ini"),
+              AllOf(StartsWith("; mine\n[Keys]\nacme=k\n"), HasSubstr("[Quotes]\nSource=acme,simulated\n")));
+  EXPECT_EQ(Run({"sources", "use", "acme,nonsense"}), 2);
+  EXPECT_THAT(Err.str(), HasSubstr("\"nonsense\" is no quote source"));
+  EXPECT_THAT(Disk.Read(Program / "server.ini"), HasSubstr("Source=acme,simulated\n"));
+}
+
+TEST_F(SourcesCommandTest, TheArchiveIsListedExportedShrunkAndChecked) {
+  EXPECT_EQ(Run({"archive"}), 1);
+  EXPECT_THAT(Err.str(), HasSubstr("no archive yet"));
+  Store("IBM", 3);
+  Store("MSFT", 2);
+  EXPECT_EQ(Run({"archive"}), 0);
+  EXPECT_THAT(
+      Out.str(),
+      AllOf(StartsWith("acme          IBM         1440 splits    3        2026-03-02  2026-03-04  fetched "),
+            HasSubstr("5 bars, ")));
+  EXPECT_EQ(Run({"archive", "--symbol", "msft"}), 0);
+  EXPECT_THAT(Out.str(), AllOf(StartsWith("acme          MSFT"), HasSubstr("2 bars, ")));
+  EXPECT_EQ(Run({"archive", "export", "ibm"}), 0);
+  EXPECT_EQ(Out.str(),
+            "Date,Open,High,Low,Close,Volume\n2026-03-02,1.25,2.25,0.25,1.25,100\n"
+            "2026-03-03,2.25,3.25,1.25,2.25,101\n2026-03-04,3.25,4.25,2.25,3.25,102\n");
+  EXPECT_EQ(Run({"archive", "export", "ibm", "--from", "2026-03-03", "--to", "2026-03-03"}), 0);
+  EXPECT_EQ(Out.str(), "Date,Open,High,Low,Close,Volume\n2026-03-03,2.25,3.25,1.25,2.25,101\n");
+  EXPECT_EQ(Run({"archive", "shrink", "--before", "2026-03-04"}), 0);
+  EXPECT_THAT(Out.str(), StartsWith("4 bars deleted, "));
+  EXPECT_EQ(Run({"archive", "check"}), 0);
+  EXPECT_EQ(Out.str(), "The archive is sound.\n");
+}
+
+TEST_F(SourcesCommandTest, WhatTheArchiveHasNotOrHasTwiceIsTold) {
+  Store("IBM", 3);
+  Store("IBM", 2, "raw");
+  EXPECT_EQ(Run({"archive", "export", "IBM"}), 2);
+  EXPECT_THAT(Err.str(), HasSubstr("acme raw\nacme splits\n"));
+  EXPECT_EQ(Run({"archive", "export", "IBM", "--adjustment", "raw"}), 0);
+  EXPECT_EQ(Run({"archive", "export", "IBM", "--interval", "5"}), 1);
+  EXPECT_EQ(Run({"archive", "export", "GONE"}), 1);
+  EXPECT_EQ(Run({"archive", "export", "IBM", "--adjustment", "raw", "--from", "03/04/26"}), 2);
+  for (const char* no_date : {"2026-13-01", "2026-02-30", "yesterday", "2026-1-01x", "-026-01-01"})
+    EXPECT_EQ(Run({"archive", "shrink", "--before", no_date}), 2) << no_date;
+  EXPECT_EQ(Run({"archive", "shrink"}), 2);
+}
+
+TEST_F(SourcesCommandTest, HelpIsNoErrorAndSymbolsInCapitalsAreNoCommands) {
+  EXPECT_EQ(Run({"sources", "--help"}), 0);
+  EXPECT_THAT(Out.str(), HasSubstr("test"));
+  EXPECT_EQ(Run({"archive", "--help"}), 0);
+  EXPECT_FALSE(Is_Sources_Command({"SOURCES"}));
+  EXPECT_FALSE(Is_Sources_Command({}));
+  EXPECT_FALSE(Is_Sources_Command({"MSFT", "archive"}));
+}
+
+TEST_F(SourcesCommandTest, ADownloadWithoutSourcesSaysHowToGetRealQuotes) {
+  const test::TempFolder output;
+  const std::vector<std::string> download = {"MSFT", "--output", output.Path(), "--end-date", "03/10/03"};
+  EXPECT_EQ(Run(download), 0);
+  EXPECT_THAT(Err.str(), HasSubstr("until you choose a source of real ones"));
+  EXPECT_THAT(Program.Names(), testing::IsEmpty());
+  EXPECT_EQ(Run({"MSFT", "--output", output.Path(), "--end-date", "03/10/03", "--source", "simulated"}), 0);
+  EXPECT_THAT(Err.str(), AllOf(HasSubstr("NOT real quotes"), Not(HasSubstr("until you choose"))));
+}
+
+TEST_F(SourcesCommandTest, ADownloadTakesTheSourcesOfTheSettings) {
+  const test::TempFolder output;
+  const test::TempFolder csv;
+  csv.Write("acme.csv", "Date,Open,High,Low,Close,Volume\n2003-03-12,1,2,0.5,1.5,100\n");
+  Program.Write("server.ini", "[Quotes]\nSource=csv:" + csv.Path() + "\n");
+  EXPECT_EQ(Run({"ACME", "--output", output.Path()}), 0) << Err.str();
+  EXPECT_THAT(Out.str(), HasSubstr("Recorded 1 lines"));
+  EXPECT_EQ(Err.str(), "");
+}
+
+}  // namespace
+}  // namespace hq
