@@ -176,23 +176,35 @@ void frmFAILSAFE::Offer_Buttons() {
 }
 
 void frmFAILSAFE::Connect() {
-  const auto clicked = [this](QPushButton* button, void (frmFAILSAFE::*handler)()) {
-    connect(button, &QPushButton::clicked, this, handler);
+  const auto clicked = [this](QPushButton* button, const char* procedure, void (frmFAILSAFE::*handler)()) {
+    connect(button, &QPushButton::clicked, this,
+            [this, procedure, handler] { Guarded(procedure, [&] { (this->*handler)(); }); });
   };
-  clicked(ui_->nsCtrlContinue, &frmFAILSAFE::nsCtrlContinue_Click);
-  clicked(ui_->nsCtrlMore, &frmFAILSAFE::nsCtrlMore_Click);
-  clicked(ui_->cmdRetry, &frmFAILSAFE::cmdRetry_Click);
-  clicked(ui_->cmdIgnore, &frmFAILSAFE::cmdIgnore_Click);
-  clicked(ui_->cmdDetails, &frmFAILSAFE::cmdDetails_Click);
-  clicked(ui_->cmdCopy, &frmFAILSAFE::cmdCopy_Click);
-  clicked(ui_->fsPrint, &frmFAILSAFE::fsPrint_Click);
-  clicked(ui_->cmdMail, &frmFAILSAFE::cmdMail_Click);
-  clicked(ui_->cmdBreak, &frmFAILSAFE::cmdBreak_Click);
-  clicked(ui_->nsHelp, &frmFAILSAFE::nsHelp_Click);
+  clicked(ui_->nsCtrlContinue, "Sub nsCtrlContinue_Click", &frmFAILSAFE::nsCtrlContinue_Click);
+  clicked(ui_->nsCtrlMore, "Sub nsCtrlMore_Click", &frmFAILSAFE::nsCtrlMore_Click);
+  clicked(ui_->cmdRetry, "Sub cmdRetry_Click", &frmFAILSAFE::cmdRetry_Click);
+  clicked(ui_->cmdIgnore, "Sub cmdIgnore_Click", &frmFAILSAFE::cmdIgnore_Click);
+  clicked(ui_->cmdDetails, "Sub cmdDetails_Click", &frmFAILSAFE::cmdDetails_Click);
+  clicked(ui_->cmdCopy, "Sub cmdCopy_Click", &frmFAILSAFE::cmdCopy_Click);
+  clicked(ui_->fsPrint, "Sub fsPrint_Click", &frmFAILSAFE::fsPrint_Click);
+  clicked(ui_->cmdMail, "Sub cmdMail_Click", &frmFAILSAFE::cmdMail_Click);
+  clicked(ui_->cmdBreak, "Sub cmdBreak_Click", &frmFAILSAFE::cmdBreak_Click);
+  clicked(ui_->nsHelp, "Sub nsHelp_Click", &frmFAILSAFE::nsHelp_Click);
   connect(new QShortcut(QKeySequence::HelpContents, this), &QShortcut::activated, this,
-          &frmFAILSAFE::nsHelp_Click);
-  connect(ui_->Combo1, &QComboBox::currentIndexChanged, this, &frmFAILSAFE::Combo1_Click);
+          [this] { Guarded("Sub nsHelp_Click", [this] { nsHelp_Click(); }); });
+  connect(ui_->Combo1, &QComboBox::currentIndexChanged, this,
+          [this] { Guarded("Sub Combo1_Click", [this] { Combo1_Click(); }); });
   ui_->Combo1->installEventFilter(this);
+}
+
+// An error that went on from here would end the dialog's loop, and with it the question and what the user has
+// typed. The trap adds it to the dialog.
+void frmFAILSAFE::Guarded(const char* procedure, const std::function<void()>& handler) {
+  try {
+    handler();
+  } catch (const std::exception&) {
+    trap_.fsERROR(modFailSafe::DialogModule, procedure, Current_Error());
+  }
 }
 
 ErrorAnswer frmFAILSAFE::Ask() {
@@ -252,18 +264,26 @@ void frmFAILSAFE::cmdCopy_Click() {
 }
 
 void frmFAILSAFE::fsPrint_Click() {
-  QPrinter printer(QPrinter::HighResolution);
+  const auto printer = std::make_shared<QPrinter>(QPrinter::HighResolution);
   const QString page = ui_->Combo1->currentText();
-  printer.setDocName(page);
-  const bool chosen = !parts_.Choose_Printer || parts_.Choose_Printer(printer, this);
-  // Where no window manager does it.
-  activateWindow();
-  if (!chosen) return;
+  const QString text = Page_Text();
+  printer->setDocName(page);
+  if (!parts_.Choose_Printer) return Print(*printer, page, text);
+  parts_.Choose_Printer(printer, this, [this, printer, page, text](bool chosen) {
+    Guarded("Sub fsPrint_Click", [&] {
+      // Where no window manager does it.
+      activateWindow();
+      if (chosen) Print(*printer, page, text);
+    });
+  });
+}
+
+void frmFAILSAFE::Print(QPrinter& printer, const QString& page, const QString& text) {
   QTextDocument document;
   QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
   fixed.setPointSizeF(9);
   document.setDefaultFont(fixed);
-  document.setPlainText(page + "\n\n" + Page_Text());
+  document.setPlainText(page + "\n\n" + text);
   document.print(&printer);
   const QString file = printer.outputFileName();
   const bool failed =
@@ -284,17 +304,22 @@ void frmFAILSAFE::cmdMail_Click() {
 }
 
 void frmFAILSAFE::cmdBreak_Click() {
-  QMessageBox box(this);
-  box.setIcon(QMessageBox::Question);
-  box.setWindowTitle(windowTitle());
-  box.setTextFormat(Qt::PlainText);
-  box.setText("Break to the debugger?\nChoose CANCEL to continue with program.");
-  box.setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
-  box.setDefaultButton(QMessageBox::Cancel);
-  const bool stop = box.exec() == QMessageBox::Ok;
-  // Where no window manager does it.
-  activateWindow();
-  if (stop) parts_.Break();
+  auto* box = new QMessageBox(this);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->setIcon(QMessageBox::Question);
+  box->setWindowTitle(windowTitle());
+  box->setTextFormat(Qt::PlainText);
+  box->setText("Break to the debugger?\nChoose CANCEL to continue with program.");
+  box->setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
+  box->setDefaultButton(QMessageBox::Cancel);
+  connect(box, &QDialog::finished, this, [this](int pressed) {
+    Guarded("Sub cmdBreak_Click", [&] {
+      // Where no window manager does it.
+      activateWindow();
+      if (pressed == QMessageBox::Ok) parts_.Break();
+    });
+  });
+  box->open();
 }
 
 void frmFAILSAFE::nsHelp_Click() {
@@ -308,12 +333,7 @@ void frmFAILSAFE::nsHelp_Click() {
 }
 
 void frmFAILSAFE::Combo1_Click() {
-  try {
-    Show_Page(ui_->Combo1->currentIndex());
-  } catch (const std::exception&) {
-    const RunTimeError error = Current_Error();
-    Tell(To_QString(error.Description()) + '\n' + To_QString(error.Detail()));
-  }
+  Show_Page(ui_->Combo1->currentIndex());
 }
 
 bool frmFAILSAFE::Combo1_KeyDown(int key, Qt::KeyboardModifiers modifiers) {
