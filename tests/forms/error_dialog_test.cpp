@@ -1139,7 +1139,7 @@ class ErrorDialogTest : public QObject {
     QCOMPARE(answer.Choice, trap_choice::Retry);
   }
 
-  void WorksDuringTheStartAndDuringARun() {
+  void TheProgramWorksOnAfterIt() {
     // The dialog inside the real program: an error while its window is up.
     Program program;
     program.Start();

@@ -1,10 +1,14 @@
 // The error dialog in the real program, with its own trap, logs and windows.
 
 #include <QApplication>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QStackedWidget>
 #include <algorithm>
+#include <filesystem>
+#include <utility>
 
 #include "forms/error_dialog_support.h"
 #include "forms/form_support.h"
@@ -58,8 +62,150 @@ class ErrorSessionTest : public QObject {
   void cleanup() {
     QCOMPARE(Shown_Form(), nullptr);
     QCOMPARE(Program_->Boxes.Unexpected, 0);
-    QCOMPARE(Program_->Global->Trap.Depth(), 0);
+    if (Program_->Global) QCOMPARE(Program_->Global->Trap.Depth(), 0);
     Program_.reset();
+  }
+
+  void ATraceLogThatCannotBeOpenedIsToldDuringTheStart() {
+    Program_->Home.Write("FSCLIENT.INI", "[log file]\r\nCapture To Disk=1\r\nWrite To Disk=1\r\n");
+    for (const char* name : {"trace.log", "trace.log.bak"}) {
+      std::filesystem::create_directory(Program_->Home / name);
+      Put_Bytes(Program_->Home / (std::string(name) + "/file"), "mine");
+    }
+    Make_Without_Start(*Program_);
+    FormUse use([](QDialog& form) {
+      QVERIFY(Control<QPlainTextEdit>(form, "errText")
+                  ->toPlainText()
+                  .contains("Could not open trace log file trace.log ("));
+      QCOMPARE(Control<QLabel>(form, "ErrModule")->text(), QString("modFailSafe.bas"));
+      QCOMPARE(Control<QLabel>(form, "ErrProcedure")->text(), QString("Sub Open_Trace"));
+      Press(Qt::Key_W, Qt::AltModifier);
+      Type("started");
+      Press(Qt::Key_C, Qt::AltModifier);
+    });
+    use.Ends_By_Itself = true;
+    Program_->Global->Main();
+    QVERIFY(use.Used);
+    QVERIFY(!use.Closed);
+    QVERIFY(QTest::qWaitForWindowActive(&Program_->Window()));
+    QVERIFY(!Program_->Global->Test().isVisible());
+    QCOMPARE(Program_->Global->Trap.ErrorCount(), 1);
+    // And goes on without a trace.
+    Program_->Global.reset();
+    QCOMPARE(Bytes_Of(Program_->Home / "trace.log/file"), std::string("mine"));
+    const std::string log = Bytes_Of(Program_->Home / "error.log");
+    QVERIFY(log.find("Could not open trace log file trace.log (") != std::string::npos);
+    QVERIFY(log.find("User Text- started\r\n") != std::string::npos);
+  }
+
+  void WhileTheSplashIsUpItIsAboveIt() {
+    Make_Without_Start(*Program_);
+    bool above_splash = false;
+    FormUse use([&](QDialog& form) {
+      above_splash =
+          Program_->Global->Test().isVisible() && form.windowFlags().testFlag(Qt::WindowStaysOnTopHint);
+      Press(Qt::Key_Return);
+    });
+    Program_->Global->Loop.Post(
+        [this] { Program_->Global->Trap.fsERROR("global.bas", "Sub Main", RunTimeError(Overflow)); });
+    Program_->Global->Main();
+    QVERIFY(use.Used);
+    QVERIFY(!use.Closed);
+    QVERIFY(above_splash);
+    QVERIFY(QTest::qWaitForWindowActive(&Program_->Window()));
+    QVERIFY(!Program_->Global->Test().isVisible());
+  }
+
+  void AnErrorInTheMiddleOfARunLeavesTheRunAlone_data() {
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<int>("tries");
+    QTest::newRow("continue") << "nsCtrlContinue" << 1;
+    QTest::newRow("ignore") << "cmdIgnore" << 1;
+    QTest::newRow("retry") << "cmdRetry" << 2;
+  }
+  void AnErrorInTheMiddleOfARunLeavesTheRunAlone() {
+    QFETCH(QString, button);
+    QFETCH(int, tries);
+    Program_->Start();
+    Program_->Prepare_Run({"aa"});
+    FailingFocus failing(*Program_);
+    FormUse use([&](QDialog& form) {
+      for (const int state : {ResolvingHost, HostResolved, Connecting}) Program_->Inet->State(state);
+      QTimer::singleShot(0, this, [this] { Program_->Window().move(50, 60); });
+      QTimer::singleShot(10, &form, [this] { Program_->Inet->Answer(Quotes); });
+      QTimer::singleShot(30, &form, [&] { Control<QPushButton>(form, qPrintable(button))->click(); });
+    });
+    use.Ends_By_Itself = true;
+    bool in_flight = false;
+    Program_->Inet->Started = [&](const std::string&) {
+      in_flight = !Shown_Form();
+      failing.Bring_About();
+    };
+    Click(Program_->Get("cmddownload"));
+    QVERIFY(in_flight);
+    QVERIFY(use.Used);
+    QVERIFY(!use.Closed);
+    QVERIFY(failing.Times >= tries);
+    QCOMPARE(Program_->Inet->Addresses.size(), size_t(1));
+    QVERIFY(Program_->Log_Lines().contains("Recorded 2 lines"));
+    QVERIFY(Program_->Log_Lines().last().startsWith("Finish at "));
+    QCOMPARE(Program_->Output.Names().size(), size_t(1));
+  }
+
+  void TheErrorLogHoldsTheErrorAndWhatTheUserSaid() {
+    Program_->Home.Write("FSCLIENT.INI", "[log file]\r\nWrite To Disk=1\r\n");
+    Program_->Start();
+    FailingFocus failing(*Program_);
+    std::string before_the_answer;
+    FormUse use([&](QDialog&) {
+      before_the_answer = Bytes_Of(Program_->Home / "error.log");
+      Press(Qt::Key_W, Qt::AltModifier);
+      Type("clicked the days");
+      Press(Qt::Key_C, Qt::AltModifier);
+    });
+    use.Ends_By_Itself = true;
+    failing.Bring_About();
+    QVERIFY(use.Used);
+    QVERIFY(!use.Closed);
+    const std::string log = Bytes_Of(Program_->Home / "error.log");
+    QVERIFY(log.starts_with("03/14/03 10:00:00\r\nCategory- General run-time\r\n"));
+    for (const char* line :
+         {"Code Pointer = frmmain1.frm : Sub txtdays_GotFocus\r\n", "Error Number- 7\r\n",
+          "Description- Out of memory\r\n", " 1 : frmmain1.frm : Sub txtdays_GotFocus : \r\n"})
+      QVERIFY2(log.find(line) != std::string::npos, line);
+    QVERIFY(log.find("\r\nUser Text- clicked the days\r\n") != std::string::npos);
+    // All but the user's text is there already while the user is asked.
+    QVERIFY(before_the_answer.find("Description- Out of memory\r\n") != std::string::npos);
+    QVERIFY(log.starts_with(before_the_answer));
+  }
+
+  void AnErrorOfTheDialogsOwnKeysIsLoggedAndAddedAndGoesOn() {
+    Program_->Home.Write("FSCLIENT.INI", "[log file]\r\nWrite To Disk=1\r\n");
+    Program_->Start();
+    const LibraryLeaks leaks;
+    FormUse use([&](QDialog& form) {
+      bool failed = false;
+      connect(Control<QStackedWidget>(form, "pages"), &QStackedWidget::currentChanged, this, [&] {
+        if (!std::exchange(failed, true)) throw RunTimeError(OutOfMemory);
+      });
+      Control(form, "Combo1")->setFocus();
+      Press(Qt::Key_Down);
+      QVERIFY(failed);
+      QCOMPARE(Control<QPlainTextEdit>(form, "txtFurther")->toPlainText(),
+               QString("Out of memory (frmFAILSAFE.frm : Sub Combo1_KeyDown)"));
+      QVERIFY(form.isVisible());
+      Press(Qt::Key_S);
+      QCOMPARE(Control<QStackedWidget>(form, "pages")->currentIndex(), 2);
+      QCOMPARE(Program_->Global->Trap.ErrorCount(), 2);
+      Press(Qt::Key_Escape);
+    });
+    QCOMPARE(Program_->Global->Trap.fsERROR("m.bas", "Sub Fails", RunTimeError(Overflow)),
+             trap_choice::Continue);
+    QVERIFY(use.Used);
+    QVERIFY(!use.Closed);
+    const std::string log = Bytes_Of(Program_->Home / "error.log");
+    QVERIFY(log.find("Code Pointer = m.bas : Sub Fails\r\n") != std::string::npos);
+    QVERIFY(log.find("Code Pointer = frmFAILSAFE.frm : Sub Combo1_KeyDown\r\n") != std::string::npos);
   }
 
   void AMovedWindowWaitsForTheAnswerOnce_data() {
