@@ -61,6 +61,10 @@ std::string Percent_Text(std::uint64_t part, std::uint64_t whole) {
   return text;
 }
 
+std::string Number_Text(std::optional<int> number) {
+  return number ? std::to_string(*number) : std::string();
+}
+
 std::string Yes_No(std::optional<bool> value) {
   if (!value) return {};
   return *value ? "YES" : "NO";

@@ -28,6 +28,9 @@ namespace hq {
 // whole is not 0.
 [[nodiscard]] std::string Percent_Text(std::uint64_t part, std::uint64_t whole);
 
+// The number, empty for what is not known.
+[[nodiscard]] std::string Number_Text(std::optional<int> number);
+
 // "YES", "NO", or empty for what is not known.
 [[nodiscard]] std::string Yes_No(std::optional<bool> value);
 
