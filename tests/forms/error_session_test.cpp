@@ -76,7 +76,7 @@ class ErrorSessionTest : public QObject {
     FormUse use([](QDialog& form) {
       QVERIFY(Control<QPlainTextEdit>(form, "errText")
                   ->toPlainText()
-                  .contains("Could not open trace log file trace.log ("));
+                  .contains("Could not open trace log file trace.log"));
       QCOMPARE(Control<QLabel>(form, "ErrModule")->text(), QString("modFailSafe.bas"));
       QCOMPARE(Control<QLabel>(form, "ErrProcedure")->text(), QString("Sub Open_Trace"));
       Press(Qt::Key_W, Qt::AltModifier);
@@ -94,7 +94,7 @@ class ErrorSessionTest : public QObject {
     Program_->Global.reset();
     QCOMPARE(Bytes_Of(Program_->Home / "trace.log/file"), std::string("mine"));
     const std::string log = Bytes_Of(Program_->Home / "error.log");
-    QVERIFY(log.find("Could not open trace log file trace.log (") != std::string::npos);
+    QVERIFY(log.find("Could not open trace log file trace.log") != std::string::npos);
     QVERIFY(log.find("started\r\n") != std::string::npos);
   }
 
