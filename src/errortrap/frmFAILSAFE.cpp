@@ -19,18 +19,14 @@
 #include "errortrap/error_help.h"
 #include "errortrap/procedure.h"
 #include "errortrap/qt_message_boxes.h"
+#include "errortrap/report_text.h"
 #include "ui_frmFAILSAFE.h"
 
 namespace hq {
 
 namespace {
 
-constexpr const char* Unknown = "<unknown>";
 enum Page : int { ErrorPage, CallsPage, SystemPage };
-
-QString Or_Unknown(const std::string& text) {
-  return text.empty() ? QString(Unknown) : To_QString(text);
-}
 
 // Tool tips take what looks like HTML for HTML.
 QString Plain_Tip(const QString& text) {
@@ -52,12 +48,6 @@ QString Shown_Entry(const QString& entry, qsizetype level) {
   const QStringView indent = QStringView(entry).mid(begin, indents);
   if (std::any_of(indent.begin(), indent.end(), [&](QChar c) { return c != indent.front(); })) return entry;
   return entry.left(begin + most) + entry.mid(begin + indents);
-}
-
-QString Joined(const std::vector<std::string>& lines) {
-  QString text;
-  for (const std::string& line : lines) text += To_QString(line) + '\n';
-  return text;
 }
 
 }  // namespace
@@ -123,11 +113,11 @@ void frmFAILSAFE::Form_Load() {
 void frmFAILSAFE::Fill_In() {
   const bool has_line = Is_Line_Number(question_.Line);
   const QString number = QString::number(question_.Number);
-  QString where = Or_Unknown(question_.Procedure) + " (" + Or_Unknown(question_.Module) + ")";
+  QString where = To_QString(question_.Procedure) + " (" + To_QString(question_.Module) + ")";
   if (has_line) where += " on line " + To_QString(question_.Line).trimmed();
-  ui_->lblMessage->Set_Text("An unexpected '" + Or_Unknown(question_.Category) + "' error occurred in " +
+  ui_->lblMessage->Set_Text("An unexpected '" + To_QString(question_.Category) + "' error occurred in " +
                             where + ".");
-  QString description = Or_Unknown(question_.Description);
+  QString description = To_QString(question_.Description);
   if (!question_.Detail.empty()) description += '\n' + To_QString(question_.Detail);
   ui_->errText->Set_Text(description);
   ui_->lblErrCnt->setText("Errors since the start: " + QString::number(question_.ErrorCount));
@@ -139,14 +129,13 @@ void frmFAILSAFE::Fill_In() {
     field->setWordWrap(true);
     field->setToolTip(Plain_Tip(text));
   };
-  fill(ui_->ErrType, Or_Unknown(question_.Category));
-  fill(ui_->errProject, Or_Unknown(question_.Project));
-  fill(ui_->ErrModule, Or_Unknown(question_.Module));
-  fill(ui_->ErrProcedure, Or_Unknown(question_.Procedure));
-  fill(ui_->ErrLine, question_.Line.empty() ? QString(" <unavailable: line numbers not used>")
-                                            : To_QString(question_.Line));
+  fill(ui_->ErrType, To_QString(question_.Category));
+  fill(ui_->errProject, To_QString(question_.Project));
+  fill(ui_->ErrModule, To_QString(question_.Module));
+  fill(ui_->ErrProcedure, To_QString(question_.Procedure));
+  fill(ui_->ErrLine, To_QString(question_.Line));
   fill(ui_->ErrNo, number);
-  fill(ui_->CodePointer, Or_Unknown(question_.Module) + " : " + Or_Unknown(question_.Procedure));
+  fill(ui_->CodePointer, To_QString(question_.Module) + " : " + To_QString(question_.Procedure));
   for (QWidget* widget : {ui_->lblCodePointer, ui_->CodePointer}) widget->setVisible(!has_line);
   ui_->txtInformation->setPlainText(To_QString(question_.ErrorInformation));
   ui_->txtInformation->setVisible(!question_.ErrorInformation.empty());
@@ -160,7 +149,7 @@ void frmFAILSAFE::Fill_In() {
   const QString calls = To_QString(question_.CallTreeText);
   ui_->txtCalls->setPlainText(calls);
   ui_->txtCalls->setHidden(calls.trimmed().isEmpty() ||
-                           calls.trimmed() == Joined(question_.CallTree).trimmed());
+                           calls.trimmed() == To_QString(Joined_Lines(question_.CallTree)).trimmed());
 }
 
 void frmFAILSAFE::Offer_Buttons() {
@@ -404,7 +393,8 @@ void frmFAILSAFE::Show_Page(int page) {
 QString frmFAILSAFE::Page_Text() const {
   switch (ui_->Combo1->currentIndex()) {
     case CallsPage:
-      return question_.CallTreeText.empty() ? Joined(question_.CallTree) : To_QString(question_.CallTreeText);
+      return question_.CallTreeText.empty() ? To_QString(Joined_Lines(question_.CallTree))
+                                            : To_QString(question_.CallTreeText);
     case SystemPage:
       return ui_->txtSystem->toPlainText();
     default:

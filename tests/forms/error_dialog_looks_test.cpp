@@ -210,22 +210,6 @@ class ErrorDialogLooksTest : public QObject {
   }
 
  private:
-  static void Expect_Not_Cut_Off(const QWidget* widget) {
-    const QString sizes = QString("%1: %2x%3 for %4x%5")
-                              .arg(widget->objectName())
-                              .arg(widget->width())
-                              .arg(widget->height())
-                              .arg(widget->sizeHint().width())
-                              .arg(widget->sizeHint().height());
-    const auto* label = qobject_cast<const QLabel*>(widget);
-    if (label != nullptr && label->wordWrap()) {
-      QVERIFY2(widget->height() >= label->heightForWidth(widget->width()), qPrintable(sizes));
-      return;
-    }
-    QVERIFY2(widget->width() >= widget->sizeHint().width(), qPrintable(sizes));
-    QVERIFY2(widget->height() >= widget->sizeHint().height(), qPrintable(sizes));
-  }
-
   static void Expect_Nothing_Cut_Off(const QDialog& form) {
     int seen = 0;
     for (const QWidget* widget : form.findChildren<QWidget*>()) {
@@ -261,15 +245,7 @@ class ErrorDialogLooksTest : public QObject {
                            qobject_cast<QListWidget*>(widget);
       if (control && widget->isVisible()) leaves << widget;
     }
-    for (const QWidget* one : leaves) {
-      const QRect place(one->mapTo(&form, QPoint()), one->size());
-      QVERIFY2(form.rect().contains(place), qPrintable(one->objectName()));
-      for (const QWidget* other : leaves) {
-        if (one == other || one->isAncestorOf(other) || other->isAncestorOf(one)) continue;
-        const QRect its(other->mapTo(&form, QPoint()), other->size());
-        QVERIFY2(!place.intersects(its), qPrintable(one->objectName() + " and " + other->objectName()));
-      }
-    }
+    Expect_Apart(form, leaves);
   }
 
   void Ask(std::function<void(QDialog&)> look) {

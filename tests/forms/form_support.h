@@ -34,6 +34,11 @@ void Mouse_Up(QWidget* widget);
 // A click on an item of a list box that is in sight.
 void Click_Item(QWidget* list, int row, Qt::KeyboardModifiers modifiers = {});
 
+// That the widget has the room that its text needs.
+void Expect_Not_Cut_Off(const QWidget* widget);
+// That the widgets lie within the window and none lies on another one but its own parts.
+void Expect_Apart(const QWidget& window, const QList<QWidget*>& widgets);
+
 // Lets everything happen that is due by now.
 void Settle();
 
