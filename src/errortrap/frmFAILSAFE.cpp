@@ -14,6 +14,7 @@
 #include <QStyle>
 #include <QTextDocument>
 #include <QWindow>
+#include <QtMath>
 #include <algorithm>
 
 #include "errortrap/error_help.h"
@@ -423,6 +424,23 @@ void frmFAILSAFE::Unfold(bool whole) {
   if (!whole) size.setHeight(layout()->minimumHeightForWidth(size.width()));
   resize(size);
   Keep_Whole();
+  if (isVisible()) Widen_For_Text();
+}
+
+// So that the lines of the error's page are not broken, as far as they are of a usual length and the screen
+// has the room.
+void frmFAILSAFE::Widen_For_Text() {
+  constexpr qsizetype usual = 90;
+  const QPlainTextEdit* page = ui_->txtInformation;
+  if (!page->isVisible()) return;
+  int widest = 0;
+  for (const QString& line : page->toPlainText().split('\n')) {
+    if (line.size() <= usual) widest = std::max(widest, page->fontMetrics().horizontalAdvance(line));
+  }
+  const int margins = 2 * qCeil(page->document()->documentMargin()) + 2;
+  const int missing = widest + margins - page->viewport()->width();
+  const int room = screen()->availableSize().width() * 9 / 10 - width();
+  if (missing > 0 && room > 0) resize(width() + std::min(missing, room), height());
 }
 
 // Whatever the width, no text may lose its lines.
@@ -440,6 +458,11 @@ bool frmFAILSAFE::event(QEvent* event) {
   const bool result = QDialog::event(event);
   if (event->type() == QEvent::LayoutRequest) Keep_Whole();
   return result;
+}
+
+void frmFAILSAFE::showEvent(QShowEvent* event) {
+  QDialog::showEvent(event);
+  if (!event->spontaneous()) Widen_For_Text();
 }
 
 void frmFAILSAFE::resizeEvent(QResizeEvent* event) {

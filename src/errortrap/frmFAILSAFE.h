@@ -49,6 +49,7 @@ class frmFAILSAFE final : public QDialog {
   bool event(QEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
+  void showEvent(QShowEvent* event) override;
   // Escape and the window's frame.
   void reject() override { nsCtrlContinue_Click(); }
 
@@ -83,6 +84,7 @@ class frmFAILSAFE final : public QDialog {
   void Tell(const QString& outcome);
   void Unfold(bool whole);
   void Keep_Whole();
+  void Widen_For_Text();
   [[nodiscard]] QSize First_Size() const;
 
   modFailSafe& trap_;

@@ -10,6 +10,8 @@
 #include <QScrollBar>
 #include <QStyleFactory>
 #include <QStyleOptionComboBox>
+#include <QTextBlock>
+#include <QTextLayout>
 #include <memory>
 
 #include "errortrap/fitted_text.h"
@@ -163,6 +165,27 @@ class ErrorDialogLooksTest : public QObject {
       QVERIFY(form.minimumWidth() <= 1000 * form.logicalDpiX() / 96);
       QVERIFY(form.minimumHeight() <= 700 * form.logicalDpiY() / 96);
     });
+  }
+
+  void TheLinesOfTheErrorsPageAreNotBroken() {
+    Question_.ErrorInformation =
+        "An unexpected 'File System (disk, directory or file) access' error occurred in\n"
+        "Sub Form_Unload (frmmain1.frm).\n\n" +
+        std::string(90, 'x') + "\n";
+    for (const DisplayMode mode : {DisplayMode::Whole, DisplayMode::Compact}) {
+      Question_.Display = mode;
+      Ask([&](QDialog& form) {
+        if (mode == DisplayMode::Compact) Control<QPushButton>(form, "cmdDetails")->click();
+        Settle();
+        const auto* page = Control<QPlainTextEdit>(form, "txtInformation");
+        bool broken = false;
+        for (QTextBlock line = page->document()->begin(); line.isValid(); line = line.next())
+          broken = broken || line.layout()->lineCount() > 1;
+        // Unless the screen is too narrow.
+        QVERIFY(!broken || form.width() >= form.screen()->availableSize().width() * 9 / 10);
+        Expect_Nothing_Cut_Off(form);
+      });
+    }
   }
 
   void ItIsLargeEnoughToRead() {
