@@ -427,18 +427,14 @@ void frmFAILSAFE::Unfold(bool whole) {
   if (isVisible()) Widen_For_Text();
 }
 
-// So that the lines of the error's page are not broken, as far as they are of a usual length and the screen
-// has the room.
+// The pages' lines of a usual length are not broken where the screen has the room.
 void frmFAILSAFE::Widen_For_Text() {
   constexpr qsizetype usual = 90;
   const QPlainTextEdit* page = ui_->txtInformation;
   if (!page->isVisible()) return;
-  int widest = 0;
-  for (const QString& line : page->toPlainText().split('\n')) {
-    if (line.size() <= usual) widest = std::max(widest, page->fontMetrics().horizontalAdvance(line));
-  }
   const int margins = 2 * qCeil(page->document()->documentMargin()) + 2;
-  const int missing = widest + margins - page->viewport()->width();
+  const int text = page->fontMetrics().horizontalAdvance(QString(usual, 'x'));
+  const int missing = text + margins - page->viewport()->width();
   const int room = screen()->availableSize().width() * 9 / 10 - width();
   if (missing > 0 && room > 0) resize(width() + std::min(missing, room), height());
 }
