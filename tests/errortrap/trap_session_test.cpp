@@ -330,7 +330,7 @@ TEST_F(Session, ACircularLogThatCannotBeOpenedLeavesTheTraceLog) {
 }
 
 TEST_F(Session, ALogThatCannotBeOpenedIsTriedAgainAtRetry) {
-  for (const std::string& name : {"circ0001.log", "trace.log"}) {
+  for (const std::string name : {"circ0001.log", "trace.log"}) {
     Trap.Set_Reporter(nullptr);
     modFailSafe trap(&Loop);
     std::filesystem::create_directory(Home / name);
