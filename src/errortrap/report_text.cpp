@@ -14,6 +14,16 @@ bool Is_Control(char c) {
 
 }  // namespace
 
+std::string Or_Unknown(const std::string& text) {
+  return text.empty() ? Unknown : text;
+}
+
+std::string Joined_Lines(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text.append(line).append("\n");
+  return text;
+}
+
 std::string One_Line(std::string_view text) {
   std::string line(text);
   for (char& c : line) {

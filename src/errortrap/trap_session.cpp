@@ -6,6 +6,7 @@
 #include "errortrap/entry_text.h"
 #include "errortrap/error_category.h"
 #include "errortrap/error_record_labels.h"
+#include "errortrap/report_text.h"
 #include "platform/debugger.h"
 #include "platform/machine.h"
 
@@ -15,17 +16,6 @@ namespace {
 
 constexpr const char* Module = "modFailSafe.bas";
 using error_record::NoLineNumbers;
-constexpr const char* Unknown = "<unknown>";
-
-std::string Or_Unknown(const std::string& text) {
-  return text.empty() ? Unknown : text;
-}
-
-std::string Joined(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) text.append(line).append("\n");
-  return text;
-}
 
 std::string With_Detail(const std::string& description, const std::string& detail) {
   return detail.empty() ? description : description + ": " + detail;
@@ -224,12 +214,12 @@ ErrorQuestion TrapSession::Question_Of(const ErrorRecord& record, const TrappedE
   question.Procedure = record.Procedure;
   question.Line = NoLineNumbers;
   question.Number = record.Number;
-  question.Description = error.Description;
+  question.Description = Or_Unknown(error.Description);
   question.Detail = error.Detail;
   question.CallTree = record.CallTree;
   question.ErrorCount = error.Count;
   question.ErrorInformation = Error_Information(record);
-  question.CallTreeText = Joined(record.CallTree);
+  question.CallTreeText = Joined_Lines(record.CallTree);
   question.SystemInformation = [this, known = record.SystemInformation] {
     return known.empty() ? System_Information() : known;
   };
@@ -254,7 +244,7 @@ std::string TrapSession::Write_Report(const ErrorRecord& record, const std::stri
     const MachineFacts machine = Machine();
     std::string text = Error_Information(record);
     if (!user_text.empty()) text += "\nUser Said\n" + user_text + "\n";
-    text += "\nCall Tree & Arguments\n" + Joined(record.CallTree);
+    text += "\nCall Tree & Arguments\n" + Joined_Lines(record.CallTree);
     text += "\nSystem State Information\n" + Machine_Description(parts_.Application, machine);
     text += "\n" + Defect_Report(parts_.Application, machine, settings_, record, user_text);
     LogFile file(In_Folder(ReportFileName), LogFile::Begin::Anew);

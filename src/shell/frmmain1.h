@@ -62,6 +62,7 @@ class frmmain1 final : public QMainWindow {
   void Set_Up_Quotes();
   void Form_Load();
   void Form_Resize();
+  void Place_Changed();
   // False when the window stays open.
   bool Form_QueryUnload();
   void Form_Unload();
@@ -104,6 +105,8 @@ class frmmain1 final : public QMainWindow {
   std::unique_ptr<DownloadRun> run_;
   bool returning_focus_ = false;
   bool unloaded_ = false;
+  bool place_changed_ = false;  // since Form_Resize was last called
+  bool resizing_ = false;
 };
 
 }  // namespace hq

@@ -130,6 +130,9 @@ TEST_F(Session, NamesNothingEmpty) {
   Trap.fsERROR("", "", RunTimeError(13));
   EXPECT_EQ(Dialog.Questions.at(0).Module, "<unknown>");
   EXPECT_EQ(Dialog.Questions.at(0).Procedure, "<unknown>");
+  EXPECT_EQ(Dialog.Questions.at(0).Description, "Type mismatch");
+  EXPECT_EQ(Dialog.Questions.at(0).Category, "General run-time");
+  EXPECT_EQ(Dialog.Questions.at(0).Line, " <unavailable: line numbers not used>");
 }
 
 TEST_F(Session, WritesErrorsToDiskWhenSet) {
