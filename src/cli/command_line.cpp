@@ -191,7 +191,7 @@ class CommandLineRun {
       if (!options_.Source) note = setup.Simulated_Note();
       source = setup.Make(options_.Source);
     } catch (const std::invalid_argument& error) {
-      throw Refusal{"--source: " + std::string(error.what())};
+      throw Refusal{(options_.Source ? "--source: " : "server.ini: ") + std::string(error.what())};
     }
     if (!source->Real_Quotes()) console_.Tell(source->Description());
     if (!note.empty()) console_.Tell(note);

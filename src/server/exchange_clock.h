@@ -13,6 +13,8 @@ struct ExchangeTime {
   // Time of day from midnight: 0 to 86399 seconds.
   std::chrono::seconds Time{};
 
+  // The check takes the comparison with 0 for one with a pointer.
+  // NOLINTNEXTLINE(modernize-use-nullptr)
   friend auto operator<=>(const ExchangeTime&, const ExchangeTime&) = default;
 };
 

@@ -96,7 +96,7 @@ template <class Replaced>
 std::string With_Section(std::string_view text, std::string_view section, std::string_view title,
                          const Entries& entries, const Replaced& is_replaced) {
   std::string written;
-  for (const auto& [name, value] : entries) written += name + "=" + value + "\n";
+  for (const auto& [name, value] : entries) written.append(name).append("=").append(value).append("\n");
   std::string made;
   bool is_written = false;
   for (const SettingsLine& line : Lines_Of(text)) {
@@ -133,9 +133,8 @@ void Write_Private(const fs::path& file, const std::string& text) {
   fs::remove(beside, failed);
   {
     // Closed to others before the first key goes in.
-    std::ofstream{beside, std::ios::binary};
+    std::ofstream stream{beside, std::ios::binary};
     fs::permissions(beside, fs::perms::owner_read | fs::perms::owner_write, failed);
-    std::ofstream stream{beside, std::ios::binary | std::ios::app};
     stream << text << std::flush;
     if (!stream) {
       stream.close();

@@ -8,6 +8,7 @@
 #include "server/archive.h"
 #include "server/source_setup.h"
 #include "support/fakes.h"
+#include "support/socket_server.h"
 #include "support/temp_folder.h"
 
 namespace hq {
@@ -27,13 +28,13 @@ class SourcesCommandTest : public ::testing::Test {
     return Command_Line(arguments, {Out, Err, 0, Loop, Time, Disk, Mail, Program.Path()});
   }
   // A profile like those that come with the program, of a service that nobody can reach.
-  void Write_Profile() {
+  void Write_Profile(const std::string& address = "http://127.0.0.1:1") {
     std::filesystem::create_directory(Program / "sources");
     Program.Write("sources/acme.json", R"({
       "name": "acme", "title": "Acme", "site": "https://acme.example",
       "keys": [{"name": "token", "label": "API token"}], "zone": "America/New_York", "symbols": {"kinds": [{"kind": ""}]},
       "feeds": [{"minutes": 1440, "serves": [1440], "adjustments": {"splits": ""},
-        "address": "http://127.0.0.1:1/{symbol}?key={key:token}",
+        "address": ")" + address + R"(/{symbol}?key={key:token}",
         "answer": {"shape": "rows", "fields": {"stamp": "t", "open": "o", "high": "h", "low": "l", "close": "c"},
                    "stamp": {"form": "date"}}}]})");
   }
@@ -170,6 +171,31 @@ TEST_F(SourcesCommandTest, ADownloadTakesTheSourcesOfTheSettings) {
   EXPECT_EQ(Run({"ACME", "--output", output.Path()}), 0) << Err.str();
   EXPECT_THAT(Out.str(), HasSubstr("Recorded 1 lines"));
   EXPECT_EQ(Err.str(), "");
+}
+
+TEST_F(SourcesCommandTest, ADownloadGetsTheBarsOfAServiceAndThenThoseOfTheArchive) {
+  const test::TempFolder output;
+  const test::SocketServer service(test::Answer_With(test::Http_Answer(
+      R"([{"t":"2003-03-12","o":1,"h":2,"l":0.5,"c":1.5},{"t":"2003-03-13","o":2,"h":3,"l":1.5,"c":2.5}])")));
+  Write_Profile(service.Address());
+  Program.Write("server.ini", "[Quotes]\nSource=acme\n[Keys]\nacme=0123456789abcdefTAIL\n");
+  const std::vector<std::string> download = {"MSFT", "--output", output.Path(), "--end-date", "03/13/03"};
+  for (int run = 0; run < 2; ++run) {
+    EXPECT_EQ(Run(download), 0) << Err.str();
+    EXPECT_THAT(Out.str(), HasSubstr("Recorded 2 lines"));
+    EXPECT_THAT(Out.str() + Err.str(), Not(HasSubstr("0123456789")));
+    ASSERT_THAT(output.Names(), testing::SizeIs(1));
+    EXPECT_THAT(output.Files().begin()->second,
+                HasSubstr("03/12/03,1.000,2.000,0.500,1.500,0\r\n03/13/03,2.000,3.000,1.500,2.500,0\r\n"));
+  }
+  EXPECT_EQ(service.Connections(), 1U) << "the archive is asked first";
+}
+
+TEST_F(SourcesCommandTest, SettingsThatCannotServeAreRefusedWithTheirFile) {
+  Write_Profile();
+  Program.Write("server.ini", "[Quotes]\nSource=acme\n");
+  EXPECT_EQ(Run({"MSFT", "--output", Program.Path()}), 2);
+  EXPECT_THAT(Err.str(), StartsWith("server.ini: Acme needs a key"));
 }
 
 }  // namespace
