@@ -188,4 +188,19 @@ std::string SystemFiles::Read(const std::string& path) {
   }
 }
 
+void SystemFiles::Delete(const std::string& path) {
+  Refuse_Nul(path);
+  std::error_code error;
+  // remove() would take an empty folder as well.
+  if (fs::is_directory(fs::symlink_status(path, error))) throw Error_Of(std::errc::is_a_directory, path);
+  if (fs::remove(path, error)) return;
+  throw File_Error(error ? error : std::make_error_code(std::errc::no_such_file_or_directory), path);
+}
+
+bool SystemFiles::Exists(const std::string& path) {
+  if (path.find('\0') != std::string::npos) return false;
+  std::error_code error;
+  return fs::exists(path, error);
+}
+
 }  // namespace hq

@@ -6,6 +6,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/paths.h"
 #include "server/simulated_source.h"
 
 namespace hq::server {
@@ -21,11 +22,12 @@ std::unique_ptr<QuoteSource> Make_Source(std::string_view spec, ExchangeClock cl
   const std::string folder{spec.substr(csv_marker.size())};
   if (folder.empty())
     throw std::invalid_argument("The quote source \"csv:\" lacks a folder: write csv:FOLDER.");
+  const std::filesystem::path path = System_Path(folder);
   std::error_code unknown;
-  if (!std::filesystem::is_directory(folder, unknown)) {
+  if (!std::filesystem::is_directory(path, unknown)) {
     throw std::invalid_argument("The quote source's folder \"" + folder + "\" is not there or is no folder.");
   }
-  return std::make_unique<CsvSource>(folder, std::move(reporter));
+  return std::make_unique<CsvSource>(path, std::move(reporter));
 }
 
 }  // namespace hq::server
