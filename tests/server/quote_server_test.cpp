@@ -1,24 +1,21 @@
 #include "server/quote_server.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <gmock/gmock.h>
 #include <httplib.h>
 #include <mutex>
-#include <netinet/in.h>
 #include <set>
 #include <stdexcept>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 #include "server/quote_request.h"
 #include "server/quote_text.h"
 #include "server/server_test_support.h"
 #include "server/simulated_source.h"
+#include "support/sockets.h"
 
 namespace hq::server {
 namespace {
@@ -88,40 +85,33 @@ class QuoteServerTest : public testing::Test {
 // A connection that carries bytes as they are.
 class RawConnection {
  public:
-  explicit RawConnection(int port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-      ADD_FAILURE() << "no connection";
-  }
-  ~RawConnection() { close(socket_); }
+  explicit RawConnection(int port) : socket_(test::Connected_Socket(port)) {}
+  ~RawConnection() { test::Close_Socket(socket_); }
   RawConnection(const RawConnection&) = delete;
   RawConnection& operator=(const RawConnection&) = delete;
 
   // The server may have closed the connection already; then the bytes are lost.
-  void Send(const std::string& bytes) const { (void)send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-  void End_Sending() const { shutdown(socket_, SHUT_WR); }
+  void Send(const std::string& bytes) const { (void)test::Send_Now(socket_, bytes); }
+  void End_Sending() const { test::End_Sending(socket_); }
 
   [[nodiscard]] std::string Read_Line() const {
     std::string line;
     char c = 0;
-    while (recv(socket_, &c, 1, 0) == 1 && c != '\n') line += c;
+    while (test::Receive_Now(socket_, &c, 1) == 1 && c != '\n') line += c;
     return line;
   }
 
   [[nodiscard]] std::string Read_Rest() const {
     std::string text;
     std::array<char, 4096> piece{};
-    for (ssize_t count = 0; (count = recv(socket_, piece.data(), piece.size(), 0)) > 0;) {
+    for (long count = 0; (count = test::Receive_Now(socket_, piece.data(), piece.size())) > 0;) {
       text.append(piece.data(), static_cast<std::size_t>(count));
     }
     return text;
   }
 
  private:
-  int socket_;
+  test::Socket socket_;
 };
 
 std::set<std::string> Dates(const std::string& body) {

@@ -1,9 +1,6 @@
-#include <gmock/gmock.h>
-
-#ifndef _WIN32
-
 #include <array>
 #include <csignal>
+#include <gmock/gmock.h>
 #include <httplib.h>
 #include <string>
 #include <sys/wait.h>
@@ -165,5 +162,3 @@ TEST(quote_server, TellsItsVersionAndOptions) {
 
 }  // namespace
 }  // namespace hq::server
-
-#endif
