@@ -9,13 +9,15 @@ namespace hq {
 
 // A log that stays open while the program runs. What has been written is with the system at once and outlives
 // the process. Only the user may read and write the file (mode 0600 where there are modes; an existing file
-// is brought to it). Failures are raised as RunTimeError whose detail names the path and the system's reason.
+// is brought to it where the system lets it). Failures are raised as RunTimeError whose detail names the path
+// and the system's reason; a write that fails half-way, as on a full disk, leaves the file as long as it was.
 // Of a link the file it leads to is written; what is no regular file is refused with PathFileAccessError.
 class LogFile {
  public:
   enum class Begin { Anew, AtTheEnd, InPlace };
 
-  // Opens the file, or makes it. Anew empties it; AtTheEnd and InPlace keep what it holds.
+  // Opens the file, or makes it. Anew empties it; AtTheEnd and InPlace keep what it holds. Raises
+  // PathNotFound when its folder is missing.
   LogFile(std::string path, Begin begin);
   LogFile(const LogFile&) = delete;
   LogFile& operator=(const LogFile&) = delete;
@@ -23,12 +25,13 @@ class LogFile {
 
   // At the end of the file as it is now: another process may have written to it too.
   void Append(std::string_view bytes);
-  // In place, from a byte on; may make the file longer, and leaves no gap. For a file opened InPlace.
+  // In place, from a byte on; may make the file longer. For a file opened InPlace. Raises
+  // InvalidProcedureCall when the byte lies beyond the end, where it would leave a gap.
   void Write_At(std::uint64_t offset, std::string_view bytes);
   // Up to length bytes from a byte on; fewer at the end of the file.
   [[nodiscard]] std::string Read_At(std::uint64_t offset, std::size_t length) const;
   [[nodiscard]] std::uint64_t Size() const;
-  // Cuts the file to a length that is not greater than its size.
+  // Cuts the file to a length; raises InvalidProcedureCall when that is greater than its size.
   void Cut(std::uint64_t length);
 
   [[nodiscard]] const std::string& Path() const { return path_; }
@@ -36,6 +39,7 @@ class LogFile {
  private:
   std::string path_;
   std::intptr_t handle_;
+  bool in_place_;
 };
 
 }  // namespace hq

@@ -10,6 +10,8 @@ struct Mail {
   std::string Subject;
   std::string Body;
   std::string Attachment;  // a file's path, or empty
+  // The body when the mail program takes no attachment; when it is empty Body serves.
+  std::string BodyWithoutAttachment;
 };
 
 // Sends mail by the user's mail program.
@@ -25,7 +27,9 @@ class MailSender {
   virtual std::string Send(const Mail& mail) = 0;
 };
 
-// The mail program of the system: the desktop's, or MAPI.
+// The mail program of the system: the desktop's, or MAPI. A body of more than 30000 bytes, or of many
+// characters that such programs write as three, is cut and says so; control characters in addresses and the
+// subject are dropped.
 class SystemMail final : public MailSender {
  public:
   std::string Send(const Mail& mail) override;
