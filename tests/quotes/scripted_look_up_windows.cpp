@@ -14,8 +14,10 @@ int WSAAPI Look_Up(const char* node, const char* service, const addrinfo* hints,
 }  // namespace
 
 // The statically linked libcurl calls by this pointer, which it would otherwise take from the import library.
+extern "C" {
 #ifdef _WIN64
-extern "C" decltype(&getaddrinfo) __imp_getaddrinfo = Look_Up;
+decltype(&getaddrinfo) __imp_getaddrinfo = Look_Up;
 #else
-extern "C" decltype(&getaddrinfo) imp_getaddrinfo __asm__("__imp__getaddrinfo@16") = Look_Up;
+decltype(&getaddrinfo) imp_getaddrinfo __asm__("__imp__getaddrinfo@16") = Look_Up;
 #endif
+}
