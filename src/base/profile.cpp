@@ -33,20 +33,33 @@ Profile::Profile(std::string_view text) {
     }
     const size_t equals = line.find('=');
     if (equals == std::string_view::npos || sections_.empty()) continue;
-    sections_.back().Entries.push_back({std::string(Trim_White(line.substr(0, equals))),
-                                        std::string(Without_Quotes(Trim_White(line.substr(equals + 1))))});
+    const std::string_view value = Without_Quotes(Trim_White(line.substr(equals + 1)));
+    sections_.back().Entries.push_back(
+        {std::string(Trim_White(line.substr(0, equals))), std::string(value.substr(0, value.find('\0')))});
   }
 }
 
-std::string Profile::Get(std::string_view section, std::string_view key, std::string_view fallback) const {
+const std::string* Profile::Find(std::string_view section, std::string_view key) const {
   for (const Section& candidate : sections_) {
     if (!Equal_Without_Case(candidate.Name, section)) continue;
     for (const Entry& entry : candidate.Entries) {
-      if (Equal_Without_Case(entry.Key, key)) return entry.Value;
+      if (Equal_Without_Case(entry.Key, key)) return &entry.Value;
     }
     break;
   }
-  return std::string(fallback);
+  return nullptr;
+}
+
+std::string Profile::Get(std::string_view section, std::string_view key, std::string_view fallback) const {
+  const std::string* value = Find(section, key);
+  return value != nullptr ? *value : std::string(fallback);
+}
+
+std::string Profile::Get(std::string_view section, std::string_view key, std::string_view fallback,
+                         std::size_t longest) const {
+  const std::string* value = Find(section, key);
+  if (value != nullptr) return std::string(Cut_Text(*value, longest));
+  return std::string(Cut_Text(fallback.substr(0, fallback.find_last_not_of(' ') + 1), longest));
 }
 
 }  // namespace hq

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -7,10 +8,11 @@
 namespace hq {
 
 // A settings file of sections and keys ("[Section]", "Key=Value"), read as the system's profile reader reads
-// it on every system: the case of section and key names does not count, blanks around names and values are
-// dropped, one pair of single or double quotes around a value is dropped, a line that begins with ";" is a
-// comment, of two equal sections or keys the first holds, lines end in CR LF, LF or CR, and a UTF-8
-// byte-order mark is passed over.
+// it on every system: the case of section and key names does not count, blanks and tabs around names and
+// values are dropped, one pair of single or double quotes around a value is dropped, a line that begins with
+// ";" is a comment and a ";" elsewhere is text, a value goes on after further "=" and ends at a NUL, of two
+// equal sections or keys the first holds, lines end in CR LF, LF or CR, a section's name may lack its "]",
+// and a UTF-8 byte-order mark is passed over.
 class Profile {
  public:
   // Reads a file's text; any text is accepted, lines that make no sense are passed over.
@@ -19,6 +21,10 @@ class Profile {
   // The value of a key, or fallback when the section or the key is missing. A key without a value gives "".
   [[nodiscard]] std::string Get(std::string_view section, std::string_view key,
                                 std::string_view fallback = {}) const;
+  // The same for a reader with room for longest bytes: a longer text is cut, never within a UTF-8 character,
+  // and the fallback loses the blanks at its end.
+  [[nodiscard]] std::string Get(std::string_view section, std::string_view key, std::string_view fallback,
+                                std::size_t longest) const;
 
  private:
   struct Entry {
@@ -29,6 +35,9 @@ class Profile {
     std::string Name;
     std::vector<Entry> Entries;
   };
+  // Null when there is no such key.
+  [[nodiscard]] const std::string* Find(std::string_view section, std::string_view key) const;
+
   std::vector<Section> sections_;
 };
 

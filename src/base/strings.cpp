@@ -10,6 +10,17 @@ char Upper(char c) {
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
+// How many bytes the UTF-8 character has that a byte begins; 0 for a byte within a character, 1 for any other
+// byte.
+size_t Character_Length(char first) {
+  const auto byte = static_cast<unsigned char>(first);
+  if (byte < 0x80) return 1;
+  if (byte < 0xC0) return 0;
+  if (byte < 0xE0) return 2;
+  if (byte < 0xF0) return 3;
+  return byte < 0xF8 ? 4 : 1;
+}
+
 }  // namespace
 
 std::string_view Trim(std::string_view text) {
@@ -27,6 +38,15 @@ std::string Upper_Case(std::string_view text) {
 bool Equal_Without_Case(std::string_view one, std::string_view other) {
   return std::equal(one.begin(), one.end(), other.begin(), other.end(),
                     [](char a, char b) { return Upper(a) == Upper(b); });
+}
+
+std::string_view Cut_Text(std::string_view text, std::size_t longest) {
+  if (text.size() <= longest) return text;
+  std::size_t start = longest;
+  while (start > 0 && longest - start < 3 && Character_Length(text[start]) == 0) --start;
+  // In a text of another kind than UTF-8 the byte found here begins no character as long as this one.
+  const bool cuts_character = start < longest && start + Character_Length(text[start]) > longest;
+  return text.substr(0, cuts_character ? start : longest);
 }
 
 std::string Replace_All(std::string_view text, std::string_view what, std::string_view with) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,10 @@ namespace hq {
 
 // The text with every occurrence of what (not empty) replaced, found from left to right, compared exactly.
 [[nodiscard]] std::string Replace_All(std::string_view text, std::string_view what, std::string_view with);
+
+// The first longest bytes of the text at most, without a UTF-8 character that would be cut there. A text of
+// another kind is cut at the very byte.
+[[nodiscard]] std::string_view Cut_Text(std::string_view text, std::size_t longest);
 
 [[nodiscard]] inline bool Contains(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;

@@ -7,6 +7,8 @@
 #include "cli/command_line_options.h"
 #include "cli/console.h"
 #include "entry/interval_choice.h"
+#include "errortrap/trap_session.h"
+#include "platform/machine.h"
 #include "quotes/curl_transfer.h"
 #include "quotes/request.h"
 #include "server/make_source.h"
@@ -71,7 +73,13 @@ class CommandLineRun {
         environment_(environment),
         program_folder_(options_.ProgramFolder.value_or(environment.ProgramFolder)),
         console_(environment.Out, environment.Err, environment.TerminalWidth),
-        trap_(&environment.Loop, &console_) {}
+        trap_(&environment.Loop),
+        session_(trap_, {environment.FileSystem, environment.Time, console_, environment.Mail,
+                         ApplicationFacts{.Title = DefaultTitle,
+                                          .ExeName = "history-quotes-cli",
+                                          .Version = HQ_VERSION,
+                                          .Folder = program_folder_},
+                         Look_At_Machine, environment.WatchesCrashes}) {}
 
   int Run() {
     Load_Format(trap_, state_.Formats, state_.Settings);
@@ -206,6 +214,7 @@ class CommandLineRun {
   const std::string program_folder_;
   Console console_;
   modFailSafe trap_;
+  TrapSession session_;
   SharedState state_;
   SavedChoices saved_;
   SymbolList stocks_;

@@ -6,6 +6,7 @@
 
 #include "cli/console_message_loop.h"
 #include "platform/files.h"
+#include "platform/mail.h"
 #include "run/download_run.h"
 
 namespace hq {
@@ -18,7 +19,9 @@ struct CommandLineEnvironment {
   ConsoleMessageLoop& Loop;  // interrupting it ends the run
   const Clock& Time;
   Files& FileSystem;
-  std::string ProgramFolder;  // used unless the arguments name another
+  MailSender& Mail;
+  std::string ProgramFolder;    // used unless the arguments name another
+  bool WatchesCrashes = false;  // leaves a record of a crash of the process
 };
 
 namespace exit_code {

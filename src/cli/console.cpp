@@ -39,13 +39,21 @@ void Console::Show(const std::string& status) {
   Draw();
 }
 
-int Console::Report(const TrappedError& error) {
-  std::string text = "Error " + std::to_string(error.Number) + " in " + error.Procedure + " (" +
-                     error.Module + "): " + error.Description;
-  if (!error.Detail.empty()) text += ": " + error.Detail;
-  for (const std::string& level : error.CallStack) text += "\n " + level;
+ErrorAnswer Console::Ask(const ErrorQuestion& question) {
+  std::string text = "Error " + std::to_string(question.Number) + " in " + question.Procedure + " (" +
+                     question.Module + "): " + question.Description;
+  if (!question.Detail.empty()) text += ": " + question.Detail;
+  for (const std::string& level : question.CallTree) text += "\n " + level;
   Tell(text);
-  return trap_choice::Continue;
+  return {};
+}
+
+void Console::Further_Error(std::int32_t /*error_count*/, const std::string& text) {
+  Tell(text);
+}
+
+void Console::Show_Report(const std::string& path) {
+  Tell("The complete report is in " + path);
 }
 
 void Console::Add(const std::string& line) {

@@ -3,8 +3,8 @@
 #include <ostream>
 #include <string>
 
+#include "errortrap/error_dialog.h"
 #include "errortrap/message_box.h"
-#include "errortrap/modFailSafe.h"
 #include "quotes/transfer_status.h"
 #include "run/download_run.h"
 
@@ -13,7 +13,7 @@ namespace hq {
 // Where the command line's texts go: the log to one stream, everything else to the other. On a terminal the
 // second also carries one line that is drawn over and over: a bar over the symbols and the state of the
 // transfer.
-class Console final : public MessageBoxes, public DownloadLog, public StatusLine, public ErrorReporter {
+class Console final : public MessageBoxes, public DownloadLog, public StatusLine, public ErrorDialog {
  public:
   // terminal_width: characters in a line of the terminal that err goes to, 0 when it goes elsewhere.
   Console(std::ostream& out, std::ostream& err, int terminal_width)
@@ -31,7 +31,10 @@ class Console final : public MessageBoxes, public DownloadLog, public StatusLine
   MessageAnswer Show(const std::string& text, const std::string& title, MessageButtons buttons,
                      MessageIcon icon) override;
   void Show(const std::string& status) override;
-  int Report(const TrappedError& error) override;
+  // Tells of the error and answers Continue: nobody is asked.
+  ErrorAnswer Ask(const ErrorQuestion& question) override;
+  void Further_Error(std::int32_t error_count, const std::string& text) override;
+  void Show_Report(const std::string& path) override;
   void Show() override {}
   void Clear() override {}
   void Add(const std::string& line) override;

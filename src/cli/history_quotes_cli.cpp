@@ -3,6 +3,7 @@
 
 #include "cli/command_line.h"
 #include "platform/interrupts.h"
+#include "platform/mail.h"
 #include "platform/program.h"
 
 int main(int argc, char** argv) {
@@ -11,9 +12,10 @@ int main(int argc, char** argv) {
     const hq::InterruptWatch watch([&loop] { loop.Interrupt(); });
     const hq::SystemClock clock;
     hq::SystemFiles files;
-    const int code = hq::Command_Line(
-        {argv + 1, argv + argc},
-        {std::cout, std::cerr, hq::Error_Terminal_Width(), loop, clock, files, hq::Program_Folder()});
+    hq::SystemMail mail;
+    const int code =
+        hq::Command_Line({argv + 1, argv + argc}, {std::cout, std::cerr, hq::Error_Terminal_Width(), loop,
+                                                   clock, files, mail, hq::Program_Folder(), true});
     // Nothing that still works is waited for; every file is closed or gone.
     if (code == hq::exit_code::InterruptedByUser) std::_Exit(code);
     return code;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,10 +20,11 @@ struct ErrorRecord {
   std::string SystemInformation;      // may be empty
 };
 
-// The error log: one record for each trapped error, appended.
+// The error log: one record for each trapped error, appended. Lines end in CR LF; a file whose name ends in
+// ".rtf" is rich text. The file is open only while it is written to, so others may write to it too.
 //
 // A record is written up to its user text before the user is asked, so that nothing is lost when the program
-// ends meanwhile; what the user said is added when it comes.
+// ends meanwhile; what the user said is added when it comes. Nothing here raises an error.
 class ErrorLog {
  public:
   // The places are tried in their order for each record until one takes it.
@@ -30,14 +32,30 @@ class ErrorLog {
 
   // Writes a record up to its user text. Returns its number for Finish, or 0 when no place took it.
   int Begin(const ErrorRecord& record);
-  // Adds what the user said; an empty text ends the record too.
-  void Finish(int record, const std::string& user_text);
+  // Adds what the user said; an empty text ends the record too. When something else was appended meanwhile
+  // the text becomes an entry "User Said- " of its own with the error's number, and an empty text nothing.
+  // Only the first call for a record adds anything. Returns whether all there was to add has been added.
+  bool Finish(int record, const std::string& user_text);
 
   // Where the latest record went, empty when none did.
-  [[nodiscard]] const std::string& Path() const;
+  [[nodiscard]] const std::string& Path() const { return path_; }
+
+ private:
+  struct Unfinished {
+    int Record;
+    int ErrorNumber;
+    std::string Path;
+    std::uint64_t Size;  // of the file with the record at its end
+  };
+
+  std::vector<std::string> places_;
+  std::vector<Unfinished> unfinished_;
+  std::string path_;
+  int records_ = 0;
 };
 
-// The text of a record from its date to the label of the user's text.
+// The text of a record from its date to the label of the user's text, lines ended by CR LF, the last one not
+// ended. No text within it can begin a line as a label does: further lines of a text are indented.
 [[nodiscard]] std::string Error_Record_Text(const ErrorRecord& record);
 
 }  // namespace hq

@@ -14,8 +14,9 @@ struct ApplicationFacts {
   std::string Folder;  // the program folder
 };
 
-// The machine description: sections with dotted labels, lines ended by LF. What the machine does not tell is
-// left out.
+// The machine description: sections with dotted labels, lines ended by LF, an empty line between sections.
+// Memory and free space are in KB, the size of the program file in bytes. What the machine does not tell is
+// left out, and with it a section that has nothing to tell.
 [[nodiscard]] std::string Machine_Description(const ApplicationFacts& application,
                                               const MachineFacts& machine);
 

@@ -36,8 +36,8 @@ void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, st
     Start();
     if (options_.TraceOff) return;
   }
-  if (options_.Timing) timing_ = Milliseconds_Since_Start();
-  Wait_While_Paused();
+  if (options_.Timing) timing_ = Elapsed();
+  Wait_While_Paused(module);
   if (depth_ >= DeepestLevel) throw RunTimeError(InternalError, TooDeep);
   ++depth_;
   if (levels_.size() < static_cast<size_t>(depth_)) levels_.emplace_back();
@@ -61,15 +61,15 @@ void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, st
       .append(Separator)
       .append(text);
   if (Write_Record) {
-    Write_Record({TraceRecord::Direction::Entry, ++record_count_, Milliseconds_Since_Start(),
-                  std::string_view(entry).substr(prefix)});
+    Write_Record(
+        {TraceRecord::Direction::Entry, ++record_count_, Elapsed(), std::string_view(entry).substr(prefix)});
   }
   Suppress_System_Error_Boxes();
 }
 
 void modFailSafe::fsPOP(std::string_view module, std::string_view procedure, std::string_view /*text*/) {
   if (options_.TraceOff) return;
-  Wait_While_Paused();
+  Wait_While_Paused(module);
   if (!started_) return Complain(module, procedure, NotStarted);
   if (depth_ == 0) return Complain(module, procedure, ExitWithoutEntry);
   const Level& level = levels_[static_cast<size_t>(depth_) - 1];
@@ -90,7 +90,7 @@ void modFailSafe::fsPOP(std::string_view module, std::string_view procedure, std
   if (Write_Record) {
     // An exit is written without the depth that the entry text begins with.
     const std::string_view entry = level.EntryText;
-    Write_Record({TraceRecord::Direction::Exit, ++record_count_, Milliseconds_Since_Start(),
+    Write_Record({TraceRecord::Direction::Exit, ++record_count_, Elapsed(),
                   entry.substr(entry.find(Separator) + Separator.size())});
   }
 }
@@ -105,7 +105,15 @@ void modFailSafe::Drop_To(std::int32_t depth) {
 }
 
 int modFailSafe::fsERROR(std::string_view module, std::string_view procedure, const RunTimeError& error) {
-  ++error_count_;
+  return Tell({.Module = std::string(module),
+               .Procedure = std::string(procedure),
+               .Number = error.Number(),
+               .Description = error.Description(),
+               .Detail = error.Detail()});
+}
+
+int modFailSafe::Tell(TrappedError error) {
+  error.Count = ++error_count_;
   if (reporter_ == nullptr) return trap_choice::Continue;
   // Put back also when an interruption passes through the reporter: the hooks would wait for ever.
   struct Pausing {
@@ -117,15 +125,13 @@ int modFailSafe::fsERROR(std::string_view module, std::string_view procedure, co
     bool before_;
   };
   const Pausing pausing(paused_);
-  int choice = trap_choice::Continue;
   try {
-    choice = reporter_->Report({std::string(module), std::string(procedure), error.Number(),
-                                error.Description(), error.Detail(), CallStack()});
+    error.CallStack = CallStack();
+    return reporter_->Report(error);
   } catch (const std::exception&) {
     // The last resort for errors must not add one: a reporter that fails counts as acknowledged.
-    choice = trap_choice::Continue;
+    return trap_choice::Continue;
   }
-  return choice;
 }
 
 std::vector<std::string> modFailSafe::CallStack() const {
@@ -143,7 +149,8 @@ void modFailSafe::Start() {
   if (Read_Options) options_ = Read_Options();
 }
 
-void modFailSafe::Wait_While_Paused() {
+void modFailSafe::Wait_While_Paused(std::string_view module) {
+  if (module == DialogModule) return;
   while (paused_ && loop_ != nullptr) {
     loop_->DoEvents();
     if (paused_) loop_->Sleep(std::chrono::milliseconds(10));
@@ -151,10 +158,15 @@ void modFailSafe::Wait_While_Paused() {
 }
 
 void modFailSafe::Complain(std::string_view module, std::string_view procedure, const char* text) {
-  fsERROR(module, procedure, RunTimeError(InternalError, text));
+  Tell({.Module = std::string(module),
+        .Procedure = std::string(procedure),
+        .Number = InternalError,
+        .Description = Error_Description(InternalError),
+        .Detail = text,
+        .CanGoOn = false});
 }
 
-double modFailSafe::Milliseconds_Since_Start() const {
+double modFailSafe::Elapsed() const {
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_).count();
 }
 

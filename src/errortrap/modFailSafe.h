@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdint>
@@ -27,8 +28,10 @@ struct TrappedError {
   std::string Procedure;
   int Number = 0;
   std::string Description;
-  std::string Detail;                  // what failed and the system's reason; may be empty
-  std::vector<std::string> CallStack;  // entry texts, the outermost first
+  std::string Detail;                       // what failed and the system's reason; may be empty
+  std::vector<std::string> CallStack = {};  // entry texts, the outermost first
+  std::int32_t Count = 1;                   // of errors since the start, this one included
+  bool CanGoOn = true;                      // a statement failed, which can be run again or passed over
 };
 
 // Who is told of a trapped error and of trouble with the trace itself: the dialog, a log, a terminal.
@@ -65,6 +68,8 @@ struct TraceRecord {
 class modFailSafe {
  public:
   static constexpr std::int32_t DeepestLevel = 1000;
+  // The error dialog's own module. Its hooks never wait: the pause lasts as long as the dialog is used.
+  static constexpr std::string_view DialogModule = "frmFAILSAFE.frm";
 
   // loop: run while the trap is paused; when it is null the hooks never wait. reporter: told of trapped
   // errors; may be null, then every choice is Continue. Both must outlive the trap.
@@ -89,7 +94,7 @@ class modFailSafe {
   // Records an error of a procedure and asks the reporter; the trap is paused meanwhile. Returns the choice.
   int fsERROR(std::string_view module, std::string_view procedure, const RunTimeError& error);
 
-  // While paused both hooks wait, running the message loop.
+  // While paused both hooks wait, running the message loop; those of DialogModule do not.
   void Pause(bool paused) { paused_ = paused; }
 
   void Set_Reporter(ErrorReporter* reporter) { reporter_ = reporter; }
@@ -97,9 +102,20 @@ class modFailSafe {
   [[nodiscard]] std::int32_t Depth() const { return depth_; }
   // The entry texts of the procedures now entered, the outermost first.
   [[nodiscard]] std::vector<std::string> CallStack() const;
+  // Calls visit(std::string_view) with each of them. Allocates nothing, so that a crashing program may do it
+  // at any moment: the text of a level that is just being entered may not be whole.
+  template <class Visit>
+  void Visit_Levels(Visit&& visit) const noexcept {
+    const size_t levels = std::min(static_cast<size_t>(depth_), levels_.size());
+    for (size_t i = 0; i < levels; ++i) visit(std::string_view(levels_[i].EntryText));
+  }
   // Milliseconds from the start to the latest timed entry; 0 while timing is off.
   [[nodiscard]] double Timing() const { return timing_; }
   [[nodiscard]] std::int32_t ErrorCount() const { return error_count_; }
+  // Entries and exits recorded so far.
+  [[nodiscard]] std::int32_t RecordCount() const { return record_count_; }
+  // Milliseconds since the trap was started.
+  [[nodiscard]] double Elapsed() const;
 
  private:
   struct Level {
@@ -109,9 +125,9 @@ class modFailSafe {
   };
 
   void Start();
-  void Wait_While_Paused();
+  void Wait_While_Paused(std::string_view module);
   void Complain(std::string_view module, std::string_view procedure, const char* text);
-  [[nodiscard]] double Milliseconds_Since_Start() const;
+  int Tell(TrappedError error);
 
   MessageLoop* loop_;
   ErrorReporter* reporter_;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "base/profile.h"
 #include "platform/files.h"
@@ -16,37 +17,52 @@ enum class DisplayMode {
   OnTop = 2,    // as Whole, above the windows of every program
 };
 
+inline constexpr const char* TrapSettingsFileName = "FSCLIENT.INI";
+
 // What FSCLIENT.INI sets, each with its default.
 struct TrapSettings {
-  bool CircularLog = false;
   std::string CircularFileName = "circ0001.log";  // in the program folder
-  std::size_t RecordSize = 512;                   // characters of one record, 64 to 65536
+  std::size_t RecordSize = 512;                   // bytes of one record, 64 to 65536
   std::size_t MaxRecords = 100;                   // 2 to 1000000
-  bool ForceSystemInfo = false;
+  std::string LogFile = "error.log";              // a name without a separator is in the program folder
   std::string EmailAddress;
-  bool WriteToDisk = false;
-  bool CaptureToDisk = false;
-  std::string LogFile = "error.log";  // a name without a separator is in the program folder
-  bool SilentRun = false;
-  DisplayMode Display = DisplayMode::Whole;
-  bool IncludeResources = true;
-  bool IncludeMemory = true;
-  bool IncludeArguments = true;
-  bool IncludeUser = true;
   std::string DefectDatabase;
   std::string DefectAddress;
   std::string DefectProject;
   std::string DefectAssignedTo;
+  DisplayMode Display = DisplayMode::Whole;
+  bool CircularLog = false;
+  bool ForceSystemInfo = false;
+  bool WriteToDisk = false;
+  bool CaptureToDisk = false;
+  bool SilentRun = false;
+  bool IncludeResources = true;
+  bool IncludeMemory = true;
+  bool IncludeArguments = true;
+  bool IncludeUser = true;
   bool AttachLog = true;
 };
 
-// The settings of a profile. A value that is out of its range gives the default.
+// One key of FSCLIENT.INI.
+struct TrapSettingKey {
+  std::string_view Section;
+  std::string_view Key;
+  std::string_view Default;
+  std::size_t Longest;  // bytes; a longer value is cut
+};
+
+// Every key of FSCLIENT.INI.
+[[nodiscard]] std::vector<TrapSettingKey> Trap_Setting_Keys();
+
+// The settings of a profile. A flag is on when its first character is "1". A number that is out of its range
+// gives the default, and so does a name of the circular log that would lead out of the program folder.
 [[nodiscard]] TrapSettings Read_Trap_Settings(const Profile& profile);
 
 // The settings of FSCLIENT.INI in the program folder; the defaults when it is missing or can't be read.
 [[nodiscard]] TrapSettings Load_Trap_Settings(Files& files, const std::string& program_folder);
 
-// Where the error log of the settings lies.
+// Where the error log of the settings lies. A name without a folder is in the program folder, one with a
+// folder is taken as it stands.
 [[nodiscard]] std::string Log_File_Path(const TrapSettings& settings, const std::string& program_folder);
 
 }  // namespace hq

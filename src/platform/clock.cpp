@@ -32,4 +32,12 @@ std::chrono::seconds SystemClock::Time_Of_Day() const {
          std::chrono::seconds(now.tm_sec);
 }
 
+std::string General_Date_Text(Date date, std::chrono::seconds time_of_day) {
+  return System_Date_Text(date) + " " + System_Time_Text(time_of_day);
+}
+
+std::string General_Date_Text(const Clock& clock) {
+  return General_Date_Text(clock.Today(), clock.Time_Of_Day());
+}
+
 }  // namespace hq

@@ -27,12 +27,15 @@ class SystemClock final : public Clock {
   [[nodiscard]] std::chrono::seconds Time_Of_Day() const override;
 };
 
-// A day and a time of day (since midnight, whole seconds) as the system writes them for this user: the short
-// date, a blank and the time.
-[[nodiscard]] std::string General_Date_Text(Date date, std::chrono::seconds time_of_day);
+// A day as the system writes short dates for this user.
+[[nodiscard]] std::string System_Date_Text(Date date);
 
 // A time of day (since midnight, whole seconds) as the system writes times for this user.
 [[nodiscard]] std::string System_Time_Text(std::chrono::seconds time_of_day);
+
+// A day and a time of day in the "General Date" form: the date, a blank and the time.
+[[nodiscard]] std::string General_Date_Text(Date date, std::chrono::seconds time_of_day);
+[[nodiscard]] std::string General_Date_Text(const Clock& clock);
 
 // The character that stands before decimals for this user, such as '.' or ','.
 [[nodiscard]] char Decimal_Separator();

@@ -33,31 +33,26 @@ std::string Text_Of(const std::tm& parts, const char* user_layout, const char* p
   return {text.data(), length};
 }
 
-void Set_Time(std::tm& parts, std::chrono::seconds time_of_day) {
-  const auto seconds = static_cast<int>(time_of_day.count());
-  parts.tm_hour = seconds / 3600;
-  parts.tm_min = seconds / 60 % 60;
-  parts.tm_sec = seconds % 60;
-}
-
 }  // namespace
 
 std::string System_Time_Text(std::chrono::seconds time_of_day) {
   std::tm parts{};
-  Set_Time(parts, time_of_day);
+  const auto seconds = static_cast<int>(time_of_day.count());
+  parts.tm_hour = seconds / 3600;
+  parts.tm_min = seconds / 60 % 60;
+  parts.tm_sec = seconds % 60;
   parts.tm_mday = 1;
   return Text_Of(parts, "%X", "%H:%M:%S");
 }
 
-std::string General_Date_Text(Date date, std::chrono::seconds time_of_day) {
+std::string System_Date_Text(Date date) {
   const std::chrono::year_month_day day(date);
   std::tm parts{};
-  Set_Time(parts, time_of_day);
   parts.tm_year = static_cast<int>(day.year()) - 1900;
   parts.tm_mon = static_cast<int>(static_cast<unsigned>(day.month())) - 1;
   parts.tm_mday = static_cast<int>(static_cast<unsigned>(day.day()));
   parts.tm_wday = static_cast<int>(std::chrono::weekday(date).c_encoding());
-  return Text_Of(parts, "%x %X", "%m/%d/%y %H:%M:%S");
+  return Text_Of(parts, "%x", "%m/%d/%y");
 }
 
 char Decimal_Separator() {

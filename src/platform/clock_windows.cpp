@@ -7,19 +7,6 @@ namespace hq {
 
 namespace {
 
-SYSTEMTIME System_Time(Date date, std::chrono::seconds time_of_day) {
-  const std::chrono::year_month_day day(date);
-  const auto seconds = time_of_day.count();
-  SYSTEMTIME time{};
-  time.wYear = static_cast<WORD>(static_cast<int>(day.year()));
-  time.wMonth = static_cast<WORD>(static_cast<unsigned>(day.month()));
-  time.wDay = static_cast<WORD>(static_cast<unsigned>(day.day()));
-  time.wHour = static_cast<WORD>(seconds / 3600);
-  time.wMinute = static_cast<WORD>(seconds / 60 % 60);
-  time.wSecond = static_cast<WORD>(seconds % 60);
-  return time;
-}
-
 // What GetTimeFormatA or GetDateFormatA writes for this user.
 template <class Call>
 std::string Text_Of(Call call, DWORD layout, const SYSTEMTIME& time) {
@@ -33,13 +20,21 @@ std::string Text_Of(Call call, DWORD layout, const SYSTEMTIME& time) {
 }  // namespace
 
 std::string System_Time_Text(std::chrono::seconds time_of_day) {
-  constexpr Date AnyDay = std::chrono::year(2000) / 1 / 1;
-  return Text_Of(GetTimeFormatA, 0, System_Time(AnyDay, time_of_day));
+  const auto seconds = time_of_day.count();
+  SYSTEMTIME time{};
+  time.wHour = static_cast<WORD>(seconds / 3600);
+  time.wMinute = static_cast<WORD>(seconds / 60 % 60);
+  time.wSecond = static_cast<WORD>(seconds % 60);
+  return Text_Of(GetTimeFormatA, 0, time);
 }
 
-std::string General_Date_Text(Date date, std::chrono::seconds time_of_day) {
-  const SYSTEMTIME time = System_Time(date, time_of_day);
-  return Text_Of(GetDateFormatA, DATE_SHORTDATE, time) + " " + Text_Of(GetTimeFormatA, 0, time);
+std::string System_Date_Text(Date date) {
+  const std::chrono::year_month_day day(date);
+  SYSTEMTIME time{};
+  time.wYear = static_cast<WORD>(static_cast<int>(day.year()));
+  time.wMonth = static_cast<WORD>(static_cast<unsigned>(day.month()));
+  time.wDay = static_cast<WORD>(static_cast<unsigned>(day.day()));
+  return Text_Of(GetDateFormatA, DATE_SHORTDATE, time);
 }
 
 char Decimal_Separator() {

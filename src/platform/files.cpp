@@ -7,6 +7,12 @@
 
 namespace hq {
 
+std::string Temporary_Folder() {
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+  return error ? std::string(".") : folder.string();
+}
+
 void SystemFiles::Copy(const std::string& from, const std::string& to) {
   const std::string bytes = Read(from);
   const std::unique_ptr<OutputFile> copy = Open_For_Output(to);

@@ -68,6 +68,9 @@ class SystemFiles final : public Files {
 // Folder and name joined with the system's own separator.
 [[nodiscard]] std::string Join_Path(std::string_view folder, std::string_view name);
 
+// The folder for files that nobody needs for long.
+[[nodiscard]] std::string Temporary_Folder();
+
 // Whether a directory search for text finds a file or a folder: the last component may hold the wildcards "*"
 // and "?", and blanks around the text do not hide a path that exists without them. An empty text finds
 // nothing.

@@ -10,6 +10,7 @@
 
 #include "base/strings.h"
 #include "platform/mail.h"
+#include "platform/mail_texts.h"
 #include "platform/windows_error.h"
 
 namespace hq {
@@ -17,21 +18,6 @@ namespace hq {
 namespace {
 
 constexpr size_t MostBodyBytes = 30000;
-
-std::string Without_Control_Characters(std::string text) {
-  std::erase_if(text, [](char character) {
-    const auto byte = static_cast<unsigned char>(character);
-    return byte < 32 || byte == 127;
-  });
-  return text;
-}
-
-std::string Fitting_Body(const std::string& body) {
-  const std::string text = Replace_All(body, std::string_view("\0", 1), {});
-  if (text.size() <= MostBodyBytes) return text;
-  return text.substr(0, MostBodyBytes) + "\r\n[" + std::to_string(text.size() - MostBodyBytes) +
-         " more bytes were cut off]\r\n";
-}
 
 std::string Whole_Path(const std::string& path) {
   std::string whole(MAX_PATH, '\0');
@@ -79,13 +65,13 @@ void Send_By(LPMAPISENDMAIL send, Mail mail) {
 std::string SystemMail::Send(const Mail& mail) {
   Mail prepared;
   for (const std::string& recipient : mail.Recipients) {
-    std::string address(Trim(Without_Control_Characters(recipient)));
+    std::string address(Trim(Without_Controls(recipient)));
     if (!address.empty()) prepared.Recipients.push_back(std::move(address));
   }
   if (prepared.Recipients.empty()) return "There is no address to send the mail to.";
   if (std::string fault = Attachment_Fault(mail.Attachment); !fault.empty()) return fault;
-  prepared.Subject = Without_Control_Characters(mail.Subject);
-  prepared.Body = Fitting_Body(mail.Body);
+  prepared.Subject = Without_Controls(mail.Subject);
+  prepared.Body = Cut_Body(Replace_All(mail.Body, std::string_view("\0", 1), {}), MostBodyBytes);
   if (!mail.Attachment.empty()) prepared.Attachment = Whole_Path(mail.Attachment);
 
   // Stays loaded: the mail program may run threads of its own in it.

@@ -51,11 +51,11 @@ void Inet1_StateChanged(modFailSafe& trap, TransferControl& inet, MessageLoop& l
                               statement([&] {
                                 std::string text;
                                 std::string piece = inet.GetChunk(PieceSize, TextData);
-                                loop.DoEvents();
+                                statement([&] { loop.DoEvents(); });
                                 while (!piece.empty()) {
                                   text += piece;
                                   piece = inet.GetChunk(PieceSize, TextData);
-                                  loop.DoEvents();
+                                  statement([&] { loop.DoEvents(); });
                                 }
                                 transfer.ResponseText = std::move(text);
                               });

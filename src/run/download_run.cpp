@@ -92,7 +92,9 @@ bool DownloadRun::cmddownload_Click(const StockList& stocks, const EntryTexts& e
         std::int16_t last = -1;
         statement([&] { last = Narrow_To_16(stocks.Count() - 1); });
         for (int i = 0; i <= last; ++i) {
-          if (!stocks.Selected(i)) continue;
+          bool selected = false;
+          statement([&] { selected = stocks.Selected(i); });
+          if (!selected) continue;
           statement([&] { settings.CurrentSymbol = stocks.Text(i); });
           statement([&] { services_.Inet.Cancel(); });
           statement([&] { log.Add("downloading symbol   " + settings.CurrentSymbol); });

@@ -201,15 +201,16 @@ void frmmain1::Form_Resize() {
 bool frmmain1::Form_QueryUnload() {
   bool goes_on = true;
   Keep_Trap_Handler(program_.Trap, {Module, "Sub Form_QueryUnload"}, [&](TrappedStatements& statement) {
+    const char* title = "Exiting program";
+    MessageAnswer answer = MessageAnswer::No;
     statement([&] {
-      const char* title = "Exiting program";
-      const MessageAnswer answer =
+      answer =
           program_.Boxes.Show("Do you want to save your screen choices?", title, MessageButtons::YesNoCancel);
-      goes_on = answer != MessageAnswer::Cancel;
-      if (answer == MessageAnswer::Yes && !Save_Config()) {
-        program_.Boxes.Show("Can't save your choices to disk.", title);
-      }
     });
+    goes_on = answer != MessageAnswer::Cancel;
+    bool saved = true;
+    if (answer == MessageAnswer::Yes) statement([&] { saved = Save_Config(); });
+    if (!saved) statement([&] { program_.Boxes.Show("Can't save your choices to disk.", title); });
   });
   return goes_on;
 }
@@ -254,7 +255,9 @@ void frmmain1::cmdAdd_Click() {
       return;
     }
     bool exists = false;
-    for (int i = 0; i < stocks_.Count() && !exists; ++i) exists = stocks_.Text(i) == symbol;
+    statement([&] {
+      for (int i = 0; i < stocks_.Count() && !exists; ++i) exists = stocks_.Text(i) == symbol;
+    });
     if (exists) {
       statement([&] { program_.Boxes.Show("Stock symbol " + symbol + " already exists."); });
     } else {

@@ -4,15 +4,36 @@
 #include <utility>
 
 #include "errortrap/procedure.h"
+#include "errortrap/qt_screen_facts.h"
+#include "platform/debugger.h"
+#include "platform/machine.h"
 #include "shell/form_looks.h"
 
 namespace hq {
 
 global::global(ProgramParts parts)
-    : Parts(std::move(parts)), icon_(std::make_unique<frmicon>(Parts.ProgramFolder)) {
+    : Parts(std::move(parts)),
+      Session(Trap, {Parts.FileSystem, Parts.Time, error_dialog_, Parts.Mail,
+                     ApplicationFacts{.Title = DefaultTitle,
+                                      .ExeName = "history-quotes",
+                                      .Version = Parts.Version,
+                                      .Folder = Parts.ProgramFolder},
+                     [] {
+                       MachineFacts machine = Look_At_Machine();
+                       Add_Screen_Facts(machine);
+                       return machine;
+                     },
+                     Parts.WatchesCrashes}),
+      icon_(std::make_unique<frmicon>(Parts.ProgramFolder)) {
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(icon_->windowIcon());
   State.RequestTemplate = Parts.RequestTemplate;
+}
+
+ErrorDialogParts global::Error_Dialog_Parts() {
+  ErrorDialogParts parts = System_Error_Dialog_Parts();
+  parts.Break = Break_Into_Debugger;
+  return parts;
 }
 
 // The main window holds the transfer, whose events go through the loop.

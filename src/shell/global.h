@@ -7,9 +7,12 @@
 
 #include "entry/filebrowse.h"
 #include "errortrap/modFailSafe.h"
+#include "errortrap/qt_error_dialog.h"
 #include "errortrap/qt_message_boxes.h"
 #include "errortrap/qt_message_loop.h"
+#include "errortrap/trap_session.h"
 #include "platform/files.h"
+#include "platform/mail.h"
 #include "quotes/transfer_control.h"
 #include "run/download_run.h"
 #include "run/frmlog.h"
@@ -25,6 +28,7 @@ struct ProgramParts {
   Files& FileSystem;
   const Clock& Time;
   FolderDialog& Folders;
+  MailSender& Mail;
   // Makes the transfer control that the main window holds.
   std::function<std::unique_ptr<TransferControl>(MessageLoop&)> Make_Inet;
   // Opens an address in the user's browser. Its failure is not told.
@@ -33,8 +37,11 @@ struct ProgramParts {
   std::string RequestTemplate = {};  // plain
   std::string SymbolSearchAddress = {};
   std::string QuotesNote = {};  // what the user must know about the quotes, empty for nothing
+  std::string Version = {};
+  bool WatchesCrashes = false;  // leaves a record of a crash of the process
   int MajorVersion = 0;
   int MinorVersion = 0;
+  MessageBoxes* Boxes = nullptr;  // in place of the message boxes of the desktop; null for those
 };
 
 // The window program: its shared state, its windows, its start and its end. Made after the application
@@ -59,13 +66,17 @@ class global {
 
   ProgramParts Parts;
   QtMessageLoop Loop;
-  MessageBoxes& Boxes = boxes_;
+  MessageBoxes& Boxes = Parts.Boxes != nullptr ? *Parts.Boxes : boxes_;
   modFailSafe Trap{&Loop};
+  TrapSession Session;
   SharedState State;
   SavedChoices Saved;
 
  private:
+  [[nodiscard]] static ErrorDialogParts Error_Dialog_Parts();
+
   QtMessageBoxes boxes_;
+  QtErrorDialog error_dialog_{Trap, Error_Dialog_Parts()};
 
   template <class Form, class... Arguments>
   Form& Loaded(std::unique_ptr<Form>& form, Arguments&&... arguments);

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "entry/qt_folder_dialog.h"
+#include "platform/mail.h"
 #include "platform/program.h"
 #include "quotes/curl_transfer.h"
 #include "quotes/request.h"
@@ -67,14 +68,20 @@ int main(int argc, char** argv) {
   hq::SystemFiles files;
   const hq::SystemClock clock;
   hq::QtFolderDialog folders;
+  hq::SystemMail mail;
   hq::ProgramParts parts{
-      files, clock, folders,
+      files,
+      clock,
+      folders,
+      mail,
       [](hq::MessageLoop& loop) {
         return std::make_unique<hq::CurlTransfer>(loop, hq::CurlTransferOptions{.Version = HQ_VERSION});
       },
       [](const std::string& address) { QDesktopServices::openUrl(QUrl(hq::To_QString(address))); }};
   parts.ProgramFolder = arguments.isSet("program-folder") ? hq::To_Text(arguments.value("program-folder"))
                                                           : hq::Program_Folder();
+  parts.Version = HQ_VERSION;
+  parts.WatchesCrashes = true;
   parts.MajorVersion = HQ_VERSION_MAJOR;
   parts.MinorVersion = HQ_VERSION_MINOR;
   std::unique_ptr<hq::server::QuoteServer> server;

@@ -4,84 +4,38 @@
 #include <string>
 #include <string_view>
 
+#include "support/profile_cases.h"
+
 namespace hq {
 namespace {
 
-TEST(Profile, GivesTheValueOfAKey) {
-  const Profile profile(
-      "[Log File]\r\nCircularLog=1\r\nName=trace.log\r\n[CircularLog]\r\nMaxRecords=50\r\n");
-  EXPECT_EQ(profile.Get("Log File", "CircularLog"), "1");
-  EXPECT_EQ(profile.Get("Log File", "Name"), "trace.log");
-  EXPECT_EQ(profile.Get("CircularLog", "MaxRecords"), "50");
+class ProfileRules : public testing::TestWithParam<test::ProfileCase> {};
+
+TEST_P(ProfileRules, Hold) {
+  const test::ProfileCase& rule = GetParam();
+  EXPECT_EQ(Profile(rule.Text).Get(rule.Section, rule.Key, rule.Fallback, rule.Longest), rule.Expected)
+      << rule.Text;
 }
 
-TEST(Profile, GivesTheFallbackForWhatIsMissing) {
-  const Profile profile("[A]\nKey=1\n[B]\nOther=2\n");
-  EXPECT_EQ(profile.Get("A", "Other", "fallback"), "fallback");
-  EXPECT_EQ(profile.Get("C", "Key", "fallback"), "fallback");
+INSTANTIATE_TEST_SUITE_P(Profile, ProfileRules, testing::ValuesIn(test::ProfileCases),
+                         [](const auto& rule) { return std::string(rule.param.Name); });
+
+TEST(Profile, GivesAnEmptyTextForWhatIsMissingWithoutFallback) {
+  const Profile profile("[A]\nKey=1\n");
   EXPECT_EQ(profile.Get("C", "Key"), "");
-  EXPECT_EQ(Profile("").Get("A", "Key", "fallback"), "fallback");
+  EXPECT_EQ(profile.Get("A", "Other"), "");
 }
 
-TEST(Profile, TellsAnEmptyValueFromAMissingOne) {
-  const Profile profile("[A]\nKey=\nBlank=   \nQuoted=\"\"\n");
-  EXPECT_EQ(profile.Get("A", "Key", "fallback"), "");
-  EXPECT_EQ(profile.Get("A", "Blank", "fallback"), "");
-  EXPECT_EQ(profile.Get("A", "Quoted", "fallback"), "");
+TEST(Profile, GivesAWholeTextWhereNoRoomIsNamed) {
+  const std::string value(100000, 'x');
+  EXPECT_EQ(Profile("[A]\nKey=" + value + "\n").Get("A", "Key"), value);
+  EXPECT_EQ(Profile("").Get("A", "Key", value + "  "), value + "  ");
 }
 
-TEST(Profile, LooksPastTheCaseOfNames) {
-  const Profile profile("[Log File]\nCapture To Disk=Yes\n");
-  EXPECT_EQ(profile.Get("log file", "capture to disk"), "Yes");
-  EXPECT_EQ(profile.Get("LOG FILE", "CAPTURE TO DISK"), "Yes");
-  EXPECT_EQ(profile.Get("LogFile", "Capture To Disk", "none"), "none");
-}
-
-TEST(Profile, DropsBlanksAroundNamesAndValues) {
-  const Profile profile(" [ A ] \r\n\t Key\t = \t a  value \t\r\n");
-  EXPECT_EQ(profile.Get("A", "Key"), "a  value");
-}
-
-TEST(Profile, DropsOnePairOfQuotes) {
-  const Profile profile(
-      "[A]\n1=\" x \"\n2=' x '\n3=\"x'\n4=\"\"x\"\"\n5=\"\n6=x\"y\"\n7='\"x\"'\n8= \"x\" \n9=\"x\"y\n");
-  EXPECT_EQ(profile.Get("A", "1"), " x ");
-  EXPECT_EQ(profile.Get("A", "2"), " x ");
-  EXPECT_EQ(profile.Get("A", "3"), "\"x'");
-  EXPECT_EQ(profile.Get("A", "4"), "\"x\"");
-  EXPECT_EQ(profile.Get("A", "5"), "\"");
-  EXPECT_EQ(profile.Get("A", "6"), "x\"y\"");
-  EXPECT_EQ(profile.Get("A", "7"), "\"x\"");
-  EXPECT_EQ(profile.Get("A", "8"), "x");
-  EXPECT_EQ(profile.Get("A", "9"), "\"x\"y");
-}
-
-TEST(Profile, PassesOverComments) {
-  const Profile profile("; [A]\n[A]\n;Key=1\n  ;Key=2\nKey=3;4\n");
-  EXPECT_EQ(profile.Get("A", "Key"), "3;4");
-  EXPECT_EQ(profile.Get("A", ";Key", "none"), "none");
-}
-
-TEST(Profile, LetsTheFirstOfEqualNamesHold) {
-  const Profile profile("[A]\nKey=1\nkey=2\n[a]\nKey=3\nMore=4\n");
-  EXPECT_EQ(profile.Get("A", "Key"), "1");
-  EXPECT_EQ(profile.Get("A", "More", "none"), "none");
-}
-
-TEST(Profile, TakesEveryLineEnd) {
-  EXPECT_EQ(Profile("[A]\r\nKey=1\r\n").Get("A", "Key"), "1");
-  EXPECT_EQ(Profile("[A]\nKey=1\n").Get("A", "Key"), "1");
-  EXPECT_EQ(Profile("[A]\rKey=1\r").Get("A", "Key"), "1");
-  EXPECT_EQ(Profile("[A]\n\n\r\n\rKey=1").Get("A", "Key"), "1");
-}
-
-TEST(Profile, PassesOverAByteOrderMark) {
-  EXPECT_EQ(Profile("\xEF\xBB\xBF[A]\nKey=1\n").Get("A", "Key"), "1");
-}
-
-TEST(Profile, SplitsAtTheFirstEqualsSign) {
-  const Profile profile("[A]\nAddress=http://host/?a=1&b==2\n");
-  EXPECT_EQ(profile.Get("A", "Address"), "http://host/?a=1&b==2");
+TEST(Profile, NeverCutsWithinACharacter) {
+  const std::string value = "a\xC3\xA4z";
+  EXPECT_EQ(Profile("[A]\nKey=" + value + "\n").Get("A", "Key", "", 2), "a");
+  EXPECT_EQ(Profile("").Get("A", "Key", value, 2), "a");
 }
 
 TEST(Profile, PassesOverLinesThatMakeNoSense) {

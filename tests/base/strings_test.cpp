@@ -1,6 +1,7 @@
 #include "base/strings.h"
 
 #include <gtest/gtest.h>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -61,6 +62,23 @@ TEST(Contains, FindsAnyPartIncludingTheEmptyOne) {
   EXPECT_FALSE(Contains("abc", "B"));
   EXPECT_FALSE(Contains("", "a"));
   EXPECT_TRUE(Contains(std::string_view("a\0b", 3), std::string_view("\0b", 2)));
+}
+
+TEST(CutText, KeepsWholeCharacters) {
+  // One, two, three and four bytes.
+  const std::string text = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x93\x88z";
+  const size_t whole[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 11, 11};
+  for (size_t longest = 0; longest < std::size(whole); ++longest) {
+    EXPECT_EQ(Cut_Text(text, longest), text.substr(0, whole[longest])) << longest;
+  }
+}
+
+TEST(CutText, CutsATextThatIsNoUtf8AtTheVeryByte) {
+  for (const std::string_view text :
+       {"\xE4\xF6\xFC\xDF\xE4\xF6", "\x80\x80\x80\x80\x80\x80", "\xFF\xBF\xBF\xBF\xBF\xBF",
+        "\xC3\xBF\xBF\xBF\xBF\xBF", "ab\xFF\xBF\xBF\xBF"}) {
+    EXPECT_EQ(Cut_Text(text, 4), text.substr(0, 4));
+  }
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ class CommandLineTest : public ::testing::Test {
   int Run(std::vector<std::string> arguments) {
     Out.str("");
     Err.str("");
-    return Command_Line(arguments, {Out, Err, 0, Loop, Time, Disk, Program.Path()});
+    return Command_Line(arguments, {Out, Err, 0, Loop, Time, Disk, Mail, Program.Path()});
   }
   // As Run, with an output folder and a server that gives every symbol the same answer.
   int Run_With_Answer(std::vector<std::string> arguments, const std::string& answer = Answer) {
@@ -51,6 +51,7 @@ class CommandLineTest : public ::testing::Test {
   ConsoleMessageLoop Loop;
   test::FakeClock Time;
   SystemFiles Disk;
+  test::RecordingMail Mail;
   test::TempFolder Program;
   test::TempFolder Output;
 };

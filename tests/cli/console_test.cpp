@@ -54,10 +54,14 @@ TEST(ConsoleTest, MessagesAndTrappedErrorsGoToTheUser) {
   Streams streams;
   Console console(streams.Out, streams.Err, 0);
   EXPECT_EQ(static_cast<MessageBoxes&>(console).Show("one\ntwo"), MessageAnswer::Ok);
-  EXPECT_EQ(
-      console.Report(
-          {"disk.bas", "Sub Write_File", 61, "Disk full", "/out", {" 1 : disk.bas : Sub Write_File : "}}),
-      trap_choice::Continue);
+  ErrorQuestion question;
+  question.Number = 61;
+  question.Procedure = "Sub Write_File";
+  question.Module = "disk.bas";
+  question.Description = "Disk full";
+  question.Detail = "/out";
+  question.CallTree = {" 1 : disk.bas : Sub Write_File : "};
+  EXPECT_EQ(console.Ask(question).Choice, trap_choice::Continue);
   EXPECT_EQ(streams.Err.str(),
             "one\ntwo\nError 61 in Sub Write_File (disk.bas): Disk full: /out\n  1 : disk.bas : Sub "
             "Write_File : \n");

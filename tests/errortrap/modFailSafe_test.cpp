@@ -428,6 +428,23 @@ TEST(Pause, DoesNotHoldATrapWithoutALoop) {
   EXPECT_EQ(trap.Depth(), 0);
 }
 
+TEST(Pause, LetsTheDialogsOwnHandlersPass) {
+  ScriptedLoop loop;
+  modFailSafe trap(&loop);
+  trap.fsPUSH("m", "Sub P");
+  trap.Pause(true);
+  trap.fsPUSH("frmFAILSAFE.frm", "Sub Combo1_KeyDown");
+  EXPECT_THAT(trap.CallStack(),
+              ElementsAre(" 1 : m : Sub P : ", " 2 :  frmFAILSAFE.frm : Sub Combo1_KeyDown : "));
+  trap.fsPOP("frmFAILSAFE.frm", "Sub Combo1_KeyDown");
+  EXPECT_EQ(loop.Turns, 0);
+  EXPECT_EQ(trap.Depth(), 1);
+  // Only the module of exactly that name.
+  loop.Post([&] { trap.Pause(false); });
+  trap.fsPUSH("frmFAILSAFE.fr", "Sub Combo1_KeyDown");
+  EXPECT_EQ(loop.Turns, 1);
+}
+
 TEST(Pause, CanBeInterruptedBeforeAnythingIsDone) {
   ScriptedLoop loop;
   modFailSafe trap(&loop);

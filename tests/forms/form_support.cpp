@@ -160,7 +160,10 @@ void Make_Without_Start(Program& program) {
 
 void Program::Make() {
   Files& files = In_Memory ? static_cast<Files&>(Memory) : Disk;
-  ProgramParts parts{files, Time, Folders,
+  ProgramParts parts{files,
+                     Time,
+                     Folders,
+                     Mail,
                      [this](MessageLoop& loop) -> std::unique_ptr<TransferControl> {
                        if (Make_Inet) return Make_Inet(loop);
                        auto inet = std::make_unique<HeldTransfer>(loop);
@@ -171,6 +174,7 @@ void Program::Make() {
   parts.ProgramFolder = Home.Path();
   parts.RequestTemplate = RequestTemplate;
   parts.SymbolSearchAddress = "http://quotes.test/home/misc/symbol_search.asp";
+  parts.Boxes = No_Desktop_Boxes;
   parts.MajorVersion = 1;
   parts.MinorVersion = 7;
   Global = std::make_unique<global>(std::move(parts));

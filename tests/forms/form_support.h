@@ -168,8 +168,10 @@ class Program {
   bool In_Memory = false;
   FakeClock Time;
   FakeFolders Folders;
+  RecordingMail Mail;
   std::vector<std::string> Opened;  // addresses
   BoxAnswers Boxes;
+  MessageBoxes* No_Desktop_Boxes = nullptr;  // in place of boxes on the screen when set
   // Makes the transfer; a HeldTransfer unless set.
   std::function<std::unique_ptr<TransferControl>(MessageLoop&)> Make_Inet;
   std::string RequestTemplate = "http://quotes.test/XXX/SSS?&Date=DDD";

@@ -1,14 +1,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -18,6 +16,7 @@
 
 #include "base/run_time_error.h"
 #include "platform/files.h"
+#include "support/file_size_limit.h"
 #include "support/raises.h"
 #include "support/temp_folder.h"
 
@@ -28,6 +27,7 @@ namespace fs = std::filesystem;
 
 using test::Bytes_Of;
 using test::Error_Number_Of;
+using test::FileSizeLimit;
 using test::Put_Bytes;
 using test::TempFolder;
 using testing::ElementsAre;
@@ -38,29 +38,6 @@ mode_t Mode_Of(const std::string& path) {
   struct stat state {};
   return stat(path.c_str(), &state) == 0 ? state.st_mode & 07777 : 0;
 }
-
-// Lets no file of the process grow beyond a size, as a full disk would.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : signal_before_(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    rlimit limited = before_;
-    limited.rlim_cur = bytes;
-    set_ = setrlimit(RLIMIT_FSIZE, &limited) == 0;
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, signal_before_);
-  }
-  [[nodiscard]] bool Is_Set() const { return set_; }
-
- private:
-  rlimit before_{};
-  void (*signal_before_)(int);
-  bool set_ = false;
-};
 
 // What action returns when a user without special rights does it, in a process of its own; -1 when it could
 // not be tried.

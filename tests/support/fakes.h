@@ -12,6 +12,7 @@
 #include "errortrap/message_box.h"
 #include "errortrap/message_loop.h"
 #include "platform/files.h"
+#include "platform/mail.h"
 #include "quotes/transfer_control.h"
 #include "quotes/transfer_status.h"
 #include "run/download_run.h"
@@ -73,11 +74,26 @@ class FakeLoop final : public MessageLoop {
 
 class FakeClock final : public Clock {
  public:
-  [[nodiscard]] Date Today() const override { return Day; }
+  [[nodiscard]] Date Today() const override {
+    if (TodayError != 0) throw RunTimeError(TodayError);
+    return Day;
+  }
   [[nodiscard]] std::chrono::seconds Time_Of_Day() const override { return Time; }
 
   Date Day = std::chrono::year(2003) / 3 / 14;
   std::chrono::seconds Time = std::chrono::hours(10);
+  int TodayError = 0;  // raised by Today unless 0
+};
+
+// Keeps what is to be mailed; nothing leaves the machine.
+class RecordingMail final : public MailSender {
+ public:
+  std::string Send(const Mail& mail) override {
+    Sent.push_back(mail);
+    return Fault;
+  }
+  std::vector<Mail> Sent;
+  std::string Fault;
 };
 
 class FakeStatus final : public StatusLine {

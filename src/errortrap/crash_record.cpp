@@ -1,0 +1,122 @@
+#include "errortrap/crash_record.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "errortrap/error_record_labels.h"
+
+namespace hq {
+
+namespace {
+
+constexpr std::string_view Separator = " : ";
+
+struct CodePosition {
+  std::string_view Module;
+  std::string_view Procedure;
+};
+
+// The module and the procedure that an entry text names, empty where it is not whole. depth: its level,
+// from 1.
+CodePosition Position_In(std::string_view entry, size_t depth) noexcept {
+  // The depth, then the indent, which is one character for each level above.
+  const size_t number_end = entry.find(Separator);
+  if (number_end == std::string_view::npos) return {};
+  entry.remove_prefix(number_end + Separator.size());
+  if (entry.size() < depth) return {};
+  entry.remove_prefix(depth - 1);
+  const size_t module_end = entry.find(Separator);
+  if (module_end == std::string_view::npos) return {entry, {}};
+  const std::string_view rest = entry.substr(module_end + Separator.size());
+  return {entry.substr(0, module_end), rest.substr(0, rest.find(Separator))};
+}
+
+}  // namespace
+
+// Collects text in a buffer and hands it to the file whenever that is full.
+class CrashRecords::Text {
+ public:
+  Text(Buffer& buffer, const CrashFile& file) noexcept : buffer_(buffer), file_(file) {}
+
+  Text& operator<<(std::string_view text) noexcept {
+    while (!text.empty()) {
+      const size_t count = std::min(text.size(), buffer_.size() - length_);
+      std::copy_n(text.data(), count, buffer_.data() + length_);
+      length_ += count;
+      text.remove_prefix(count);
+      if (length_ == buffer_.size()) Flush();
+    }
+    return *this;
+  }
+  Text& operator<<(int number) noexcept {
+    std::array<char, 12> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    return *this << std::string_view(digits.data(), static_cast<size_t>(end - digits.data()));
+  }
+  // A text that must not begin lines of its own.
+  Text& On_One_Line(std::string_view text) noexcept {
+    for (const char c : text) *this << (c == '\r' || c == '\n' ? " " : std::string_view(&c, 1));
+    return *this;
+  }
+  void Flush() noexcept {
+    taken_ = file_.Append({buffer_.data(), length_}) && taken_;
+    length_ = 0;
+  }
+  [[nodiscard]] bool Taken() const noexcept { return taken_; }
+
+ private:
+  Buffer& buffer_;
+  const CrashFile& file_;
+  size_t length_ = 0;
+  bool taken_ = true;
+};
+
+CrashRecords::CrashRecords(const modFailSafe& trap, std::string source, std::vector<std::string> places)
+    : trap_(trap), source_(std::move(source)), places_(std::move(places)) {}
+
+void CrashRecords::Set_Trace_Log(KeptBack kept_back, const void* log, std::string path) {
+  kept_back_ = nullptr;
+  trace_log_ = log;
+  trace_path_ = std::move(path);
+  kept_back_ = kept_back;
+}
+
+void CrashRecords::Crashed(const Crash& crash) noexcept {
+  for (const std::string& place : places_) {
+    const CrashFile file(place.c_str());
+    if (Write_Record(crash, file)) break;
+  }
+  if (kept_back_ != nullptr) {
+    const CrashFile trace(trace_path_.c_str());
+    trace.Append(kept_back_(trace_log_));
+  }
+}
+
+bool CrashRecords::Write_Record(const Crash& crash, const CrashFile& file) noexcept {
+  using namespace error_record;
+  Text text(buffer_, file);
+  text << crash.When << LineEnd;
+  text << Category << UnknownCategory << LineEnd;
+  text << Source << source_ << LineEnd;
+  // What damaged memory can still take away from the record is only what stands behind.
+  text.Flush();
+  if (!text.Taken()) return false;
+  size_t depth = 0;
+  CodePosition position;
+  trap_.Visit_Levels([&](std::string_view entry) noexcept { position = Position_In(entry, ++depth); });
+  text << Module << position.Module << LineEnd;
+  text << LineNumber << NoLineNumbers << LineEnd;
+  text << CodePointer;
+  if (!position.Module.empty()) text << " " << position.Module << Separator << position.Procedure;
+  text << LineEnd;
+  text << ErrorNumber << crash.Number << LineEnd;
+  text << Description;
+  text.On_One_Line(crash.Description) << LineEnd;
+  trap_.Visit_Levels([&](std::string_view entry) noexcept { text.On_One_Line(entry) << LineEnd; });
+  text << UserText << LineEnd << LineEnd;
+  text.Flush();
+  return text.Taken();
+}
+
+}  // namespace hq

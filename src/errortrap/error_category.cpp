@@ -1,0 +1,32 @@
+#include "errortrap/error_category.h"
+
+#include <array>
+
+namespace hq {
+
+namespace {
+
+struct CategoryRange {
+  int First;
+  int Last;
+  const char* Name;
+};
+
+// The first range that holds a number gives its category.
+constexpr std::array<CategoryRange, 4> Categories = {{
+    {52, 76, "File System (disk, directory or file) access"},
+    {482, 486, "Printer access"},
+    {35750, 36000, "Internet transfer"},
+    {3, 999, "General run-time"},
+}};
+
+}  // namespace
+
+std::string Error_Category(int number) {
+  for (const CategoryRange& range : Categories) {
+    if (number >= range.First && number <= range.Last) return range.Name;
+  }
+  return "Unknown Error Class";
+}
+
+}  // namespace hq

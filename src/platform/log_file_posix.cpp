@@ -1,0 +1,146 @@
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+#include "base/run_time_error.h"
+#include "platform/log_file.h"
+
+namespace hq {
+
+namespace {
+
+RunTimeError Last_Error(const std::string& path) {
+  return File_Error(std::error_code(errno, std::generic_category()), path);
+}
+
+RunTimeError No_Regular_File(const std::string& path) {
+  return RunTimeError(PathFileAccessError, path + ": not a regular file");
+}
+
+int Number_Of(std::intptr_t handle) {
+  return static_cast<int>(handle);
+}
+
+int Open(const std::string& path) {
+  // The system would cut the path short at a NUL and take another file.
+  if (path.empty() || path.find('\0') != std::string::npos) {
+    throw File_Error(std::make_error_code(std::errc::invalid_argument), path);
+  }
+  // Looked at first, because opening some devices does something.
+  struct stat state {};
+  if (stat(path.c_str(), &state) == 0 && !S_ISREG(state.st_mode)) throw No_Regular_File(path);
+  for (;;) {
+    // Without O_NONBLOCK a pipe that took the file's place meanwhile would be waited for.
+    const int file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
+    if (file >= 0) return file;
+    if (errno == EINTR) continue;
+    if (errno == ENOENT) {
+      throw RunTimeError(PathNotFound, path + ": " + std::generic_category().message(ENOENT));
+    }
+    throw Last_Error(path);
+  }
+}
+
+std::uint64_t Size_Of(int file, const std::string& path) {
+  struct stat state {};
+  if (fstat(file, &state) != 0) throw Last_Error(path);
+  return static_cast<std::uint64_t>(state.st_size);
+}
+
+void Cut_To(int file, std::uint64_t length, const std::string& path) {
+  while (ftruncate(file, static_cast<off_t>(length)) != 0) {
+    if (errno != EINTR) throw Last_Error(path);
+  }
+}
+
+// Writes all bytes by put(bytes, number of bytes written before), which is write or pwrite. When that fails
+// the file loses what it has grown by.
+template <class Put>
+void Put_All(int file, std::string_view bytes, const std::string& path, Put&& put) {
+  const std::uint64_t size_before = Size_Of(file, path);
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t now = put(bytes.substr(written), written);
+    if (now > 0) {
+      written += static_cast<std::size_t>(now);
+      continue;
+    }
+    if (now < 0 && errno == EINTR) continue;
+    const RunTimeError failure =
+        now == 0 ? File_Error(std::make_error_code(std::errc::no_space_on_device), path) : Last_Error(path);
+    // What another process has added meanwhile is not cut off.
+    const std::uint64_t size_now = Size_Of(file, path);
+    if (size_now > size_before && size_now <= size_before + written) Cut_To(file, size_before, path);
+    throw RunTimeError(failure);
+  }
+}
+
+}  // namespace
+
+LogFile::LogFile(std::string path, Begin begin)
+    : path_(std::move(path)), handle_(Open(path_)), in_place_(begin == Begin::InPlace) {
+  const int file = Number_Of(handle_);
+  try {
+    struct stat state {};
+    if (fstat(file, &state) != 0) throw Last_Error(path_);
+    if (!S_ISREG(state.st_mode)) throw No_Regular_File(path_);
+    // A file system without modes, or another user's file, keeps what it has.
+    if ((state.st_mode & 07777) != 0600 && fchmod(file, 0600) != 0) errno = 0;
+    if (begin == Begin::Anew) Cut_To(file, 0, path_);
+    if (!in_place_ && fcntl(file, F_SETFL, O_APPEND) != 0) throw Last_Error(path_);
+  } catch (...) {
+    close(file);
+    throw;
+  }
+}
+
+LogFile::~LogFile() {
+  close(Number_Of(handle_));
+}
+
+void LogFile::Append(std::string_view bytes) {
+  const int file = Number_Of(handle_);
+  if (in_place_) return Write_At(Size(), bytes);
+  Put_All(file, bytes, path_,
+          [file](std::string_view rest, std::size_t) { return write(file, rest.data(), rest.size()); });
+}
+
+void LogFile::Write_At(std::uint64_t offset, std::string_view bytes) {
+  if (!in_place_) throw RunTimeError(InvalidProcedureCall, path_ + ": not opened to be written in place");
+  if (offset > Size()) throw RunTimeError(InvalidProcedureCall, path_ + ": a write beyond its end");
+  const int file = Number_Of(handle_);
+  Put_All(file, bytes, path_, [file, offset](std::string_view rest, std::size_t written) {
+    return pwrite(file, rest.data(), rest.size(), static_cast<off_t>(offset + written));
+  });
+}
+
+std::string LogFile::Read_At(std::uint64_t offset, std::size_t length) const {
+  const std::uint64_t size = Size();
+  if (offset >= size) return {};
+  std::string bytes(size - offset < length ? static_cast<std::size_t>(size - offset) : length, '\0');
+  std::size_t got = 0;
+  while (got < bytes.size()) {
+    const ssize_t now =
+        pread(Number_Of(handle_), bytes.data() + got, bytes.size() - got, static_cast<off_t>(offset + got));
+    if (now < 0 && errno == EINTR) continue;
+    if (now < 0) throw Last_Error(path_);
+    if (now == 0) break;
+    got += static_cast<std::size_t>(now);
+  }
+  bytes.resize(got);
+  return bytes;
+}
+
+std::uint64_t LogFile::Size() const {
+  return Size_Of(Number_Of(handle_), path_);
+}
+
+void LogFile::Cut(std::uint64_t length) {
+  if (length > Size()) throw RunTimeError(InvalidProcedureCall, path_ + ": cut to more than it holds");
+  Cut_To(Number_Of(handle_), length, path_);
+}
+
+}  // namespace hq

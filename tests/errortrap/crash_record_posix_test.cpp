@@ -1,0 +1,265 @@
+#include "errortrap/crash_record.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <regex>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "support/child_program.h"
+#include "support/temp_folder.h"
+
+namespace hq {
+namespace {
+
+using test::Bytes_Of;
+using test::ChildProgram;
+using test::TempFolder;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+// Five and a half hours east of Greenwich, and no core files.
+void Prepare() {
+  setenv("TZ", "XYZ-05:30", 1);
+  const rlimit none{0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+}
+
+void Prepare_Without_Disk_Space() {
+  Prepare();
+  const rlimit no_byte{0, 0};
+  setrlimit(RLIMIT_FSIZE, &no_byte);
+  signal(SIGXFSZ, SIG_IGN);
+}
+
+class CrashRecord : public testing::Test {
+ protected:
+  // The exit code, or minus the signal.
+  int Run(std::vector<std::string> arguments, void (*prepare)() = Prepare) {
+    arguments.insert(arguments.begin(), HQ_CRASH_PROGRAM);
+    ChildProgram program(arguments, prepare);
+    const int result = program.Wait();
+    out_ = program.Out();
+    err_ = program.Err();
+    return result;
+  }
+  [[nodiscard]] std::string Log() const { return folder_ / "error.log"; }
+
+  // The records of the log without their first lines, each of which must be a date and a time.
+  [[nodiscard]] std::vector<std::string> Records(const std::string& path) const {
+    std::vector<std::string> records;
+    std::string text = Bytes_Of(path);
+    const std::string end = "User Text- \r\n\r\n";
+    const std::regex when(R"(\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
+    while (!text.empty()) {
+      std::smatch match;
+      EXPECT_TRUE(std::regex_search(text, match, when, std::regex_constants::match_continuous)) << text;
+      const size_t record_end = text.find(end);
+      EXPECT_NE(record_end, std::string::npos) << text;
+      if (match.empty() || record_end == std::string::npos) break;
+      const auto begin = static_cast<size_t>(match.length());
+      records.push_back(text.substr(begin, record_end + end.size() - begin));
+      text.erase(0, record_end + end.size());
+    }
+    return records;
+  }
+
+  static std::string Record(int number, const std::string& description) {
+    return "Category- Unknown Error Class\r\n"
+           "Source- crash-program 1.0.0\r\n"
+           "Module- frmmain1.frm\r\n"
+           "Line Number-  <unavailable: line numbers not used>\r\n"
+           "Code Pointer = frmmain1.frm : Sub Process_Onestock\r\n"
+           "Error Number- " +
+           std::to_string(number) + "\r\nDescription- " + description +
+           "\r\n"
+           " 1 : global.bas : Sub Main : \r\n"
+           " 2 :  frmmain1.frm : Sub Process_Onestock : \r\n"
+           "User Text- \r\n\r\n";
+  }
+
+  TempFolder folder_;
+  std::string out_;
+  std::string err_;
+};
+
+struct Ending {
+  const char* Way;
+  int Signal;
+  const char* Description;
+};
+
+void PrintTo(const Ending& ending, std::ostream* out) {
+  *out << ending.Way;
+}
+
+class CrashRecordOfEveryKind : public CrashRecord, public testing::WithParamInterface<Ending> {};
+
+TEST_P(CrashRecordOfEveryKind, IsTheOnlyOneAndTheProcessEndsAsUsual) {
+  const auto& [way, number, description] = GetParam();
+  EXPECT_EQ(Run({way, Log()}), -number) << err_;
+  EXPECT_THAT(Records(Log()), ElementsAre(Record(number, description)));
+  EXPECT_EQ(out_, "");
+  struct stat facts {};
+  ASSERT_EQ(stat(Log().c_str(), &facts), 0);
+  EXPECT_EQ(facts.st_mode & 07777U, 0600U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Endings, CrashRecordOfEveryKind,
+    testing::Values(
+        Ending{"null", SIGSEGV, "Segmentation fault (SIGSEGV)"},
+        Ending{"overflow", SIGSEGV, "Segmentation fault (SIGSEGV)"},
+        Ending{"divide", SIGFPE, "Arithmetic error (SIGFPE)"},
+        Ending{"illegal", SIGILL, "Illegal instruction (SIGILL)"},
+        Ending{"bus", SIGBUS, "Bus error (SIGBUS)"}, Ending{"abort", SIGABRT, "Aborted (SIGABRT)"},
+        Ending{"throw", SIGABRT,
+               "Uncaught exception: something bad  User Text- on two lines (std::runtime_error)"},
+        Ending{"throw error", SIGABRT, "Uncaught exception: Disk full: /some/path (hq::RunTimeError)"},
+        Ending{"throw other", SIGABRT, "Uncaught exception: (anonymous namespace)::NoStandardException"},
+        Ending{"throw number", SIGABRT, "Uncaught exception: int"},
+        Ending{"noexcept", SIGABRT,
+               "Uncaught exception: out of a procedure that lets none out (std::runtime_error)"},
+        Ending{"terminate", SIGABRT, "Program terminated (std::terminate)"},
+        Ending{"thread", SIGSEGV, "Segmentation fault (SIGSEGV)"},
+        Ending{"throw on thread", SIGABRT, "Uncaught exception: on a thread (std::runtime_error)"},
+        Ending{"many threads", SIGSEGV, "Segmentation fault (SIGSEGV)"}),
+    [](const auto& ending) {
+      std::string name = ending.param.Way;
+      std::erase(name, ' ');
+      return name;
+    });
+
+TEST_F(CrashRecord, IsThereAlsoWhenAnotherProcessSendsTheSignal) {
+  ChildProgram program({HQ_CRASH_PROGRAM, "wait", Log()}, Prepare);
+  ASSERT_TRUE(program.Wait_For_Output("waiting"));
+  program.Signal(SIGSEGV);
+  EXPECT_EQ(program.Wait(), -SIGSEGV);
+  EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
+}
+
+TEST_F(CrashRecord, BeginsWithTheLocalDateAndTime) {
+  constexpr std::time_t offset = 5 * 3600 + 30 * 60;
+  const std::time_t before = std::time(nullptr) + offset;
+  Run({"null", Log()});
+  const std::time_t after = std::time(nullptr) + offset;
+  std::tm when{};
+  ASSERT_NE(strptime(Bytes_Of(Log()).c_str(), "%m/%d/%Y %H:%M:%S", &when), nullptr);
+  const std::time_t written = timegm(&when);
+  EXPECT_GE(written, before);
+  EXPECT_LE(written, after);
+}
+
+TEST_F(CrashRecord, IsAddedToWhatTheLogHolds) {
+  Run({"null", Log()});
+  const std::string first = Bytes_Of(Log());
+  Run({"abort", Log()});
+  EXPECT_THAT(Bytes_Of(Log()), StartsWith(first));
+  EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)"),
+                                          Record(SIGABRT, "Aborted (SIGABRT)")));
+}
+
+TEST_F(CrashRecord, MakesALogThatOthersMayReadTheUsersOwn) {
+  folder_.Write("error.log", "");
+  chmod(Log().c_str(), 0644);
+  Run({"null", Log()});
+  struct stat facts {};
+  ASSERT_EQ(stat(Log().c_str(), &facts), 0);
+  EXPECT_EQ(facts.st_mode & 07777U, 0600U);
+}
+
+TEST_F(CrashRecord, HasEveryLevelOfADeepStack) {
+  EXPECT_EQ(Run({"null", Log(), "levels=1000"}), -SIGSEGV);
+  const std::string text = Bytes_Of(Log());
+  EXPECT_THAT(
+      text, HasSubstr("\r\n 500 : " + std::string(499, ' ') + "frmmain1.frm : Sub Process_Onestock : \r\n"));
+  EXPECT_THAT(text, EndsWith("\r\n 1000 : " + std::string(999, ' ') +
+                             "frmmain1.frm : Sub Process_Onestock : \r\nUser Text- \r\n\r\n"));
+  EXPECT_THAT(text, HasSubstr("\r\nModule- frmmain1.frm\r\n"));
+}
+
+TEST_F(CrashRecord, NamesTheModuleWhateverTheIndentIs) {
+  EXPECT_EQ(Run({"null", Log(), "levels=4", "indent=:"}), -SIGSEGV);
+  EXPECT_THAT(Bytes_Of(Log()), HasSubstr("\r\nModule- frmmain1.frm\r\n"));
+  EXPECT_THAT(Bytes_Of(Log()), HasSubstr("\r\n 4 : :::frmmain1.frm : Sub Process_Onestock : \r\n"));
+}
+
+TEST_F(CrashRecord, HasNoModuleOutsideOfEveryProcedure) {
+  EXPECT_EQ(Run({"before the first procedure", Log()}), -SIGSEGV);
+  EXPECT_THAT(Records(Log()),
+              ElementsAre("Category- Unknown Error Class\r\nSource- crash-program 1.0.0\r\nModule- \r\n"
+                          "Line Number-  <unavailable: line numbers not used>\r\nCode Pointer =\r\n"
+                          "Error Number- 11\r\nDescription- Segmentation fault (SIGSEGV)\r\n"
+                          "User Text- \r\n\r\n"));
+}
+
+TEST_F(CrashRecord, CutsALongTextOfAnException) {
+  EXPECT_EQ(Run({"throw long", Log()}), -SIGABRT);
+  const std::vector<std::string> records = Records(Log());
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_THAT(records[0], HasSubstr("Description- Uncaught exception: xxxx"));
+  EXPECT_LT(records[0].size(), 2000U);
+  EXPECT_THAT(records[0], HasSubstr("x\r\n 1 : global.bas : Sub Main : \r\n"));
+}
+
+TEST_F(CrashRecord, GoesToTheFirstPlaceThatTakesIt) {
+  std::filesystem::create_directory(folder_ / "a folder");
+  ASSERT_EQ(mkfifo((folder_ / "a pipe").c_str(), 0600), 0);
+  EXPECT_EQ(Run({"null", folder_ / "missing/error.log", folder_ / "a folder", folder_ / "a pipe", Log(),
+                 folder_ / "second.log"}),
+            -SIGSEGV);
+  EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
+  EXPECT_THAT(folder_.Names(), ElementsAre("a folder", "a pipe", "error.log"));
+}
+
+TEST_F(CrashRecord, ThatNoPlaceTakesLeavesTheEndAsItWas) {
+  EXPECT_EQ(Run({"null", folder_ / "missing/error.log"}), -SIGSEGV);
+  EXPECT_EQ(Run({"null"}), -SIGSEGV);
+  EXPECT_EQ(Run({"throw", Log()}, Prepare_Without_Disk_Space), -SIGABRT);
+  EXPECT_EQ(Bytes_Of(Log()), "");
+}
+
+TEST_F(CrashRecord, IsFollowedByWhatTheTraceLogKeepsBack) {
+  const std::string trace = folder_ / "trace.log";
+  folder_.Write("trace.log", "what was written before\r\n");
+  EXPECT_EQ(Run({"null", Log(), "trace=" + trace}), -SIGSEGV);
+  EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
+  EXPECT_EQ(Bytes_Of(trace), "what was written before\r\n[crash-program] the last words\r\n");
+}
+
+TEST_F(CrashRecord, StaysWholeWhenTheHandlerItselfCrashes) {
+  EXPECT_EQ(Run({"again", Log(), "trace=" + folder_ / "trace.log"}), -SIGSEGV);
+  EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
+  std::filesystem::remove(Log());
+  EXPECT_EQ(Run({"abort again", Log(), "trace=" + folder_ / "trace.log"}), -SIGABRT);
+  EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
+}
+
+TEST_F(CrashRecord, IsNotMadeWhenAllGoesWell) {
+  EXPECT_EQ(Run({"nothing", Log()}), 0) << err_;
+  EXPECT_EQ(out_, "ended\n");
+  EXPECT_THAT(folder_.Names(), IsEmpty());
+}
+
+// The sanitizers' own handlers are back then, and end the process in their way.
+TEST_F(CrashRecord, IsNotMadeWithoutAWatch) {
+  EXPECT_NE(Run({"without a watch", Log()}), 0);
+  EXPECT_NE(Run({"after the watch", Log()}), 0);
+  EXPECT_EQ(Run({"throw after the watch", Log()}), -SIGABRT);
+  EXPECT_THAT(folder_.Names(), IsEmpty());
+}
+
+TEST_F(CrashRecord, HasOneWatchAProcess) {
+  EXPECT_EQ(Run({"two watches", Log()}), 3);
+  EXPECT_EQ(out_, "a second crash watch\n");
+}
+
+}  // namespace
+}  // namespace hq

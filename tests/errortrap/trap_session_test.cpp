@@ -1,0 +1,364 @@
+#include "errortrap/trap_session.h"
+
+#include <deque>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "errortrap/procedure.h"
+#include "support/fakes.h"
+#include "support/temp_folder.h"
+#include "trap_doubles.h"
+
+namespace hq {
+namespace {
+
+using test::Bytes_Of;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+class ScriptedDialog final : public ErrorDialog {
+ public:
+  ErrorAnswer Ask(const ErrorQuestion& question) override {
+    Questions.push_back(question);
+    if (WhileShown) WhileShown(question);
+    if (question.Clear_Pause) question.Clear_Pause();
+    if (AfterPress) AfterPress();
+    if (Answers.empty()) return {};
+    ErrorAnswer answer = Answers.front();
+    Answers.pop_front();
+    return answer;
+  }
+  void Further_Error(std::int32_t count, const std::string& text) override {
+    Further.push_back(std::to_string(count) + " " + text);
+  }
+  void Show_Report(const std::string& path) override { Reports.push_back(path); }
+
+  std::vector<ErrorQuestion> Questions;
+  std::deque<ErrorAnswer> Answers;
+  std::vector<std::string> Further;
+  std::vector<std::string> Reports;
+  std::function<void(const ErrorQuestion&)> WhileShown;
+  std::function<void()> AfterPress;
+};
+
+class Session : public testing::Test {
+ protected:
+  // Starts the session with these settings and enters one procedure.
+  void Begin(const std::string& settings = {}) {
+    if (!settings.empty()) Home.Write("FSCLIENT.INI", settings);
+    Current.emplace(
+        Trap,
+        TrapSessionParts{
+            Disk, Time, Dialog, Mail,
+            ApplicationFacts{.Title = "Quotes", .ExeName = "quotes", .Version = "1.2", .Folder = Home.Path()},
+            [this] {
+              ++MachineLooks;
+              MachineFacts machine;
+              machine.Processor = "Made-up processor";
+              machine.MachineName = "desk";
+              return machine;
+            }});
+    Trap.fsPUSH("global.bas", "Sub Main", "with this");
+  }
+  int Fail(int number = PathNotFound, const std::string& detail = "no such folder") {
+    return Trap.fsERROR("disk.bas", "Sub Write_File", RunTimeError(number, detail));
+  }
+  [[nodiscard]] std::string File(const std::string& name) const { return Bytes_Of(Home / name); }
+  [[nodiscard]] bool Has(const std::string& name) const { return std::filesystem::exists(Home / name); }
+
+  test::TempFolder Home;
+  SystemFiles Disk;
+  test::FakeClock Time;
+  ScriptedDialog Dialog;
+  test::RecordingMail Mail;
+  test::ScriptedLoop Loop;
+  modFailSafe Trap{&Loop};
+  int MachineLooks = 0;
+  std::optional<TrapSession> Current;
+};
+
+TEST_F(Session, WithoutSettingsShowsErrorsAndWritesNothing) {
+  Begin();
+  Dialog.Answers = {{trap_choice::Ignore, "reading"}};
+  EXPECT_EQ(Fail(), trap_choice::Ignore);
+  ASSERT_EQ(Dialog.Questions.size(), 1U);
+  Current.reset();
+  EXPECT_THAT(Home.Names(), IsEmpty());
+  EXPECT_EQ(MachineLooks, 0);
+}
+
+TEST_F(Session, AsksWithEverythingThatIsKnown) {
+  Begin();
+  Fail();
+  const ErrorQuestion& question = Dialog.Questions.at(0);
+  EXPECT_EQ(question.Category, "File System (disk, directory or file) access");
+  EXPECT_EQ(question.Project, "Quotes 1.2");
+  EXPECT_EQ(question.Module, "disk.bas");
+  EXPECT_EQ(question.Procedure, "Sub Write_File");
+  EXPECT_EQ(question.Line, " <unavailable: line numbers not used>");
+  EXPECT_EQ(question.Number, PathNotFound);
+  EXPECT_EQ(question.Description, "Path not found");
+  EXPECT_EQ(question.Detail, "no such folder");
+  EXPECT_THAT(question.CallTree, ElementsAre(" 1 : global.bas : Sub Main : with this"));
+  EXPECT_THAT(question.ErrorInformation,
+              StartsWith("An unexpected 'File System (disk, directory or file) access' error occurred in\n"
+                         "Sub Write_File (disk.bas).\n\nPath not found: no such folder\n\n"
+                         "Runtime error 76 on line <unavailable: line numbers not used>\n"
+                         "Code Pointer = disk.bas : Sub Write_File\n"));
+  EXPECT_EQ(question.CallTreeText, " 1 : global.bas : Sub Main : with this\n");
+  EXPECT_THAT(question.SystemInformation(), HasSubstr("Made-up processor"));
+  EXPECT_TRUE(question.AsksUser);
+  EXPECT_TRUE(question.CanGoOn);
+  EXPECT_EQ(question.MailAddress, "");
+  EXPECT_EQ(question.ErrorCount, 1);
+  Fail();
+  EXPECT_EQ(Dialog.Questions.at(1).ErrorCount, 2);
+}
+
+TEST_F(Session, NamesNothingEmpty) {
+  Begin();
+  Trap.fsERROR("", "", RunTimeError(13));
+  EXPECT_EQ(Dialog.Questions.at(0).Module, "<unknown>");
+  EXPECT_EQ(Dialog.Questions.at(0).Procedure, "<unknown>");
+}
+
+TEST_F(Session, WritesErrorsToDiskWhenSet) {
+  Begin("[log file]\nWrite To Disk=1\n");
+  Dialog.Answers = {{trap_choice::Continue, "downloading"}};
+  Fail();
+  EXPECT_THAT(File("error.log"), HasSubstr("Category- File System (disk, directory or file) access\r\n"));
+  EXPECT_THAT(File("error.log"), HasSubstr("Source- Quotes 1.2\r\n"));
+  EXPECT_THAT(File("error.log"), HasSubstr("Error Number- 76\r\n"));
+  EXPECT_THAT(File("error.log"), HasSubstr("Description- Path not found: no such folder\r\n"));
+  EXPECT_THAT(File("error.log"), HasSubstr("User Text- downloading"));
+  EXPECT_THAT(File("error.log"), Not(HasSubstr("Made-up processor")));
+}
+
+TEST_F(Session, HasTheErrorOnDiskWhileTheDialogIsUp) {
+  Begin("[log file]\nWrite To Disk=1\n");
+  std::string meanwhile;
+  Dialog.WhileShown = [&](const ErrorQuestion&) { meanwhile = File("error.log"); };
+  Fail();
+  EXPECT_THAT(meanwhile, HasSubstr("Error Number- 76\r\n"));
+}
+
+TEST_F(Session, WritesElsewhereWhenTheLogCannotBeOpened) {
+  std::filesystem::create_directory(Home / "mine.log");
+  Begin("[log file]\nWrite To Disk=1\nLog File=mine.log\n");
+  Fail();
+  EXPECT_THAT(File("!error!.log"), HasSubstr("Error Number- 76\r\n"));
+}
+
+TEST_F(Session, GathersTheMachineWithEveryErrorWhenForced) {
+  Begin("[preferences]\nForce System Info=1\n[log file]\nWrite To Disk=1\n");
+  Fail();
+  EXPECT_EQ(MachineLooks, 1);
+  EXPECT_THAT(File("error.log"), HasSubstr("Made-up processor"));
+  EXPECT_THAT(Dialog.Questions.at(0).SystemInformation(), HasSubstr("Made-up processor"));
+  EXPECT_EQ(MachineLooks, 1);
+}
+
+TEST_F(Session, LeavesArgumentsOutWhenSet) {
+  Begin("[include]\nArguments=0\n");
+  Fail();
+  EXPECT_THAT(Dialog.Questions.at(0).CallTree, ElementsAre(" 1 : global.bas : Sub Main : "));
+}
+
+TEST_F(Session, LeavesTheUsersTextOutWhenSet) {
+  Begin("[include]\nUser=0\n[log file]\nWrite To Disk=1\n");
+  Dialog.Answers = {{trap_choice::More, "my secret"}};
+  Fail();
+  EXPECT_FALSE(Dialog.Questions.at(0).AsksUser);
+  EXPECT_THAT(File("error.log"), Not(HasSubstr("my secret")));
+  EXPECT_THAT(File("fserror.log"), Not(HasSubstr("my secret")));
+}
+
+TEST_F(Session, ARunThatIsSilentLogsWithoutADialog) {
+  Begin("[preferences]\nSilent Run=1\n");
+  EXPECT_EQ(Fail(), trap_choice::Continue);
+  EXPECT_THAT(Dialog.Questions, IsEmpty());
+  EXPECT_THAT(File("error.log"), HasSubstr("Error Number- 76\r\n"));
+  EXPECT_THAT(Mail.Sent, IsEmpty());
+}
+
+TEST_F(Session, ARunThatIsSilentMailsOnce) {
+  Begin("[preferences]\nSilent Run=1\n[email]\nAddress=help@example.com\n");
+  Fail();
+  Fail();
+  ASSERT_EQ(Mail.Sent.size(), 1U);
+  EXPECT_THAT(Mail.Sent[0].Recipients, ElementsAre("help@example.com"));
+  EXPECT_EQ(Mail.Sent[0].Attachment, Home / "error.log");
+}
+
+TEST_F(Session, MailsOnlyAtAPress) {
+  Begin("[email]\nAddress=help@example.com\n");
+  Fail();
+  EXPECT_THAT(Mail.Sent, IsEmpty());
+  std::string outcome;
+  Dialog.WhileShown = [&](const ErrorQuestion& question) { outcome = question.Send_Mail("counting"); };
+  Fail();
+  EXPECT_EQ(Dialog.Questions.at(1).MailAddress, "help@example.com");
+  EXPECT_EQ(outcome, "The report was handed to the mail program.");
+  ASSERT_EQ(Mail.Sent.size(), 1U);
+  EXPECT_THAT(Mail.Sent[0].Body, HasSubstr("counting"));
+  // Errors are not written to disk, so what goes along is the report made for it.
+  EXPECT_EQ(Mail.Sent[0].Attachment, Home / "fserror.log");
+}
+
+TEST_F(Session, TellsWhyNoMailWent) {
+  Begin("[email]\nAddress=help@example.com\n[DevCenter]\nAttach Log=0\n");
+  Mail.Fault = "There is no mail program.";
+  std::string outcome;
+  Dialog.WhileShown = [&](const ErrorQuestion& question) { outcome = question.Send_Mail(""); };
+  Fail();
+  EXPECT_EQ(outcome, "There is no mail program.");
+  EXPECT_EQ(Mail.Sent.at(0).Attachment, "");
+}
+
+TEST_F(Session, MoreShowsTheCompleteReport) {
+  Begin();
+  Dialog.Answers = {{trap_choice::More, "watching"}};
+  EXPECT_EQ(Fail(), trap_choice::More);
+  EXPECT_THAT(Dialog.Reports, ElementsAre(Home / "fserror.log"));
+  const std::string report = File("fserror.log");
+  EXPECT_THAT(report, StartsWith("An unexpected '"));
+  for (const char* piece : {"watching", "Call Tree & Arguments", "global.bas : Sub Main : with this",
+                            "System State Information", "Made-up processor", "New Defect"}) {
+    EXPECT_THAT(report, HasSubstr(piece));
+  }
+}
+
+TEST_F(Session, AReportThatCannotBeWrittenIsNotShown) {
+  std::filesystem::create_directory(Home / "fserror.log");
+  Begin();
+  Dialog.Answers = {{trap_choice::More, ""}};
+  EXPECT_EQ(Fail(), trap_choice::More);
+  EXPECT_THAT(Dialog.Reports, IsEmpty());
+}
+
+TEST_F(Session, TracesToDiskWhenSet) {
+  Home.Write("trace.log", "the run before");
+  Begin("[log file]\nCapture To Disk=1\n[include]\nMemory=0\nResources=0\n");
+  Trap.fsPUSH("disk.bas", "Sub Write_File");
+  Trap.fsPOP("disk.bas", "Sub Write_File");
+  Trap.fsPOP("global.bas", "Sub Main");
+  Current.reset();
+  const std::string trace = File("trace.log");
+  EXPECT_THAT(trace, StartsWith("Quotes 1.2 <"));
+  EXPECT_THAT(trace, HasSubstr("[quotes] [00001] ["));
+  EXPECT_THAT(trace, HasSubstr("] ->global.bas : Sub Main : with this\r\n"));
+  EXPECT_THAT(trace, HasSubstr("] -> disk.bas : Sub Write_File : \r\n"));
+  EXPECT_THAT(trace, HasSubstr("] <- disk.bas : Sub Write_File : \r\n"));
+  EXPECT_THAT(trace, HasSubstr("[quotes] [00005] ["));
+  EXPECT_TRUE(trace.ends_with("] END PROGRAM \r\n")) << trace;
+  EXPECT_EQ(File("trace.log.bak"), "the run before");
+}
+
+TEST_F(Session, TracesIntoTheCircularLogWhenSet) {
+  Begin("[Log File]\nCircularLog=1\nCapture To Disk=1\n[CircularLog]\nMaxRecords=4\nRecordSize=128\n");
+  for (int i = 0; i < 10; ++i) {
+    Trap.fsPUSH("disk.bas", "Sub Write_File");
+    Trap.fsPOP("disk.bas", "Sub Write_File");
+  }
+  Current.reset();
+  EXPECT_EQ(File("circ0001.log").size(), 4U * 128U);
+  EXPECT_THAT(File("circ0001.log"), HasSubstr("CIRCULAR\r\n"));
+  EXPECT_THAT(File("circ0001.log"), HasSubstr("] END PROGRAM "));
+  EXPECT_FALSE(Has("trace.log"));
+}
+
+TEST_F(Session, ReportsACircularLogThatCannotBeOpenedOnceAndGoesOn) {
+  std::filesystem::create_directory(Home / "circ0001.log");
+  Begin("[Log File]\nCircularLog=1\n");
+  Trap.fsPUSH("disk.bas", "Sub Write_File");
+  Trap.fsPOP("disk.bas", "Sub Write_File");
+  ASSERT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_THAT(Dialog.Questions[0].Detail, StartsWith("Could not open circular log file circ0001.log"));
+  EXPECT_EQ(Trap.Depth(), 1);
+}
+
+TEST_F(Session, AFileThatIsNoCircularLogIsLeftAlone) {
+  Home.Write("user.cfg", "|IBM\r\n");
+  Begin("[Log File]\nCircularLog=1\n[CircularLog]\nFileName=user.cfg\n");
+  EXPECT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_EQ(File("user.cfg"), "|IBM\r\n");
+}
+
+TEST_F(Session, AFurtherErrorWhileTheDialogIsUpIsLoggedAndTold) {
+  Begin("[log file]\nWrite To Disk=1\n");
+  Dialog.WhileShown = [&](const ErrorQuestion&) { EXPECT_EQ(Fail(DiskFull, "here"), trap_choice::Continue); };
+  Dialog.Answers = {{trap_choice::Continue, "first"}};
+  Fail();
+  EXPECT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_THAT(Dialog.Further, ElementsAre("2 Disk full: here (disk.bas : Sub Write_File)"));
+  EXPECT_THAT(File("error.log"), HasSubstr("Error Number- 61\r\n"));
+  EXPECT_THAT(File("error.log"), HasSubstr("first"));
+}
+
+TEST_F(Session, AnErrorAfterThePressIsAskedAnew) {
+  Begin();
+  Dialog.AfterPress = [&] {
+    if (Dialog.Questions.size() == 1) Fail(DiskFull);
+  };
+  Fail();
+  EXPECT_EQ(Dialog.Questions.size(), 2U);
+  EXPECT_THAT(Dialog.Further, IsEmpty());
+}
+
+TEST_F(Session, ProceduresWaitWhileTheDialogIsUp) {
+  Begin();
+  std::vector<std::string> order;
+  Dialog.WhileShown = [&](const ErrorQuestion& question) {
+    Loop.Post([&] { order.emplace_back("event"); });
+    Loop.Post([&, clear = question.Clear_Pause] {
+      order.emplace_back("press");
+      clear();
+    });
+    Trap.fsPUSH("frmmain1.frm", "Sub cmdAdd_Click");
+    order.emplace_back("entered");
+    Trap.fsPOP("frmmain1.frm", "Sub cmdAdd_Click");
+  };
+  Fail();
+  EXPECT_THAT(order, ElementsAre("event", "press", "entered"));
+}
+
+TEST_F(Session, ComplaintsAboutTheTraceCannotBeRetried) {
+  Begin();
+  Trap.fsPOP("global.bas", "Sub Main");
+  Trap.fsPOP("global.bas", "Sub Main");
+  ASSERT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_FALSE(Dialog.Questions[0].CanGoOn);
+  EXPECT_EQ(Dialog.Questions[0].Detail, "'fsPOP()' was called without 'fsPUSH()'.");
+}
+
+TEST_F(Session, AStatementIsRetriedAndSucceeds) {
+  Begin();
+  Dialog.Answers = {{trap_choice::Retry, ""}, {trap_choice::Retry, ""}};
+  int tries = 0;
+  bool after = false;
+  Keep_Trap_Handler(Trap, {"frmmain1.frm", "Sub Form_Unload"}, [&](TrappedStatements& statement) {
+    statement([&] {
+      if (++tries < 3) throw RunTimeError(PermissionDenied);
+    });
+    statement([&] { after = true; });
+  });
+  EXPECT_EQ(tries, 3);
+  EXPECT_TRUE(after);
+  EXPECT_EQ(Dialog.Questions.size(), 2U);
+}
+
+TEST_F(Session, LeavesTheTrapAsItFoundIt) {
+  Begin("[log file]\nCapture To Disk=1\n");
+  Current.reset();
+  EXPECT_FALSE(Trap.Write_Record);
+  EXPECT_FALSE(Trap.Read_Options);
+  EXPECT_EQ(Fail(), trap_choice::Continue);
+  EXPECT_THAT(Dialog.Questions, IsEmpty());
+}
+
+}  // namespace
+}  // namespace hq

@@ -1,0 +1,237 @@
+#include "errortrap/trap_settings.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "base/profile.h"
+#include "platform/files.h"
+#include "support/fakes.h"
+#include "support/temp_folder.h"
+
+namespace hq {
+namespace {
+
+using test::MemoryFiles;
+using test::TempFolder;
+
+TrapSettings Settings_Of(std::string_view text) {
+  return Read_Trap_Settings(Profile(text));
+}
+
+// The settings one after the other, so that whole sets can be compared and shown.
+std::string All(const TrapSettings& settings) {
+  const auto flag = [](const char* name, bool on) { return std::string(name) + (on ? "=1 " : "=0 "); };
+  return flag("CircularLog", settings.CircularLog) + settings.CircularFileName + " " +
+         std::to_string(settings.RecordSize) + " " + std::to_string(settings.MaxRecords) + " " +
+         flag("ForceSystemInfo", settings.ForceSystemInfo) + "<" + settings.EmailAddress + "> " +
+         flag("WriteToDisk", settings.WriteToDisk) + flag("CaptureToDisk", settings.CaptureToDisk) +
+         settings.LogFile + " " + flag("SilentRun", settings.SilentRun) +
+         std::to_string(static_cast<int>(settings.Display)) + " " +
+         flag("Resources", settings.IncludeResources) + flag("Memory", settings.IncludeMemory) +
+         flag("Arguments", settings.IncludeArguments) + flag("User", settings.IncludeUser) + "<" +
+         settings.DefectDatabase + "> <" + settings.DefectAddress + "> <" + settings.DefectProject + "> <" +
+         settings.DefectAssignedTo + "> " + flag("AttachLog", settings.AttachLog);
+}
+
+const std::string Defaults =
+    "CircularLog=0 circ0001.log 512 100 ForceSystemInfo=0 <> WriteToDisk=0 CaptureToDisk=0 error.log "
+    "SilentRun=0 0 Resources=1 Memory=1 Arguments=1 User=1 <> <> <> <> AttachLog=1 ";
+
+TEST(TrapSettings, HaveDefaults) {
+  EXPECT_EQ(All(TrapSettings{}), Defaults);
+  EXPECT_EQ(All(Settings_Of("")), Defaults);
+  EXPECT_EQ(All(Settings_Of("[Other]\nCircularLog=1\n")), Defaults);
+}
+
+TEST(TrapSettings, AreAllReadFromTheFile) {
+  EXPECT_EQ(All(Settings_Of("[Log File]\r\nCircularLog=1\r\nWrite To Disk=1\r\nCapture To Disk=1\r\n"
+                            "Log File=errors.rtf\r\n"
+                            "[CircularLog]\r\nFileName=trace.log\r\nRecordSize=128\r\nMaxRecords=2000\r\n"
+                            "[Preferences]\r\nForce System Info=1\r\nSilent Run=1\r\nDisplay Mode=2\r\n"
+                            "[Include]\r\nResources=0\r\nMemory=0\r\nArguments=0\r\nUser=0\r\n"
+                            "[EMail]\r\nAddress=help@example.com\r\n"
+                            "[TrackRecord]\r\nDatabase=defects\r\nAddress=there\r\nProject=quotes\r\n"
+                            "Assigned To=somebody\r\n"
+                            "[DevCenter]\r\nAttach Log=0\r\n")),
+            "CircularLog=1 trace.log 128 2000 ForceSystemInfo=1 <help@example.com> WriteToDisk=1 "
+            "CaptureToDisk=1 errors.rtf SilentRun=1 2 Resources=0 Memory=0 Arguments=0 User=0 <defects> "
+            "<there> <quotes> <somebody> AttachLog=0 ");
+}
+
+TEST(TrapSettings, AreReadFromWhicheverWayASectionIsWritten) {
+  for (const std::string section : {"Log File", "log file", "LOG FILE"}) {
+    const TrapSettings settings = Settings_Of("[" + section + "]\nCircularLog=1\nWrite To Disk=1\n");
+    EXPECT_TRUE(settings.CircularLog) << section;
+    EXPECT_TRUE(settings.WriteToDisk) << section;
+  }
+}
+
+TEST(TrapSettings, TakeAFlagByItsFirstCharacter) {
+  for (const std::string on : {"1", "10", "1 ; yes", "\"1\"", "123456789", "  1"}) {
+    EXPECT_TRUE(Settings_Of("[log file]\nWrite To Disk=" + on + "\n").WriteToDisk) << on;
+    EXPECT_TRUE(Settings_Of("[include]\nMemory=" + on + "\n").IncludeMemory) << on;
+  }
+  for (const std::string off : {"", "0", "01", "yes", "True", "-1", "2", "\" 1\""}) {
+    EXPECT_FALSE(Settings_Of("[log file]\nWrite To Disk=" + off + "\n").WriteToDisk) << off;
+    EXPECT_FALSE(Settings_Of("[include]\nMemory=" + off + "\n").IncludeMemory) << off;
+  }
+}
+
+TEST(TrapSettings, TellThatEachFlagIsItsOwn) {
+  std::vector<std::string> seen;
+  for (const TrapSettingKey& key : Trap_Setting_Keys()) {
+    const bool is_on = key.Default == "1";
+    const std::string text =
+        "[" + std::string(key.Section) + "]\n" + std::string(key.Key) + "=" + (is_on ? "0" : "1") + "\n";
+    const std::string settings = All(Settings_Of(text));
+    const bool too_small = key.Key == "RecordSize" || key.Key == "MaxRecords";
+    EXPECT_EQ(settings == Defaults, too_small) << text;
+    for (const std::string& other : seen) EXPECT_NE(settings, other) << text;
+    if (!too_small) seen.push_back(settings);
+  }
+  EXPECT_EQ(Trap_Setting_Keys().size(), 20U);
+}
+
+TEST(TrapSettings, CutValuesToTheirRooms) {
+  const std::string endless(1000, 'x');
+  EXPECT_EQ(Settings_Of("[email]\nAddress=" + endless).EmailAddress, endless.substr(0, 255));
+  EXPECT_EQ(Settings_Of("[TrackRecord]\nDatabase=" + endless).DefectDatabase, endless.substr(0, 255));
+  EXPECT_EQ(Settings_Of("[TrackRecord]\nAddress=" + endless).DefectAddress, endless.substr(0, 255));
+  EXPECT_EQ(Settings_Of("[TrackRecord]\nProject=" + endless).DefectProject, endless.substr(0, 255));
+  EXPECT_EQ(Settings_Of("[TrackRecord]\nAssigned To=" + endless).DefectAssignedTo, endless.substr(0, 255));
+  EXPECT_EQ(Settings_Of("[log file]\nLog File=" + endless).LogFile, endless.substr(0, 128));
+  EXPECT_EQ(Settings_Of("[CircularLog]\nFileName=" + endless).CircularFileName, endless.substr(0, 255));
+  EXPECT_EQ(Settings_Of("[CircularLog]\nRecordSize=" + std::string(300, '0') + "64").RecordSize, 512U);
+}
+
+TEST(TrapSettings, NameTheRoomOfEachKey) {
+  for (const TrapSettingKey& key : Trap_Setting_Keys()) {
+    const size_t expected = key.Key == "CircularLog"                                     ? 5
+                            : key.Key == "Write To Disk" || key.Key == "Capture To Disk" ? 8
+                            : key.Key == "Log File"                                      ? 128
+                                                                                         : 255;
+    EXPECT_EQ(key.Longest, expected) << key.Key;
+  }
+}
+
+TEST(TrapSettings, TakeNumbersWithinTheirRanges) {
+  const auto size = [](const std::string& value) {
+    return Settings_Of("[CircularLog]\nRecordSize=" + value + "\n").RecordSize;
+  };
+  const auto records = [](const std::string& value) {
+    return Settings_Of("[CircularLog]\nMaxRecords=" + value + "\n").MaxRecords;
+  };
+  EXPECT_EQ(size("64"), 64U);
+  EXPECT_EQ(size("65536"), 65536U);
+  EXPECT_EQ(size("65537"), 512U);
+  EXPECT_EQ(size("63"), 512U);
+  EXPECT_EQ(size("0"), 512U);
+  EXPECT_EQ(size("-128"), 512U);
+  EXPECT_EQ(size("128 ; bytes"), 128U);
+  EXPECT_EQ(size("128.9"), 128U);
+  EXPECT_EQ(size("63.9"), 512U);
+  EXPECT_EQ(size("many"), 512U);
+  EXPECT_EQ(size(""), 512U);
+  EXPECT_EQ(size("99999999999999999999999999"), 512U);
+  EXPECT_EQ(size("nan"), 512U);
+  EXPECT_EQ(size("\"256\""), 256U);
+  EXPECT_EQ(records("1"), 100U);
+  EXPECT_EQ(records("2"), 2U);
+  EXPECT_EQ(records("1000000"), 1000000U);
+  EXPECT_EQ(records("1000001"), 100U);
+}
+
+TEST(TrapSettings, KeepTheCircularLogInTheProgramFolder) {
+  for (const std::string name : {"", "..", ".", "../trace.log", "/tmp/trace.log", "logs/trace.log", "a\\b",
+                                 "\\trace.log", "C:\\trace.log", "C:trace.log", "/"}) {
+    EXPECT_EQ(Settings_Of("[CircularLog]\nFileName=" + name + "\n").CircularFileName, "circ0001.log") << name;
+  }
+  for (const std::string name : {"trace.log", "...", "a..b", ".hidden", "two words.rtf"}) {
+    EXPECT_EQ(Settings_Of("[CircularLog]\nFileName=" + name + "\n").CircularFileName, name);
+  }
+}
+
+TEST(TrapSettings, KnowThreeDisplayModes) {
+  const auto mode = [](const std::string& value) {
+    return Settings_Of("[preferences]\nDisplay Mode=" + value + "\n").Display;
+  };
+  EXPECT_EQ(mode("0"), DisplayMode::Whole);
+  EXPECT_EQ(mode("1"), DisplayMode::Compact);
+  EXPECT_EQ(mode("2"), DisplayMode::OnTop);
+  for (const char* other : {"3", "-1", "", "x", "1.5", "99999999999999"}) {
+    EXPECT_EQ(mode(other), DisplayMode::Whole) << other;
+  }
+}
+
+TEST(TrapSettings, TakeTheDefaultNameForAnEmptyLogFile) {
+  EXPECT_EQ(Settings_Of("[log file]\nLog File=\n").LogFile, "error.log");
+  EXPECT_EQ(Settings_Of("[log file]\nLog File=\"\"\n").LogFile, "error.log");
+}
+
+TEST(LoadTrapSettings, ReadsTheFileInTheProgramFolder) {
+  const TempFolder folder;
+  folder.Write("FSCLIENT.INI", "[preferences]\r\nSilent Run=1\r\n");
+  SystemFiles files;
+  EXPECT_TRUE(Load_Trap_Settings(files, folder.Path()).SilentRun);
+}
+
+TEST(LoadTrapSettings, TakesTheDefaultsWhenTheFileCannotBeRead) {
+  const TempFolder folder;
+  SystemFiles files;
+  EXPECT_EQ(All(Load_Trap_Settings(files, folder.Path())), Defaults);
+  EXPECT_EQ(All(Load_Trap_Settings(files, folder / "missing")), Defaults);
+  std::filesystem::create_directory(folder / "FSCLIENT.INI");
+  EXPECT_EQ(All(Load_Trap_Settings(files, folder.Path())), Defaults);
+}
+
+TEST(LoadTrapSettings, TakesTheDefaultsForBytesThatAreNoSettings) {
+  MemoryFiles files;
+  for (const std::string& bytes :
+       {std::string("\0\0\0", 3), std::string("\xFF\xFE[\0l\0o\0g\0", 9), std::string(100000, '[')}) {
+    files.Contents[Join_Path("folder", "FSCLIENT.INI")] = bytes;
+    EXPECT_EQ(All(Load_Trap_Settings(files, "folder")), Defaults);
+  }
+}
+
+TEST(LogFilePath, IsInTheProgramFolderUnlessTheNameHasAFolder) {
+  TrapSettings settings;
+  EXPECT_EQ(Log_File_Path(settings, "folder"), Join_Path("folder", "error.log"));
+  settings.LogFile = "my errors.log";
+  EXPECT_EQ(Log_File_Path(settings, "folder"), Join_Path("folder", "my errors.log"));
+  settings.LogFile = Join_Path("logs", "error.log");
+  EXPECT_EQ(Log_File_Path(settings, "folder"), settings.LogFile);
+  settings.LogFile = Join_Path(TempFolder().Path(), "error.log");
+  EXPECT_EQ(Log_File_Path(settings, "folder"), settings.LogFile);
+}
+
+TEST(ExampleSettings, ChangeNothingAndNameEveryKey) {
+  const std::string text = test::Bytes_Of(HQ_EXAMPLE_SETTINGS);
+  const Profile example(text);
+  EXPECT_EQ(All(Read_Trap_Settings(example)), Defaults);
+  for (const TrapSettingKey& key : Trap_Setting_Keys()) {
+    EXPECT_NE(example.Get(key.Section, key.Key, "missing"), "missing") << key.Section << " " << key.Key;
+  }
+}
+
+TEST(ExampleSettings, ExplainEveryKey) {
+  const std::string text = test::Bytes_Of(HQ_EXAMPLE_SETTINGS);
+  std::string line_before;
+  size_t keys = 0;
+  for (size_t start = 0; start < text.size();) {
+    const size_t end = text.find('\n', start);
+    const std::string line = text.substr(start, end - start);
+    if (line.find('=') != std::string::npos && line[0] != ';') {
+      ++keys;
+      EXPECT_EQ(line_before.substr(0, 2), "; ") << line;
+    }
+    line_before = line;
+    start = end == std::string::npos ? text.size() : end + 1;
+  }
+  EXPECT_EQ(keys, Trap_Setting_Keys().size());
+}
+
+}  // namespace
+}  // namespace hq
