@@ -154,6 +154,9 @@ class WindowsOutputFile final : public OutputFile {
   void Look_At_Existing() {
     attributes_ = GetFileAttributesA(target_.c_str());
     if (Is_Folder(attributes_)) throw Error_Of(std::errc::is_a_directory, path_);
+    const bool read_only =
+        attributes_ != INVALID_FILE_ATTRIBUTES && (attributes_ & FILE_ATTRIBUTE_READONLY) != 0;
+    if (read_only) throw Windows_File_Error(ERROR_ACCESS_DENIED, path_);
     const Handle existing(
         CreateFileA(target_.c_str(), GENERIC_WRITE, ShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
     if (!existing.Is_Open()) {

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <regex>
 #include <string>
 #include <windows.h>
 
@@ -10,7 +11,6 @@ namespace hq {
 namespace {
 
 using testing::EndsWith;
-using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -35,7 +35,7 @@ TEST(LookAtMachine, TellsOfTheSystem) {
   EXPECT_TRUE(facts.MidEast.has_value());
   EXPECT_TRUE(facts.DoubleByte.has_value());
   EXPECT_THAT(facts.Language, SizeIs(testing::Ge(2U)));
-  EXPECT_THAT(Upper(facts.SystemFolder), MatchesRegex("[A-Z]:\\\\WINDOWS"));
+  EXPECT_THAT(Upper(facts.SystemFolder), EndsWith(":\\WINDOWS"));
   std::string current(MAX_PATH, '\0');
   current.resize(GetCurrentDirectoryA(MAX_PATH, current.data()));
   EXPECT_EQ(facts.CurrentFolder, current);
@@ -63,7 +63,8 @@ TEST(LookAtMachine, ListsTheLibrariesAndNotTheProgram) {
   EXPECT_EQ(of_file("PLATFORM_TESTS.EXE"), facts.Components.end());
   const auto kernel = of_file("KERNEL32.DLL");
   ASSERT_NE(kernel, facts.Components.end());
-  EXPECT_THAT(kernel->FileVersion, MatchesRegex("[0-9]+\\.[0-9]+\\.[0-9]+\\.[0-9]+"));
+  EXPECT_TRUE(std::regex_match(kernel->FileVersion, std::regex(R"(\d+\.\d+\.\d+\.\d+)")))
+      << kernel->FileVersion;
   EXPECT_THAT(kernel->Company, Not(testing::IsEmpty()));
   EXPECT_FALSE(kernel->Created.empty());
 }

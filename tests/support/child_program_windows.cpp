@@ -84,9 +84,9 @@ ChildProgram::ChildProgram(const std::vector<std::string>& command, void (*prepa
   std::string line;
   for (const std::string& argument : command) line += (line.empty() ? "" : " ") + Quoted(argument);
   PROCESS_INFORMATION process{};
-  // A group of its own, so that the console's wish to end reaches it and nobody else.
-  const BOOL started = CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP,
-                                      nullptr, nullptr, &start, &process);
+  // A console of its own, so that the console's wish to end reaches it and nobody else.
+  const BOOL started = CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
+                                      nullptr, &start, &process);
   for (const HANDLE handle : {nothing, out.Childs, err.Childs}) CloseHandle(handle);
   out_pipe_ = reinterpret_cast<std::intptr_t>(out.Ours);
   err_pipe_ = reinterpret_cast<std::intptr_t>(err.Ours);
@@ -115,7 +115,15 @@ bool ChildProgram::Wait_For_Output(const std::string& text, std::chrono::seconds
 
 void ChildProgram::Signal(int number) const {
   if (number != SIGINT) throw std::logic_error("no signals between processes");
-  GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, GetProcessId(Handle_Of(process_)));
+  // Only who shares its console may tell it, and is told too. Wine knows no other wish than this one.
+  static const BOOL deaf = SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
+  FreeConsole();
+  const bool told = deaf != 0 && AttachConsole(GetProcessId(Handle_Of(process_))) != 0 &&
+                    GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) != 0;
+  const DWORD reason = GetLastError();
+  FreeConsole();
+  AttachConsole(ATTACH_PARENT_PROCESS);
+  if (!told) throw std::runtime_error("no console to interrupt: error " + std::to_string(reason));
 }
 
 int ChildProgram::Wait(std::chrono::seconds deadline) {

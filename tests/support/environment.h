@@ -20,4 +20,7 @@ class EnvironmentVariable {
   std::optional<std::string> old_;
 };
 
+// Whether Windows is played by Wine.
+[[nodiscard]] bool Under_Wine();
+
 }  // namespace hq::test

@@ -22,4 +22,8 @@ void EnvironmentVariable::Set(const std::optional<std::string>& value) {
     unsetenv(name_.c_str());
 }
 
+bool Under_Wine() {
+  return false;
+}
+
 }  // namespace hq::test

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <utility>
+#include <windows.h>
 
 #include "support/environment.h"
 
@@ -18,6 +19,10 @@ EnvironmentVariable::~EnvironmentVariable() {
 void EnvironmentVariable::Set(const std::optional<std::string>& value) {
   // An empty value takes the variable away, for the system and for the C library.
   _putenv_s(name_.c_str(), value ? value->c_str() : "");
+}
+
+bool Under_Wine() {
+  return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") != nullptr;
 }
 
 }  // namespace hq::test
