@@ -39,3 +39,17 @@ function(hq_folder name)
     set_target_properties(hq_${name} PROPERTIES AUTOUIC ON AUTOMOC ON AUTORCC ON)
   endif()
 endfunction()
+
+# hq_windows_resources(TARGET DESCRIPTION): gives a Windows program its icon, its version and its manifest; nothing elsewhere.
+function(hq_windows_resources target description)
+  if(WIN32)
+    enable_language(RC)
+    configure_file(${CMAKE_SOURCE_DIR}/packaging/windows/program.rc.in ${target}.rc @ONLY)
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc)
+    set_property(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/${target}.rc PROPERTY OBJECT_DEPENDS
+                 ${CMAKE_SOURCE_DIR}/packaging/windows/program.manifest)
+    if(MSVC)
+      target_link_options(${target} PRIVATE /MANIFEST:NO)
+    endif()
+  endif()
+endfunction()

@@ -459,7 +459,7 @@ class ModesTest : public QObject {
   void cmdlookup_Click() {
     Start();
     int calls = 0;
-    Program_->Global->Parts.Open_Address = [&](const std::string&) {
+    Program_->Global->Parts.Open_Address = [&](std::intptr_t, const std::string&) {
       ++calls;
       throw RunTimeError(FileNotFound);
     };
