@@ -2,9 +2,11 @@
 # The built window program on a screen of its own, used with keys as a person would: three symbols are added, an interval,
 # a format and a folder chosen, the run started, its files compared byte for byte with those of the command line, the
 # choices saved on closing and found again after a restart.
-#   window_session.sh SOURCE_FOLDER WINDOW_PROGRAM COMMAND_LINE_PROGRAM
+#   window_session.sh SOURCE_FOLDER WINDOW_PROGRAM COMMAND_LINE_PROGRAM [RUNNER...]
+# A runner takes the program and its arguments; it runs programs of Windows, which are then given Windows' paths.
 set -euo pipefail
 source_folder=$1 window_program=$2 command_line_program=$3
+runner=("${@:4}")
 
 for tool in xvfb-run openbox xdotool xprop; do
   if ! command -v "$tool" >/dev/null; then
@@ -19,16 +21,21 @@ fi
 work=$(mktemp -d)
 trap 'kill $(jobs -p) 2>/dev/null; rm -rf "$work"' EXIT
 mkdir "$work/program" "$work/quotes" "$work/expected"
-export XDG_RUNTIME_DIR=$work LC_ALL=C.UTF-8 QT_QPA_PLATFORM=xcb
+export XDG_RUNTIME_DIR=$work LC_ALL=C.UTF-8
+[ ${#runner[@]} -gt 0 ] || export QT_QPA_PLATFORM=xcb
 . "$source_folder/packaging/window-tools"
 
 fail() {
   echo "$*" >&2
   exit 1
 }
+# The path as the program's own system writes it.
+native() {
+  if [ ${#runner[@]} -eq 0 ]; then echo "$1"; else echo "Z:${1//\//\\}"; fi
+}
 type_text() { xdotool type --clearmodifiers --delay 5 "$1"; }
 start_program() {
-  "$window_program" --program-folder "$work/program" --source simulated 2>"$work/errors" &
+  "${runner[@]}" "$window_program" --program-folder "$(native "$work/program")" --source simulated 2>"$work/errors" &
   program=$!
   main=$(window 'Bravint History Quotes Downloader')
   xdotool windowactivate --sync "$main"
@@ -73,15 +80,15 @@ xdotool mousemove --window "$popup" 40 $((POPUP_HEIGHT * 23 / 30)) click 1
 wait_until 'the closed list' sh -c "[ \$(xdotool search --onlyvisible --class history-quotes | wc -l) = 1 ]"
 # Samples button, then the folder; its button and the days, then the end date. Days that are over are the same at any hour.
 xdotool key Tab Tab
-type_text "$work/quotes"
+type_text "$(native "$work/quotes")"
 xdotool key Tab Tab Tab
 type_end_date
 xdotool key --clearmodifiers alt+d
 
 log=$(window 'Quotes Download Log')
 wait_until 'three files' sh -c "[ \$(ls '$work/quotes' | grep -c 1H.txt) = 3 ]"
-"$command_line_program" --program-folder "$work/expected" --source simulated --output "$work/expected" --interval 60 \
-  --end-date 03/14/03 --format 11 MSFT IBM index:DJI >/dev/null 2>&1
+"${runner[@]}" "$command_line_program" --program-folder "$(native "$work/expected")" --source simulated \
+  --output "$(native "$work/expected")" --interval 60 --end-date 03/14/03 --format 11 MSFT IBM index:DJI >/dev/null 2>&1
 for file in "$work"/quotes/*; do
   cmp "$file" "$work/expected/$(basename "$file")" || fail "$file differs"
 done
@@ -99,7 +106,7 @@ kill -0 $program || fail "ended although cancelled"
 close_with alt+y
 wait $program || fail "the program ended with $?: $(cat "$work/errors")"
 # A list that begins empty begins with one empty entry.
-printf '||IBM|MSFT|index:DJI\r\n5\r\n11\r\n%s\r\n71\r\n' "$work/quotes" | cmp - "$work/program/user.cfg"
+printf '||IBM|MSFT|index:DJI\r\n5\r\n11\r\n%s\r\n71\r\n' "$(native "$work/quotes")" | cmp - "$work/program/user.cfg"
 
 # A restart has it all again but for the end date.
 rm "$work"/quotes/*
