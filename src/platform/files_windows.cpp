@@ -256,6 +256,17 @@ std::string SystemFiles::Read(const std::string& path) {
   }
 }
 
+void SystemFiles::Rename(const std::string& from, const std::string& to) {
+  for (const std::string& path : {from, to}) {
+    Refuse_Nul(path);
+    if (Is_Folder(GetFileAttributesA(path.c_str()))) throw Error_Of(std::errc::is_a_directory, path);
+  }
+  if (from.empty()) throw Error_Of(std::errc::no_such_file_or_directory, from);
+  if (GetFileAttributesA(from.c_str()) == INVALID_FILE_ATTRIBUTES) throw Missing_Error(GetLastError(), from);
+  if (MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING) != 0) return;
+  throw Windows_File_Error(GetLastError(), to);
+}
+
 void SystemFiles::Delete(const std::string& path) {
   Refuse_Nul(path);
   const DWORD attributes = GetFileAttributesA(path.c_str());

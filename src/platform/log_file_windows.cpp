@@ -59,6 +59,11 @@ bool Cut_To(HANDLE file, std::uint64_t length) {
   return SetFilePointerEx(file, place, nullptr, FILE_BEGIN) != 0 && SetEndOfFile(file) != 0;
 }
 
+// Bytes that are locked for writes' turns and for good. Far behind every end, so that readers of the file are
+// not kept out.
+constexpr std::uint64_t LockedByte = std::uint64_t{1} << 62U;
+constexpr std::uint64_t ByteLockedForGood = LockedByte + 1;
+
 // The file for this process alone while the object lives, as far as others ask for it like this.
 class Turn {
  public:
@@ -74,9 +79,6 @@ class Turn {
   }
 
  private:
-  // Far behind every end, so that readers of the file are not kept out.
-  static constexpr std::uint64_t LockedByte = std::uint64_t{1} << 62U;
-
   HANDLE file_;
   bool held_ = false;
 };
@@ -103,6 +105,22 @@ LogFile::LogFile(std::string path, Begin begin)
     : path_(std::move(path)),
       handle_(Open(path_, begin == Begin::Anew)),
       in_place_(begin == Begin::InPlace) {}
+
+// A new file has the permissions of its folder, which is the user's.
+void LogFile::Make_Private() {}
+
+void LogFile::Lock() {
+  OVERLAPPED place = Place(ByteLockedForGood);
+  if (LockFileEx(Handle_Of(handle_), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &place) !=
+      0) {
+    return;
+  }
+  const DWORD reason = GetLastError();
+  // Others are of file systems without locks.
+  if (reason == ERROR_LOCK_VIOLATION || reason == ERROR_IO_PENDING) {
+    throw RunTimeError(PermissionDenied, path_ + ": another program writes to it");
+  }
+}
 
 LogFile::~LogFile() {
   CloseHandle(Handle_Of(handle_));
