@@ -1,14 +1,11 @@
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <ctime>
-#include <cxxabi.h>
 #include <exception>
 #include <fcntl.h>
 #include <pthread.h>
@@ -16,10 +13,10 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <system_error>
-#include <typeinfo>
 #include <unistd.h>
 
 #include "platform/crash.h"
+#include "platform/crash_texts.h"
 
 namespace hq {
 
@@ -49,51 +46,12 @@ std::string_view Signal_Text(int number) {
   }
 }
 
-// Text of limited length, put together without an allocation; what does not fit is cut.
-template <size_t Size>
-class FixedText {
- public:
-  FixedText& operator<<(std::string_view text) {
-    const size_t count = std::min(text.size(), bytes_.size() - length_);
-    std::copy_n(text.data(), count, bytes_.data() + length_);
-    length_ += count;
-    return *this;
-  }
-  void Append_Number(int number, int digits) {
-    for (int limit = 10; digits > 1; --digits, limit *= 10) {
-      if (number < limit) *this << "0";
-    }
-    std::array<char, 12> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-    *this << std::string_view(text.data(), static_cast<size_t>(end - text.data()));
-  }
-  [[nodiscard]] std::string_view Text() const { return {bytes_.data(), length_}; }
-
- private:
-  std::array<char, Size> bytes_{};
-  size_t length_ = 0;
-};
-
 // The system's own conversion takes a lock. A change to or from summer time since the start is not noticed.
 FixedText<32> Local_Time_Text() {
   using namespace std::chrono;
   const sys_seconds now{seconds(time(nullptr) + utc_offset)};
   const auto day = floor<days>(now);
-  const year_month_day date(day);
-  const hh_mm_ss clock(now - day);
-  FixedText<32> text;
-  text.Append_Number(static_cast<int>(static_cast<unsigned>(date.month())), 2);
-  text << "/";
-  text.Append_Number(static_cast<int>(static_cast<unsigned>(date.day())), 2);
-  text << "/";
-  text.Append_Number(static_cast<int>(date.year()), 4);
-  text << " ";
-  text.Append_Number(static_cast<int>(clock.hours().count()), 2);
-  text << ":";
-  text.Append_Number(static_cast<int>(clock.minutes().count()), 2);
-  text << ":";
-  text.Append_Number(static_cast<int>(clock.seconds().count()), 2);
-  return text;
+  return Crash_Time_Text(year_month_day(day), hh_mm_ss<seconds>(now - day));
 }
 
 // Tells the handler of the process's first crash. A thread that crashes while another one tells never comes
@@ -117,36 +75,8 @@ extern "C" void On_Crash_Signal(int number) {
   raise(number);
 }
 
-// Inside a catch block only.
-void Append_Type(FixedText<1024>& text) {
-  const std::type_info* const type = abi::__cxa_current_exception_type();
-  if (type == nullptr) return;
-  int status = 0;
-  const std::unique_ptr<char, void (*)(void*)> name(
-      abi::__cxa_demangle(type->name(), nullptr, nullptr, &status), std::free);
-  text << (name ? name.get() : type->name());
-}
-
-void Append_Exception(FixedText<1024>& text, const std::exception_ptr& exception) {
-  try {
-    std::rethrow_exception(exception);
-  } catch (const std::exception& error) {
-    text << error.what() << " (";
-    Append_Type(text);
-    text << ")";
-  } catch (...) {
-    Append_Type(text);
-  }
-}
-
 [[noreturn]] void On_Terminate() {
-  FixedText<1024> text;
-  if (const std::exception_ptr exception = std::current_exception()) {
-    text << "Uncaught exception: ";
-    Append_Exception(text, exception);
-  } else {
-    text << "Program terminated (std::terminate)";
-  }
+  const FixedText<1024> text = Termination_Text();
   Tell(SIGABRT, text.Text());
   // The abort is told already.
   signal(SIGABRT, SIG_DFL);

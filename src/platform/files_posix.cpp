@@ -188,4 +188,38 @@ std::string SystemFiles::Read(const std::string& path) {
   }
 }
 
+void SystemFiles::Rename(const std::string& from, const std::string& to) {
+  for (const std::string& path : {from, to}) {
+    Refuse_Nul(path);
+    std::error_code ignored;
+    if (fs::is_directory(fs::symlink_status(path, ignored))) {
+      throw File_Error(std::make_error_code(std::errc::is_a_directory), path);
+    }
+  }
+  std::error_code error;
+  if (!fs::exists(fs::symlink_status(from, error))) {
+    throw File_Error(std::make_error_code(std::errc::no_such_file_or_directory), from);
+  }
+  fs::rename(from, to, error);
+  if (!error) return;
+  // The file is there: what is missing is the folder that it is to go to.
+  throw error == std::errc::no_such_file_or_directory ? RunTimeError(PathNotFound, to)
+                                                      : File_Error(error, to);
+}
+
+void SystemFiles::Delete(const std::string& path) {
+  Refuse_Nul(path);
+  std::error_code error;
+  // remove() would take an empty folder as well.
+  if (fs::is_directory(fs::symlink_status(path, error))) throw Error_Of(std::errc::is_a_directory, path);
+  if (fs::remove(path, error)) return;
+  throw File_Error(error ? error : std::make_error_code(std::errc::no_such_file_or_directory), path);
+}
+
+bool SystemFiles::Exists(const std::string& path) {
+  if (path.find('\0') != std::string::npos) return false;
+  std::error_code error;
+  return fs::exists(path, error);
+}
+
 }  // namespace hq

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/paths.h"
 #include "server/live_source.h"
 #include "server/simulated_source.h"
 
@@ -25,11 +26,12 @@ std::unique_ptr<QuoteSource> Make_Csv(std::string_view spec, Reporter reporter) 
   const std::string folder{spec.substr(csv_marker.size())};
   if (folder.empty())
     throw std::invalid_argument("The quote source \"csv:\" lacks a folder: write csv:FOLDER.");
+  const std::filesystem::path path = System_Path(folder);
   std::error_code unknown;
-  if (!std::filesystem::is_directory(folder, unknown)) {
+  if (!std::filesystem::is_directory(path, unknown)) {
     throw std::invalid_argument("The quote source's folder \"" + folder + "\" is not there or is no folder.");
   }
-  return std::make_unique<CsvSource>(folder, std::move(reporter));
+  return std::make_unique<CsvSource>(path, std::move(reporter));
 }
 
 // The services of the set-up. Profiles are read when the first one is asked for.
@@ -105,7 +107,7 @@ std::vector<std::string> Split_Source_List(std::string_view spec) {
   // A folder may have commas in its name.
   std::error_code unknown;
   if (spec.starts_with(csv_marker) &&
-      std::filesystem::is_directory(std::string{spec.substr(csv_marker.size())}, unknown))
+      std::filesystem::is_directory(System_Path(std::string{spec.substr(csv_marker.size())}), unknown))
     return {std::string{spec}};
   std::vector<std::string> names;
   for (;;) {

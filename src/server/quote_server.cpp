@@ -57,6 +57,18 @@ constexpr int stop_both = SD_BOTH;
 void Close_Socket(socket_t socket) {
   closesocket(socket);
 }
+void Forget_Reason() {
+  WSASetLastError(0);
+}
+std::error_code Last_Reason() {
+  const int reason = WSAGetLastError();
+  // The standard library knows the number, but not what it means.
+  if (reason == WSAEADDRINUSE) return std::make_error_code(std::errc::address_in_use);
+  if (reason == WSAEACCES) return std::make_error_code(std::errc::permission_denied);
+  return {reason, std::system_category()};
+}
+// A wait here does not end when the reading side is shut.
+constexpr auto longest_wait = 100ms;
 #else
 int Poll_One(socket_t socket, short events, int milliseconds) {
   pollfd polled{socket, events, 0};
@@ -67,6 +79,13 @@ constexpr int stop_both = SHUT_RDWR;
 void Close_Socket(socket_t socket) {
   close(socket);
 }
+void Forget_Reason() {
+  errno = 0;
+}
+std::error_code Last_Reason() {
+  return {errno, std::system_category()};
+}
+constexpr auto longest_wait = 1h;
 #endif
 
 #ifdef MSG_NOSIGNAL
@@ -138,13 +157,23 @@ class ConnectionStream final : public httplib::Stream {
   }
 
   bool Fill() {
-    // The end of the server shuts the socket's reading side, which ends this wait.
-    if (Poll_One(socket_, POLLIN, Milliseconds_Until(read_end_)) <= 0) return false;
+    if (!Wait_Readable()) return false;
     const auto count = recv(socket_, buffer_.data(), buffer_size, 0);
     if (count <= 0) return false;
     next_ = 0;
     filled_ = static_cast<std::size_t>(count);
     return true;
+  }
+
+  // The end of the server shuts the socket's reading side, which ends this wait where it can.
+  bool Wait_Readable() const {
+    for (;;) {
+      const int left = Milliseconds_Until(read_end_);
+      const int most = static_cast<int>(std::chrono::milliseconds(longest_wait).count());
+      const int ready = Poll_One(socket_, POLLIN, std::min(left, most));
+      if (ready != 0) return ready > 0;
+      if (left == 0 || stopping_) return false;
+    }
   }
 
   bool Wait_Writable() {
@@ -290,10 +319,10 @@ std::string Host_For_Clients(const std::string& address) {
   return address.find(':') != std::string::npos ? std::string{"["}.append(address).append("]") : address;
 }
 
-[[noreturn]] void Raise_Place_Taken(const std::string& address, int port, int reason) {
+[[noreturn]] void Raise_Place_Taken(const std::string& address, int port, std::error_code reason) {
   std::string text = "can't listen at " + address;
   if (port != 0) text.append(":").append(std::to_string(port));
-  if (reason != 0) throw std::system_error(reason, std::system_category(), text);
+  if (reason) throw std::system_error(reason, text);
   throw std::runtime_error(text + ": there is no such address");
 }
 
@@ -348,9 +377,9 @@ class QuoteServer::Listener final : public httplib::Server {
   }
 
   int Start(const std::string& address, int port) {
-    errno = 0;
+    Forget_Reason();
     const int bound = port == 0 ? bind_to_any_port(address) : (bind_to_port(address, port) ? port : -1);
-    if (bound < 0) Raise_Place_Taken(address, port, errno);
+    if (bound < 0) Raise_Place_Taken(address, port, Last_Reason());
     request_template_ = "http://" + Host_For_Clients(address) + ":" + std::to_string(bound) + quotes_path +
                         "?Interval=XXX&Symbol=SSS&Date=DDD";
     thread_ = std::thread{[this] {

@@ -337,7 +337,9 @@ void frmmain1::cmdselectall_Click() {
 
 void frmmain1::cmdlookup_Click() {
   Skip_Failing_Statements(program_.Trap, {Module, "Sub cmdlookup_Click"}, [&](SkippingStatements& statement) {
-    statement([&] { program_.Parts.Open_Address(program_.Parts.SymbolSearchAddress); });
+    statement([&] {
+      program_.Parts.Open_Address(static_cast<std::intptr_t>(winId()), program_.Parts.SymbolSearchAddress);
+    });
   });
 }
 

@@ -11,6 +11,7 @@
 
 #include "errortrap/procedure.h"
 #include "errortrap/qt_message_boxes.h"
+#include "platform/topmost.h"
 #include "shell/form_looks.h"
 #include "shell/twips.h"
 #include "ui_frmtest.h"
@@ -52,7 +53,7 @@ void frmtest::Display_About() {
         Set_Caption("Initializing application. Please wait...");
         Hide_Button();
         Place();
-        setWindowFlag(Qt::WindowStaysOnTopHint);
+        Set_Topmost(*this, true);
         show();
         Wait_Until_Exposed();
         repaint();
@@ -92,7 +93,7 @@ void frmtest::Hide_Button() {
 void frmtest::cmdok_Click() {
   Skip_Failing_Statements(trap_, {"frmtest.frm", "Sub cmdok_Click"}, [&](SkippingStatements& statement) {
     statement([&] { Place(); });
-    statement([&] { setWindowFlag(Qt::WindowStaysOnTopHint, false); });
+    statement([&] { Set_Topmost(*this, false); });
     statement([&] { hide(); });
   });
 }

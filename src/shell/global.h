@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -34,7 +35,7 @@ struct ProgramParts {
   // Makes the transfer control that the main window holds.
   std::function<std::unique_ptr<TransferControl>(MessageLoop&)> Make_Inet;
   // Opens an address in the user's browser. Its failure is not told.
-  std::function<void(const std::string& address)> Open_Address;
+  std::function<void(std::intptr_t owner, const std::string& address)> Open_Address;
   std::string ProgramFolder = {};    // without a separator at its end
   std::string RequestTemplate = {};  // plain
   std::string SymbolSearchAddress = {};

@@ -2,14 +2,13 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QDesktopServices>
-#include <QUrl>
 #include <cstdlib>
 #include <optional>
 #include <utility>
 
-#include "entry/qt_folder_dialog.h"
+#include "entry/system_folder_dialog.h"
 #include "platform/mail.h"
+#include "platform/open_address.h"
 #include "platform/program.h"
 #include "quotes/curl_transfer.h"
 #include "shell/global.h"
@@ -36,17 +35,17 @@ int main(int argc, char** argv) {
 
   hq::SystemFiles files;
   const hq::SystemClock clock;
-  hq::QtFolderDialog folders;
+  hq::SystemFolderDialog folders;
   hq::SystemMail mail;
-  hq::ProgramParts parts{
-      files,
-      clock,
-      folders,
-      mail,
-      [](hq::MessageLoop& loop) {
-        return std::make_unique<hq::CurlTransfer>(loop, hq::CurlTransferOptions{.Version = HQ_VERSION});
-      },
-      [](const std::string& address) { QDesktopServices::openUrl(QUrl(hq::To_QString(address))); }};
+  hq::ProgramParts parts{files,
+                         clock,
+                         folders,
+                         mail,
+                         [](hq::MessageLoop& loop) {
+                           return std::make_unique<hq::CurlTransfer>(
+                               loop, hq::CurlTransferOptions{.Version = HQ_VERSION});
+                         },
+                         hq::Open_Address};
   parts.ProgramFolder = arguments.isSet("program-folder") ? hq::To_Text(arguments.value("program-folder"))
                                                           : hq::Program_Folder();
   parts.Version = HQ_VERSION;

@@ -1,6 +1,7 @@
 #include "shell/number_box.h"
 
 #include <QKeyEvent>
+#include <QStyleOptionFrame>
 
 namespace hq {
 
@@ -10,9 +11,13 @@ NumberBox::NumberBox(QWidget* parent) : QLineEdit(parent) {
 }
 
 QSize NumberBox::sizeHint() const {
-  // Room for three digits, the most that a sensible entry has.
-  const int spare = QLineEdit::minimumSizeHint().width() - fontMetrics().maxWidth();
-  return {fontMetrics().horizontalAdvance("0000") + spare, QLineEdit::sizeHint().height()};
+  // Room for three digits, the most that a sensible entry has. What the style would add is meant for boxes with
+  // a button in them.
+  constexpr int margin = 2;  // that a line edit keeps on both sides of its text
+  QStyleOptionFrame option;
+  initStyleOption(&option);
+  return {fontMetrics().horizontalAdvance("0000") + 2 * (margin + option.lineWidth),
+          QLineEdit::sizeHint().height()};
 }
 
 QSize NumberBox::minimumSizeHint() const {

@@ -110,8 +110,10 @@ TEST(FileError, TurnsTheSystemsReasonIntoANumber) {
   for (const auto& [reason, number] : table) {
     const std::error_code code(reason, std::generic_category());
     EXPECT_EQ(File_Error(code, "x").Number(), number) << code.message();
+#ifndef _WIN32
     EXPECT_EQ(File_Error(std::error_code(reason, std::system_category()), "x").Number(), number)
         << code.message();
+#endif
   }
 }
 
@@ -142,8 +144,8 @@ TEST(CurrentError, TurnsStandardExceptionsIntoRunTimeErrors) {
 
 TEST(CurrentError, ReadsTheCodeOfSystemErrors) {
   EXPECT_EQ(Caught(std::system_error(EACCES, std::generic_category())).Number(), PermissionDenied);
-  EXPECT_EQ(Caught(std::system_error(ENOSPC, std::system_category(), "while writing")).Number(), DiskFull);
-  EXPECT_TRUE(Caught(std::system_error(ENOSPC, std::system_category(), "while writing"))
+  EXPECT_EQ(Caught(std::system_error(ENOSPC, std::generic_category(), "while writing")).Number(), DiskFull);
+  EXPECT_TRUE(Caught(std::system_error(ENOSPC, std::generic_category(), "while writing"))
                   .Detail()
                   .starts_with("while writing"));
   const std::filesystem::filesystem_error missing("open", "some/file",

@@ -79,7 +79,9 @@ void End_By(const std::string& way) {
       {"abort again", Write_To_Nowhere},
       {"divide", [] { std::raise(SIGFPE); }},
       {"illegal", [] { std::raise(SIGILL); }},
+#ifdef SIGBUS
       {"bus", [] { std::raise(SIGBUS); }},
+#endif
       {"abort", [] { std::abort(); }},
       {"overflow", [] { std::printf("%d\n", Overflow_The_Stack(0)); }},
       {"throw", [] { Throw("something bad\r\nUser Text- on two lines"); }},

@@ -447,6 +447,9 @@ class EntryBoxesTest : public QObject {
   }
 
   void AFolderNameInAnotherAlphabetIsKept() {
+#ifdef Q_OS_WIN
+    QSKIP("the system's text has the letters of one code page");
+#endif
     const QString folder = QString::fromUtf8("/home/händler/котировки");
     Program_->Folders.Chosen = FolderDialog::Item{"x", To_Text(folder)};
     Click(Get("cmdfolder"));

@@ -182,7 +182,7 @@ class ErrorSessionTest : public QObject {
   void AnErrorOfTheDialogsOwnKeysIsLoggedAndAddedAndGoesOn() {
     Program_->Home.Write("FSCLIENT.INI", "[log file]\r\nWrite To Disk=1\r\n");
     Program_->Start();
-    const LibraryLeaks leaks;
+    [[maybe_unused]] const LibraryLeaks leaks;
     FormUse use([&](QDialog& form) {
       bool failed = false;
       connect(Control<QStackedWidget>(form, "pages"), &QStackedWidget::currentChanged, this, [&] {

@@ -4,7 +4,7 @@
 #include <QDir>
 #include <QFileDialog>
 
-#include "entry/qt_folder_dialog.h"
+#include "entry/system_folder_dialog.h"
 #include "forms/form_support.h"
 
 namespace hq::test {
@@ -75,7 +75,7 @@ class FolderDialogTest : public QObject {
     return chosen ? "something was chosen" : Folder_;
   }
 
-  QtFolderDialog Dialog_;
+  SystemFolderDialog Dialog_;
   QString Folder_;
   QString Prompt_;
 };

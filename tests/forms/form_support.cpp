@@ -200,7 +200,7 @@ void Program::Make() {
                        Inet = inet.get();
                        return inet;
                      },
-                     [this](const std::string& address) { Opened.push_back(address); }};
+                     [this](std::intptr_t, const std::string& address) { Opened.push_back(address); }};
   parts.ProgramFolder = Home.Path();
   parts.RequestTemplate = RequestTemplate;
   parts.SymbolSearchAddress = "http://quotes.test/home/misc/symbol_search.asp";

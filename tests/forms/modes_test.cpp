@@ -427,7 +427,7 @@ class ModesTest : public QObject {
     auto* box = Program_->Get<QLineEdit>("txtOutputfolder");
     Program_->Folders.Chosen = FolderDialog::Item{"out", "/some/folder"};
     const FailingReceiver failing(box, &QLineEdit::textChanged);
-    const LibraryLeaks leaks;
+    [[maybe_unused]] const LibraryLeaks leaks;
     Click(Program_->Get("cmdfolder"));
     QCOMPARE(failing.Times, 1);
     QVERIFY(Boxes_.Texts.empty());
@@ -436,7 +436,7 @@ class ModesTest : public QObject {
   void cmdlookup_Click() {
     Start();
     int calls = 0;
-    Program_->Global->Parts.Open_Address = [&](const std::string&) {
+    Program_->Global->Parts.Open_Address = [&](std::intptr_t, const std::string&) {
       ++calls;
       throw RunTimeError(FileNotFound);
     };
@@ -449,7 +449,7 @@ class ModesTest : public QObject {
     Start();
     Fill({"aa", "bb"});
     const FailingReceiver failing(Program_->Get<QListWidget>("lstStock"), &QListWidget::itemSelectionChanged);
-    const LibraryLeaks leaks;
+    [[maybe_unused]] const LibraryLeaks leaks;
     Click(Program_->Get("cmdselectall"));
     QCOMPARE(failing.Times, 1);
     QVERIFY(Boxes_.Texts.empty());

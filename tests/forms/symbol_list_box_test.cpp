@@ -218,7 +218,9 @@ class SymbolListBoxTest : public QObject {
   }
 
   void ABrowserThatCannotBeOpenedIsNotTold() {
-    Program_->Global->Parts.Open_Address = [](const std::string&) { throw RunTimeError(FileNotFound); };
+    Program_->Global->Parts.Open_Address = [](std::intptr_t, const std::string&) {
+      throw RunTimeError(FileNotFound);
+    };
     Click(Get("cmdlookup"));
     QCOMPARE(Program_->Boxes.Texts(), QStringList());
   }

@@ -493,5 +493,51 @@ TEST(Read, NamesThePathAndTheReason) {
   }
 }
 
+TEST(Delete, TakesALinkAndNotWhatItNames) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "file", "bytes");
+  std::filesystem::create_symlink(folder / "file", folder / "link");
+  files.Delete(folder / "link");
+  EXPECT_THAT(folder.Names(), ElementsAre("file"));
+}
+
+TEST(Exists, LooksWhereALinkLeads) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "file", "");
+  fs::create_symlink(folder / "file", folder / "link");
+  fs::create_symlink(folder / "nowhere", folder / "dangling");
+  EXPECT_TRUE(files.Exists(folder / "link"));
+  EXPECT_FALSE(files.Exists(folder / "dangling"));
+}
+
+TEST(DirectorySearch, FollowsTheWildcards) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "MSFT.txt", "");
+  Put_Bytes(folder / "a[1].b", "");
+  std::filesystem::create_directory(folder / "quotes");
+  const std::vector<std::pair<std::string, bool>> table = {
+      {"MSFT.txt", true}, {"MSFT", false},     {"*", true},           {"?", false},
+      {"*.txt", true},    {"*.TXT", false},    {"MSFT.*", true},      {"M*t", true},
+      {"M*F*.*x*", true}, {"M*F*.*y*", false}, {"????.txt", true},    {"?????.txt", false},
+      {"???.txt", false}, {"MSFT.txt*", true}, {"*MSFT.txt", true},   {"**", true},
+      {"quotes", true},   {"quot*", true},     {"q?otes", true},      {"quotes/*", false},
+      {"a[1].b", true},   {"a[1].?", true},    {"a1.?", false},       {"*[1]*", true},
+      {"*.b*c", false},   {"no/*", false},     {"*/MSFT.txt", false}, {"MSFT.txt/*", false},
+      {"*t?", false},     {"*tx?", true},
+  };
+  for (const auto& [text, found] : table)
+    EXPECT_EQ(Directory_Search_Finds(files, folder / text), found) << text;
+}
+
+TEST(DirectorySearch, FindsANameThatEndsInABlank) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "ends in a blank ", "");
+  EXPECT_TRUE(Directory_Search_Finds(files, folder / "ends in a blank "));
+}
+
 }  // namespace
 }  // namespace hq

@@ -2,19 +2,18 @@
 
 #include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "cli/console_message_loop.h"
 #include "quotes/curl_transfer.h"
+#include "support/environment.h"
 #include "support/socket_server.h"
 
 // What the tests of the transfer control share: a client that runs transfers and keeps what arrives.
@@ -91,29 +90,6 @@ inline std::string Pattern(size_t size) {
   }
   return text;
 }
-
-// Sets an environment variable until the end of the scope; no value takes it away.
-class EnvironmentVariable {
- public:
-  EnvironmentVariable(std::string name, const std::optional<std::string>& value) : name_(std::move(name)) {
-    if (const char* old = std::getenv(name_.c_str())) old_ = old;
-    Set(value);
-  }
-  EnvironmentVariable(const EnvironmentVariable&) = delete;
-  EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-  ~EnvironmentVariable() { Set(old_); }
-
- private:
-  void Set(const std::optional<std::string>& value) {
-    if (value)
-      setenv(name_.c_str(), value->c_str(), 1);
-    else
-      unsetenv(name_.c_str());
-  }
-
-  std::string name_;
-  std::optional<std::string> old_;
-};
 
 // The latest request that a server was sent.
 class SeenRequest {

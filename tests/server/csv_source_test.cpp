@@ -115,7 +115,7 @@ TEST(CsvSource, ReadsAFileAgainWhenItChanges) {
   EXPECT_THAT(fixture.Daily("IBM"), SizeIs(2)) << "the size has changed";
 
   fixture.Folder.Write("ibm.csv", "Date,Close\n2003-03-10,5\n2003-03-11,6\n");
-  std::filesystem::last_write_time(file, time + std::chrono::nanoseconds{1000});
+  std::filesystem::last_write_time(file, time + std::chrono::seconds{2});
   EXPECT_EQ(fixture.Daily("IBM").at(0).Close, 5) << "the time has changed";
 
   std::filesystem::remove(file);

@@ -1,31 +1,28 @@
 #include "server/quote_server.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <gmock/gmock.h>
 #include <httplib.h>
 #include <mutex>
-#include <netinet/in.h>
+#include <regex>
 #include <set>
 #include <stdexcept>
-#include <sys/socket.h>
 #include <thread>
-#include <unistd.h>
 
 #include "server/quote_request.h"
 #include "server/quote_text.h"
 #include "server/server_test_support.h"
 #include "server/simulated_source.h"
+#include "support/sockets.h"
 
 namespace hq::server {
 namespace {
 
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -88,40 +85,33 @@ class QuoteServerTest : public testing::Test {
 // A connection that carries bytes as they are.
 class RawConnection {
  public:
-  explicit RawConnection(int port) : socket_(socket(AF_INET, SOCK_STREAM, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-      ADD_FAILURE() << "no connection";
-  }
-  ~RawConnection() { close(socket_); }
+  explicit RawConnection(int port) : socket_(test::Connected_Socket(port)) {}
+  ~RawConnection() { test::Close_Socket(socket_); }
   RawConnection(const RawConnection&) = delete;
   RawConnection& operator=(const RawConnection&) = delete;
 
   // The server may have closed the connection already; then the bytes are lost.
-  void Send(const std::string& bytes) const { (void)send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
-  void End_Sending() const { shutdown(socket_, SHUT_WR); }
+  void Send(const std::string& bytes) const { (void)test::Send_Now(socket_, bytes); }
+  void End_Sending() const { test::End_Sending(socket_); }
 
   [[nodiscard]] std::string Read_Line() const {
     std::string line;
     char c = 0;
-    while (recv(socket_, &c, 1, 0) == 1 && c != '\n') line += c;
+    while (test::Receive_Now(socket_, &c, 1) == 1 && c != '\n') line += c;
     return line;
   }
 
   [[nodiscard]] std::string Read_Rest() const {
     std::string text;
     std::array<char, 4096> piece{};
-    for (ssize_t count = 0; (count = recv(socket_, piece.data(), piece.size(), 0)) > 0;) {
+    for (long count = 0; (count = test::Receive_Now(socket_, piece.data(), piece.size())) > 0;) {
       text.append(piece.data(), static_cast<std::size_t>(count));
     }
     return text;
   }
 
  private:
-  int socket_;
+  test::Socket socket_;
 };
 
 std::set<std::string> Dates(const std::string& body) {
@@ -131,6 +121,7 @@ std::set<std::string> Dates(const std::string& body) {
 }
 
 TEST_F(QuoteServerTest, AnswersEachIntervalWithItsSessions) {
+  const std::regex row(R"([0-9]{6},[0-9]{4}(,[0-9]+\.[0-9][0-9]){4},[0-9]+)");
   for (const int interval : {1, 5, 10, 20, 30, 60, 1440}) {
     SCOPED_TRACE(interval);
     const Reply reply = Ask("Interval=" + std::to_string(interval) + "&Symbol=IBM&Date=031103");
@@ -142,7 +133,7 @@ TEST_F(QuoteServerTest, AnswersEachIntervalWithItsSessions) {
     EXPECT_THAT(dates, SizeIs(Session_Limit(interval).value()));
     EXPECT_EQ(Lines(reply.Body).back().substr(0, 6), "030310");
     for (const auto& line : Lines(reply.Body)) {
-      ASSERT_THAT(line, MatchesRegex("[0-9]{6},[0-9]{4}(,[0-9]+\\.[0-9][0-9]){4},[0-9]+"));
+      ASSERT_TRUE(std::regex_match(line, row)) << line;
     }
   }
 }

@@ -15,8 +15,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
-void Close(int& descriptor) {
-  if (descriptor >= 0) close(std::exchange(descriptor, -1));
+void Close(std::intptr_t& descriptor) {
+  if (descriptor >= 0) close(static_cast<int>(std::exchange(descriptor, -1)));
 }
 
 }  // namespace
@@ -48,8 +48,8 @@ ChildProgram::ChildProgram(const std::vector<std::string>& command, void (*prepa
 
 ChildProgram::~ChildProgram() {
   if (process_ > 0) {
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
+    kill(static_cast<pid_t>(process_), SIGKILL);
+    waitpid(static_cast<pid_t>(process_), nullptr, 0);
   }
   Close(out_pipe_);
   Close(err_pipe_);
@@ -64,7 +64,7 @@ bool ChildProgram::Wait_For_Output(const std::string& text, std::chrono::seconds
 }
 
 void ChildProgram::Signal(int number) const {
-  kill(process_, number);
+  kill(static_cast<pid_t>(process_), number);
 }
 
 int ChildProgram::Wait(std::chrono::seconds deadline) {
@@ -73,18 +73,19 @@ int ChildProgram::Wait(std::chrono::seconds deadline) {
     if (steady_clock::now() > end) return -1000;
   }
   int status = 0;
-  waitpid(process_, &status, 0);
+  waitpid(static_cast<pid_t>(process_), &status, 0);
   process_ = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
 bool ChildProgram::Read_Some(std::chrono::milliseconds time) {
-  std::array<pollfd, 2> pipes = {pollfd{out_pipe_, POLLIN, 0}, pollfd{err_pipe_, POLLIN, 0}};
+  std::array<pollfd, 2> pipes = {pollfd{static_cast<int>(out_pipe_), POLLIN, 0},
+                                 pollfd{static_cast<int>(err_pipe_), POLLIN, 0}};
   poll(pipes.data(), pipes.size(), static_cast<int>(time.count()));
-  const auto read_one = [](const pollfd& pipe, int& descriptor, std::string& text) {
+  const auto read_one = [](const pollfd& pipe, std::intptr_t& descriptor, std::string& text) {
     if (descriptor < 0 || pipe.revents == 0) return;
     std::array<char, 4096> bytes{};
-    const ssize_t got = read(descriptor, bytes.data(), bytes.size());
+    const ssize_t got = read(pipe.fd, bytes.data(), bytes.size());
     if (got > 0) text.append(bytes.data(), static_cast<size_t>(got));
     if (got == 0) Close(descriptor);
   };

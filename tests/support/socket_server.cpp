@@ -1,32 +1,19 @@
 #include "support/socket_server.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
-#include <cerrno>
 #include <cstdint>
-#include <fcntl.h>
-#include <netinet/in.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/ssl.h>
 #include <openssl/x509v3.h>
-#include <poll.h>
-#include <signal.h>
 #include <stdexcept>
-#include <sys/socket.h>
-#include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace hq::test {
 
 namespace {
-
-[[noreturn]] void Fail(const char* what) {
-  throw std::system_error(errno, std::generic_category(), what);
-}
 
 template <auto Free>
 struct Freed_By {
@@ -64,20 +51,6 @@ void Add_Extension(X509* certificate, int kind, const std::string& value) {
   Require(X509_add_ext(certificate, extension.get(), -1) == 1, "certificate extension");
 }
 
-// Binds a new socket to a free loopback port.
-int Bound_Socket(int& port) {
-  const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-  if (descriptor < 0) Fail("socket");
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  if (bind(descriptor, reinterpret_cast<const sockaddr*>(&address), size) != 0) Fail("bind");
-  if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size) != 0) Fail("getsockname");
-  port = ntohs(address.sin_port);
-  return descriptor;
-}
-
 }  // namespace
 
 class TlsContext {
@@ -111,8 +84,7 @@ TlsCertificate Make_Certificate(const std::string& host) {
                              -1, -1, 0);
   X509_set_issuer_name(certificate.get(), name);
   X509_set_pubkey(certificate.get(), key.get());
-  in_addr number{};
-  const bool is_number = inet_pton(AF_INET, host.c_str(), &number) == 1;
+  const bool is_number = host.find_first_not_of("0123456789.") == std::string::npos;
   Add_Extension(certificate.get(), NID_basic_constraints, "critical,CA:TRUE");
   Add_Extension(certificate.get(), NID_subject_alt_name, (is_number ? "IP:" : "DNS:") + host);
   Require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0, "signature");
@@ -125,7 +97,7 @@ TlsCertificate Make_Certificate(const std::string& host) {
   return {Text_Of(key_text), Text_Of(certificate_text)};
 }
 
-SocketConnection::SocketConnection(int socket, int wake, TlsContext* tls)
+SocketConnection::SocketConnection(Socket socket, Socket wake, TlsContext* tls)
     : socket_(socket), wake_(wake), context_(tls) {}
 
 SocketConnection::~SocketConnection() {
@@ -133,8 +105,7 @@ SocketConnection::~SocketConnection() {
 }
 
 bool SocketConnection::Stopping() const {
-  pollfd wake{wake_, POLLIN, 0};
-  return poll(&wake, 1, 0) > 0;
+  return Wait_For_Socket(wake_, Readiness::Reading, 0);
 }
 
 // The handshake belongs to the first read or write, so that a script can also stay silent in front of it.
@@ -142,7 +113,7 @@ bool SocketConnection::Start_Tls() {
   if (context_ == nullptr || tls_ != nullptr) return true;
   SSL* tls = SSL_new(context_->Get());
   tls_ = tls;
-  SSL_set_fd(tls, socket_);
+  SSL_set_fd(tls, static_cast<int>(socket_));
   for (;;) {
     const int result = SSL_accept(tls);
     if (result == 1) return true;
@@ -151,37 +122,31 @@ bool SocketConnection::Start_Tls() {
 }
 
 // False when time is up, the server stops or the connection is closed.
-bool SocketConnection::Wait(short events, int milliseconds) {
-  if (socket_ < 0) return false;
-  std::array<pollfd, 2> waits{{{socket_, events, 0}, {wake_, POLLIN, 0}}};
-  int ready = 0;
-  do {
-    ready = poll(waits.data(), waits.size(), milliseconds);
-  } while (ready < 0 && errno == EINTR);
-  return ready > 0 && waits[1].revents == 0;
+bool SocketConnection::Wait(Readiness readiness, int milliseconds) {
+  if (socket_ == NoSocket) return false;
+  return Wait_For_Socket(socket_, readiness, milliseconds, wake_);
 }
 
 bool SocketConnection::Wait_For_Tls(int result) {
   const int error = SSL_get_error(static_cast<SSL*>(tls_), result);
   ERR_clear_error();
-  if (error == SSL_ERROR_WANT_READ) return Wait(POLLIN, -1);
-  if (error == SSL_ERROR_WANT_WRITE) return Wait(POLLOUT, -1);
+  if (error == SSL_ERROR_WANT_READ) return Wait(Readiness::Reading, -1);
+  if (error == SSL_ERROR_WANT_WRITE) return Wait(Readiness::Writing, -1);
   return false;
 }
 
 // Some bytes, or none when the client has gone or the server stops.
 long SocketConnection::Receive(char* bytes, size_t size) {
-  if (socket_ < 0 || Stopping() || !Start_Tls()) return 0;
+  if (socket_ == NoSocket || Stopping() || !Start_Tls()) return 0;
   for (;;) {
     if (tls_ != nullptr) {
       const int count = SSL_read(static_cast<SSL*>(tls_), bytes, static_cast<int>(size));
       if (count > 0) return count;
       if (!Wait_For_Tls(count)) return 0;
     } else {
-      const ssize_t count = recv(socket_, bytes, size, 0);
+      const long count = Receive_Now(socket_, bytes, size);
       if (count >= 0) return count;
-      if (errno != EAGAIN && errno != EINTR) return 0;
-      if (!Wait(POLLIN, -1)) return 0;
+      if (count != NothingNow || !Wait(Readiness::Reading, -1)) return 0;
     }
   }
 }
@@ -202,7 +167,7 @@ std::string SocketConnection::ReadRequest() {
 }
 
 bool SocketConnection::Send(std::string_view bytes) {
-  if (socket_ < 0 || !Start_Tls()) return false;
+  if (socket_ == NoSocket || !Start_Tls()) return false;
   while (!bytes.empty()) {
     if (tls_ != nullptr) {
       const int count = SSL_write(static_cast<SSL*>(tls_), bytes.data(), static_cast<int>(bytes.size()));
@@ -211,10 +176,10 @@ bool SocketConnection::Send(std::string_view bytes) {
       else if (!Wait_For_Tls(count))
         return false;
     } else {
-      const ssize_t count = send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      const long count = Send_Now(socket_, bytes);
       if (count >= 0)
         bytes.remove_prefix(static_cast<size_t>(count));
-      else if (errno != EINTR && (errno != EAGAIN || !Wait(POLLOUT, -1)))
+      else if (count != NothingNow || !Wait(Readiness::Writing, -1))
         return false;
     }
   }
@@ -227,7 +192,7 @@ bool SocketConnection::Pause(std::chrono::milliseconds time) {
   for (;;) {
     const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
     if (rest.count() <= 0) return true;
-    if (!Wait(POLLIN, static_cast<int>(rest.count()))) {
+    if (!Wait(Readiness::Reading, static_cast<int>(rest.count()))) {
       if (std::chrono::steady_clock::now() < end) return false;
       continue;
     }
@@ -244,41 +209,36 @@ void SocketConnection::WaitForEnd() {
 }
 
 void SocketConnection::Close() {
-  if (socket_ < 0) return;
+  if (socket_ == NoSocket) return;
   if (tls_ != nullptr) {
     SSL_shutdown(static_cast<SSL*>(tls_));
     SSL_free(static_cast<SSL*>(tls_));
     ERR_clear_error();
     tls_ = nullptr;
   }
-  shutdown(socket_, SHUT_WR);
+  End_Sending(socket_);
   // Bytes that nobody has read would turn the close into a reset, which can take the answer away from the
   // client.
   std::array<char, 4096> bytes;
-  while (recv(socket_, bytes.data(), bytes.size(), MSG_DONTWAIT) > 0) {
+  while (Receive_Now(socket_, bytes.data(), bytes.size()) > 0) {
   }
-  close(socket_);
-  socket_ = -1;
+  Close_Socket(socket_);
+  socket_ = NoSocket;
 }
 
 void SocketConnection::Reset() {
-  if (socket_ < 0) return;
+  if (socket_ == NoSocket) return;
   SSL_free(static_cast<SSL*>(tls_));
   tls_ = nullptr;
-  const linger at_once{1, 0};
-  setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
-  close(socket_);
-  socket_ = -1;
+  Break_Socket(socket_);
+  socket_ = NoSocket;
 }
 
 SocketServer::SocketServer(Script script, const TlsCertificate* certificate) : script_(std::move(script)) {
   if (certificate != nullptr) tls_ = std::make_unique<TlsContext>(*certificate);
   listener_ = Bound_Socket(port_);
-  if (listen(listener_, SOMAXCONN) != 0) Fail("listen");
-  int wake[2];
-  if (pipe2(wake, O_CLOEXEC) != 0) Fail("pipe2");
-  wake_read_ = wake[0];
-  wake_write_ = wake[1];
+  Listen(listener_);
+  wake_ = Connected_Sockets();
   accepter_ = std::thread([this] { Accept(); });
 }
 
@@ -288,12 +248,12 @@ SocketServer::~SocketServer() {
 
 void SocketServer::Stop() {
   if (!accepter_.joinable()) return;
-  // The pipe's other end wakes everybody, and stays readable for those who come later.
-  close(wake_write_);
+  // The end of one wakes everybody at the other, which stays readable for those who come later.
+  Close_Socket(wake_.Far);
   accepter_.join();
   for (std::thread& connection : connections_) connection.join();
-  close(listener_);
-  close(wake_read_);
+  Close_Socket(listener_);
+  Close_Socket(wake_.Near);
 }
 
 std::string SocketServer::Address() const {
@@ -306,20 +266,14 @@ size_t SocketServer::Connections() const {
 }
 
 void SocketServer::Accept() {
-  // OpenSSL writes without MSG_NOSIGNAL. The connections' threads inherit this.
-  sigset_t broken_pipe;
-  sigemptyset(&broken_pipe);
-  sigaddset(&broken_pipe, SIGPIPE);
-  pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
-  for (;;) {
-    std::array<pollfd, 2> waits{{{listener_, POLLIN, 0}, {wake_read_, POLLIN, 0}}};
-    if (poll(waits.data(), waits.size(), -1) < 0) continue;
-    if (waits[1].revents != 0) return;
-    const int client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-    if (client < 0) continue;
+  // The connections' threads inherit this.
+  Ignore_Broken_Connections();
+  while (Wait_For_Socket(listener_, Readiness::Reading, -1, wake_.Near)) {
+    const Socket client = Accept_Now(listener_);
+    if (client == NoSocket) continue;
     const std::lock_guard lock(mutex_);
     connections_.emplace_back([this, client] {
-      SocketConnection connection(client, wake_read_, tls_.get());
+      SocketConnection connection(client, wake_.Near, tls_.get());
       script_(connection);
     });
   }
@@ -328,7 +282,7 @@ void SocketServer::Accept() {
 RefusingPort::RefusingPort() : socket_(Bound_Socket(port_)) {}
 
 RefusingPort::~RefusingPort() {
-  close(socket_);
+  Close_Socket(socket_);
 }
 
 std::string RefusingPort::Address() const {

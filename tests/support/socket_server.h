@@ -10,6 +10,8 @@
 #include <thread>
 #include <vector>
 
+#include "support/sockets.h"
+
 namespace hq::test {
 
 class TlsContext;
@@ -28,8 +30,8 @@ struct TlsCertificate {
 // thread of the script.
 class SocketConnection {
  public:
-  // Takes over the socket. wake is a descriptor that becomes readable when the server stops.
-  SocketConnection(int socket, int wake, TlsContext* tls);
+  // Takes over the socket. wake is a socket that becomes readable when the server stops.
+  SocketConnection(Socket socket, Socket wake, TlsContext* tls);
   SocketConnection(const SocketConnection&) = delete;
   SocketConnection& operator=(const SocketConnection&) = delete;
   ~SocketConnection();
@@ -55,12 +57,12 @@ class SocketConnection {
  private:
   bool Stopping() const;
   bool Start_Tls();
-  bool Wait(short events, int milliseconds);
+  bool Wait(Readiness readiness, int milliseconds);
   bool Wait_For_Tls(int result);
   long Receive(char* bytes, size_t size);
 
-  int socket_;
-  int wake_;
+  Socket socket_;
+  Socket wake_;
   TlsContext* context_;
   void* tls_ = nullptr;
   std::string received_;
@@ -94,9 +96,8 @@ class SocketServer {
 
   Script script_;
   std::unique_ptr<TlsContext> tls_;
-  int listener_ = -1;
-  int wake_read_ = -1;
-  int wake_write_ = -1;
+  Socket listener_ = NoSocket;
+  SocketPair wake_;
   int port_ = 0;
   mutable std::mutex mutex_;
   std::vector<std::thread> connections_;
@@ -118,7 +119,7 @@ class RefusingPort {
 
  private:
   int port_ = 0;
-  int socket_;
+  Socket socket_;
 };
 
 // A whole HTTP answer with its length. status is such as "200 OK"; headers are further lines, each with CR

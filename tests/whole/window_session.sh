@@ -2,7 +2,9 @@
 # The built window program on a screen of its own, used with keys as a person would: three symbols are added, an interval,
 # a format and a folder chosen, the run started, its files compared byte for byte with those of the command line, the
 # choices saved on closing and found again after a restart.
-#   window_session.sh SOURCE_FOLDER WINDOW_PROGRAM COMMAND_LINE_PROGRAM
+#   window_session.sh SOURCE_FOLDER WINDOW_PROGRAM COMMAND_LINE_PROGRAM [RUNNER...]
+# A runner takes the program and its arguments; it runs programs of Windows, which are then given Windows' paths.
+runner=("${@:4}")
 . "$(dirname "$0")/window-program"
 command_line_program=$3
 mkdir "$work/quotes" "$work/expected"
@@ -40,15 +42,15 @@ xdotool mousemove --window "$popup" 40 $((POPUP_HEIGHT * 23 / 30)) click 1
 wait_until 'the closed list' sh -c "[ \$(xdotool search --onlyvisible --class history-quotes | wc -l) = 1 ]"
 # Samples button, then the folder; its button and the days, then the end date. Days that are over are the same at any hour.
 xdotool key Tab Tab
-type_text "$work/quotes"
+type_text "$(native "$work/quotes")"
 xdotool key Tab Tab Tab
 type_end_date
 xdotool key --clearmodifiers alt+d
 
 log=$(window 'Quotes Download Log')
 wait_until 'three files' sh -c "[ \$(ls '$work/quotes' | grep -c 1H.txt) = 3 ]"
-"$command_line_program" --program-folder "$work/expected" --source simulated --output "$work/expected" --interval 60 \
-  --end-date 03/14/03 --format 11 MSFT IBM index:DJI >/dev/null 2>&1
+"${runner[@]}" "$command_line_program" --program-folder "$(native "$work/expected")" --source simulated \
+  --output "$(native "$work/expected")" --interval 60 --end-date 03/14/03 --format 11 MSFT IBM index:DJI >/dev/null 2>&1
 for file in "$work"/quotes/*; do
   cmp "$file" "$work/expected/$(basename "$file")" || fail "$file differs"
 done
@@ -66,7 +68,7 @@ kill -0 $program || fail "ended although cancelled"
 close_with alt+y
 wait $program || fail "the program ended with $?: $(cat "$work/errors")"
 # A list that begins empty begins with one empty entry.
-printf '||IBM|MSFT|index:DJI\r\n5\r\n11\r\n%s\r\n71\r\n' "$work/quotes" | cmp - "$work/program/user.cfg"
+printf '||IBM|MSFT|index:DJI\r\n5\r\n11\r\n%s\r\n71\r\n' "$(native "$work/quotes")" | cmp - "$work/program/user.cfg"
 
 # A restart has it all again but for the end date.
 rm "$work"/quotes/*

@@ -1,12 +1,9 @@
-#include <gmock/gmock.h>
-
-#ifndef _WIN32
-
 #include <array>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <gmock/gmock.h>
 #include <httplib.h>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -254,5 +251,3 @@ TEST(QuoteServerProgram, WritesAPlantedKeyNowhere) {
 
 }  // namespace
 }  // namespace hq::server
-
-#endif

@@ -1,0 +1,66 @@
+#include <cstdlib>
+#include <mutex>
+#include <utility>
+#include <windows.h>
+
+#include "platform/interrupts.h"
+
+namespace hq {
+
+namespace {
+
+constexpr int ExitCode = 130;
+constexpr int LastWish = 2;
+// The system ends a program by itself some seconds after its window was closed.
+constexpr DWORD LongestEndMilliseconds = 30'000;
+
+// The system hands its handler nothing to find the watch by.
+std::mutex watch_mutex;
+std::function<void()>* watch_call = nullptr;
+int wishes = 0;
+
+BOOL WINAPI On_Console_Event(DWORD kind) {
+  {
+    const std::lock_guard lock(watch_mutex);
+    if (watch_call == nullptr) return FALSE;
+    if (++wishes > LastWish) std::_Exit(ExitCode);
+    (*watch_call)();
+  }
+  // After these the process ends as soon as the handler returns.
+  if (kind == CTRL_CLOSE_EVENT || kind == CTRL_LOGOFF_EVENT || kind == CTRL_SHUTDOWN_EVENT) {
+    Sleep(LongestEndMilliseconds);
+  }
+  return TRUE;
+}
+
+}  // namespace
+
+class InterruptWatch::Watcher {
+ public:
+  explicit Watcher(std::function<void()> on_interrupt) : on_interrupt_(std::move(on_interrupt)) {
+    {
+      const std::lock_guard lock(watch_mutex);
+      watch_call = &on_interrupt_;
+      wishes = 0;
+    }
+    SetConsoleCtrlHandler(On_Console_Event, TRUE);
+  }
+  Watcher(const Watcher&) = delete;
+  Watcher& operator=(const Watcher&) = delete;
+
+  ~Watcher() {
+    SetConsoleCtrlHandler(On_Console_Event, FALSE);
+    const std::lock_guard lock(watch_mutex);
+    watch_call = nullptr;
+  }
+
+ private:
+  std::function<void()> on_interrupt_;
+};
+
+InterruptWatch::InterruptWatch(std::function<void()> on_interrupt)
+    : watcher_(std::make_unique<Watcher>(std::move(on_interrupt))) {}
+
+InterruptWatch::~InterruptWatch() = default;
+
+}  // namespace hq

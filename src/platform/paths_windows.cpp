@@ -1,0 +1,17 @@
+#include <string>
+#include <windows.h>
+
+#include "platform/paths.h"
+
+namespace hq {
+
+// The standard library would take the text for UTF-8.
+std::filesystem::path System_Path(std::string_view text) {
+  const int size = static_cast<int>(text.size());
+  std::wstring wide(static_cast<size_t>(MultiByteToWideChar(CP_ACP, 0, text.data(), size, nullptr, 0)),
+                    L'\0');
+  MultiByteToWideChar(CP_ACP, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()));
+  return wide;
+}
+
+}  // namespace hq

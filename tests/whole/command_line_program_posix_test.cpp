@@ -1,0 +1,149 @@
+// The built program, run as a user would run it where there are signals and limits.
+
+#include <csignal>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+
+#include "base/strings.h"
+#include "support/child_program.h"
+#include "support/socket_server.h"
+#include "support/temp_folder.h"
+
+namespace hq {
+namespace {
+
+using test::ChildProgram;
+using test::Http_Answer;
+using test::SocketConnection;
+using test::SocketServer;
+using test::TempFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+std::vector<std::string> Command(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), HQ_CLI_PROGRAM);
+  return arguments;
+}
+
+// An answer of so many daily rows.
+std::string Long_Answer(int rows) {
+  std::string text;
+  for (int i = 0; i < rows; ++i) text += "030313,0930,2,3,1.5,2.5," + std::to_string(i) + "\n";
+  return text;
+}
+
+class Ending : public ::testing::TestWithParam<int> {};
+
+TEST_P(Ending, EndsTheProgramAtOnceAndLeavesNoHalfFile) {
+  const TempFolder output;
+  const SocketServer server([](SocketConnection& connection) {
+    static_cast<void>(connection.ReadRequest());
+    connection.Send("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n030313,0930,2,3");
+    connection.WaitForEnd();
+  });
+  ChildProgram program(Command({"MSFT", "IBM", "--output", output.Path(), "--program-folder", output.Path(),
+                                "--template", server.Address() + "/XXX/SSS?&Date=DDD"}));
+  ASSERT_TRUE(program.Wait_For_Output("downloading symbol   IBM"));
+  program.Signal(GetParam());
+  EXPECT_EQ(program.Wait(), 130);
+  EXPECT_EQ(program.Err(), "Interrupted.\n");
+  EXPECT_THAT(program.Out(), Not(HasSubstr("MSFT")));
+  EXPECT_THAT(output.Names(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, Ending, ::testing::Values(SIGTERM, SIGHUP));
+
+TEST(CommandLineProgram, ACrashLeavesARecordAndTheEndOfTheTrace) {
+  for (const int signal : {SIGSEGV, SIGABRT, SIGFPE}) {
+    const TempFolder home;
+    home.Write("FSCLIENT.INI", "[Log File]\nCapture To Disk=1\n");
+    const SocketServer server([](SocketConnection& connection) {
+      static_cast<void>(connection.ReadRequest());
+      connection.WaitForEnd();
+    });
+    ChildProgram program(Command({"MSFT", "--output", home.Path(), "--program-folder", home.Path(),
+                                  "--template", server.Address() + "/XXX/SSS?&Date=DDD"}),
+                         [] {
+                           const rlimit no_core{0, 0};
+                           setrlimit(RLIMIT_CORE, &no_core);
+                         });
+    ASSERT_TRUE(program.Wait_For_Output("downloading symbol   MSFT"));
+    program.Signal(signal);
+    EXPECT_EQ(program.Wait(), -signal);
+    const auto files = home.Files();
+    EXPECT_THAT(files.at("error.log"), HasSubstr("Error Number- " + std::to_string(signal) + "\r\n"));
+    EXPECT_THAT(files.at("error.log"), HasSubstr(" 1 : frmmain1.frm : Sub cmddownload_Click : \r\n"));
+    EXPECT_THAT(files.at("trace.log"), HasSubstr("->frmmain1.frm : Sub cmddownload_Click : "));
+  }
+}
+
+TEST(CommandLineProgram, ADiskThatFillsUpIsToldAndLeavesTheEarlierFile) {
+  const TempFolder output;
+  const std::string file = "031303-031303A1D.txt";
+  output.Write(file, "earlier");
+  const SocketServer server([](SocketConnection& connection) {
+    const bool large = Contains(connection.ReadRequest(), "/A");
+    connection.Send(Http_Answer(Long_Answer(large ? 20000 : 2)));
+  });
+  // Files may not grow beyond 100,000 bytes, which is told in the way of a full disk.
+  ChildProgram program(Command({"A", "B", "--output", output.Path(), "--program-folder", output.Path(),
+                                "--template", server.Address() + "/XXX/SSS?&Date=DDD"}),
+                       [] {
+                         signal(SIGXFSZ, SIG_IGN);
+                         const rlimit limit = {100000, 100000};
+                         setrlimit(RLIMIT_FSIZE, &limit);
+                       });
+  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_THAT(program.Err(), HasSubstr("A: Disk full: " + (output / file)));
+  EXPECT_EQ(output.Files().at(file), "earlier");
+  EXPECT_THAT(output.Names(), ElementsAre(file, "031303-031303B1D.txt"));
+}
+
+TEST(CommandLineProgram, AFullFileSystemIsToldAndLeavesNoHalfFile) {
+  const TempFolder output;
+  if (mount("none", output.Path().c_str(), "tmpfs", 0, "size=64k") != 0) {
+    GTEST_SKIP() << "this user may not mount a small file system";
+  }
+  const SocketServer server([](SocketConnection& connection) {
+    const bool large = Contains(connection.ReadRequest(), "/A");
+    connection.Send(Http_Answer(Long_Answer(large ? 20000 : 2)));
+  });
+  ChildProgram program(Command({"A", "B", "--output", output.Path(), "--program-folder", output.Path(),
+                                "--template", server.Address() + "/XXX/SSS?&Date=DDD"}));
+  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_THAT(program.Err(), HasSubstr("A: Disk full: "));
+  EXPECT_THAT(output.Names(), ElementsAre("031303-031303B1D.txt"));
+  EXPECT_EQ(umount(output.Path().c_str()), 0);
+}
+
+TEST(CommandLineProgram, ALogThatCannotBeWrittenDoesNotEndTheRunAndIsTold) {
+  const TempFolder output;
+  ChildProgram program(Command({"MSFT", "--output", output.Path(), "--program-folder", output.Path(),
+                                "--end-date", "03/14/03"}),
+                       [] { static_cast<void>(freopen("/dev/full", "w", stdout)); });
+  EXPECT_EQ(program.Wait(), 1);
+  EXPECT_THAT(program.Err(), HasSubstr("Standard output could not be written.\n"));
+  EXPECT_EQ(output.Names().size(), 1U);
+}
+
+TEST(CommandLineProgram, AHangUpThatIsIgnoredStaysIgnored) {
+  const TempFolder output;
+  const SocketServer server([](SocketConnection& connection) {
+    static_cast<void>(connection.ReadRequest());
+    connection.WaitForEnd();
+  });
+  ChildProgram program(Command({"MSFT", "--output", output.Path(), "--program-folder", output.Path(),
+                                "--template", server.Address() + "/XXX/SSS?&Date=DDD"}),
+                       [] { signal(SIGHUP, SIG_IGN); });
+  ASSERT_TRUE(program.Wait_For_Output("downloading symbol   MSFT"));
+  program.Signal(SIGHUP);
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Wait(), 130);
+}
+
+}  // namespace
+}  // namespace hq
