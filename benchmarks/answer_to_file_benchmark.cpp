@@ -12,12 +12,11 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <system_error>
-#include <unistd.h>
 #include <vector>
 
 #include "allocation_count.h"
 #include "base/numbers.h"
+#include "benchmark_support.h"
 #include "errortrap/procedure.h"
 #include "output/file_name.h"
 #include "output/file_writer.h"
@@ -48,34 +47,6 @@ class SilentLoop final : public MessageLoop {
   void DoEvents() override {}
   void Sleep(std::chrono::milliseconds) override {}
   void Post(std::function<void()>) override {}
-};
-
-class FailingBoxes final : public MessageBoxes {
- public:
-  MessageAnswer Show(const std::string& text, const std::string&, MessageButtons, MessageIcon) override {
-    std::fprintf(stderr, "Unexpected message: %s\n", text.c_str());
-    std::abort();
-  }
-};
-
-// A folder that is gone with the object.
-class TemporaryFolder {
- public:
-  explicit TemporaryFolder(const fs::path& parent)
-      : path_(parent / std::string("history-quotes-benchmark-").append(std::to_string(getpid()))) {
-    fs::create_directories(path_);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-
-  [[nodiscard]] std::string Path() const { return path_.string(); }
-
- private:
-  fs::path path_;
 };
 
 // Everything that a run shares from one symbol to the next.

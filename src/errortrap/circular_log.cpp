@@ -17,13 +17,8 @@ class CircularLog::Store final : public ByteStore {
     if (kind == CircularFile::Foreign) {
       throw RunTimeError(PathFileAccessError, path + ": no circular log");
     }
-    if (kind != CircularFile::Other) return;
-    // Not every system moves a file that is open.
-    file_.reset();
-    std::error_code error;
-    std::filesystem::rename(path, path + ".bak", error);
-    if (error) throw File_Error(error, path);
-    Open(path);
+    if (kind == CircularFile::Other) Begin_Anew(path);
+    file_->Make_Private();
   }
 
   [[nodiscard]] std::uint64_t Size() const override { return file_->Size(); }
@@ -36,7 +31,18 @@ class CircularLog::Store final : public ByteStore {
   [[nodiscard]] const std::string& Path() const { return file_->Path(); }
 
  private:
-  void Open(const std::string& path) { file_ = std::make_unique<LogFile>(path, LogFile::Begin::InPlace); }
+  void Begin_Anew(const std::string& path) {
+    // Not every system moves a file that is open.
+    file_.reset();
+    std::error_code error;
+    std::filesystem::rename(path, path + ".bak", error);
+    if (error) throw File_Error(error, path);
+    Open(path);
+  }
+  void Open(const std::string& path) {
+    file_ = std::make_unique<LogFile>(path, LogFile::Begin::InPlace);
+    file_->Lock();
+  }
 
   std::unique_ptr<LogFile> file_;
 };

@@ -15,14 +15,14 @@ inline constexpr const char* CouldNotOpenCircularLog = "Could not open circular 
 
 // A log of a fixed number of records of a fixed length in one file, which wraps onto its oldest record. The
 // record after the newest one holds the text "CIRCULAR": it marks the file as a circular log and the place of
-// the next record. A file whose name ends in ".rtf" is rich text. One process at a time writes to it.
+// the next record. A file whose name ends in ".rtf" is rich text. One process at a time keeps it open.
 class CircularLog {
  public:
   // Opens the file or makes it, and goes on at its mark. A circular log with another record length or more
   // records, or one in the other form, is set aside under its name with ".bak". Raises a RunTimeError when
-  // the file can't be opened or is no circular log; then it is as it was. record_size: bytes of a record with
-  // its line end, 64 to 65536. max_records: at least 2, mark included, and 3 in rich text, header included;
-  // the file never has more than max_records * record_size bytes.
+  // the file can't be opened, is kept open by another process or is no circular log; then it is as it was.
+  // record_size: bytes of a record with its line end, 64 to 65536. max_records: at least 2, mark included,
+  // and 3 in rich text, header included; the file never has more than max_records * record_size bytes.
   CircularLog(const std::string& path, std::size_t record_size, std::size_t max_records);
   CircularLog(const CircularLog&) = delete;
   CircularLog& operator=(const CircularLog&) = delete;

@@ -4,13 +4,13 @@
 #include <charconv>
 #include <utility>
 
+#include "errortrap/entry_text.h"
 #include "errortrap/error_record_labels.h"
+#include "errortrap/rich_text.h"
 
 namespace hq {
 
 namespace {
-
-constexpr std::string_view Separator = " : ";
 
 struct CodePosition {
   std::string_view Module;
@@ -21,15 +21,15 @@ struct CodePosition {
 // from 1.
 CodePosition Position_In(std::string_view entry, size_t depth) noexcept {
   // The depth, then the indent, which is one character for each level above.
-  const size_t number_end = entry.find(Separator);
+  const size_t number_end = entry.find(EntrySeparator);
   if (number_end == std::string_view::npos) return {};
-  entry.remove_prefix(number_end + Separator.size());
+  entry.remove_prefix(number_end + EntrySeparator.size());
   if (entry.size() < depth) return {};
   entry.remove_prefix(depth - 1);
-  const size_t module_end = entry.find(Separator);
+  const size_t module_end = entry.find(EntrySeparator);
   if (module_end == std::string_view::npos) return {entry, {}};
-  const std::string_view rest = entry.substr(module_end + Separator.size());
-  return {entry.substr(0, module_end), rest.substr(0, rest.find(Separator))};
+  const std::string_view rest = entry.substr(module_end + EntrySeparator.size());
+  return {entry.substr(0, module_end), rest.substr(0, rest.find(EntrySeparator))};
 }
 
 }  // namespace
@@ -73,7 +73,15 @@ class CrashRecords::Text {
 };
 
 CrashRecords::CrashRecords(const modFailSafe& trap, std::string source, std::vector<std::string> places)
-    : trap_(trap), source_(std::move(source)), places_(std::move(places)) {}
+    : trap_(trap), source_(std::move(source)) {
+  Set_Places(std::move(places));
+}
+
+void CrashRecords::Set_Places(std::vector<std::string> places) {
+  // A text behind the closing "}" of a rich text would not be part of it.
+  std::erase_if(places, Has_Rich_Text_Name);
+  places_ = std::move(places);
+}
 
 void CrashRecords::Set_Trace_Log(KeptBack kept_back, const void* log, std::string path) {
   kept_back_ = nullptr;
@@ -96,7 +104,7 @@ void CrashRecords::Crashed(const Crash& crash) noexcept {
 bool CrashRecords::Write_Record(const Crash& crash, const CrashFile& file) noexcept {
   using namespace error_record;
   Text text(buffer_, file);
-  text << crash.When << LineEnd;
+  text << LineEnd << crash.When << LineEnd;
   text << Category << UnknownCategory << LineEnd;
   text << Source << source_ << LineEnd;
   // What damaged memory can still take away from the record is only what stands behind.
@@ -105,16 +113,23 @@ bool CrashRecords::Write_Record(const Crash& crash, const CrashFile& file) noexc
   size_t depth = 0;
   CodePosition position;
   trap_.Visit_Levels([&](std::string_view entry) noexcept { position = Position_In(entry, ++depth); });
-  text << Module << position.Module << LineEnd;
+  const auto append_position = [&](std::string_view label) noexcept {
+    text << label;
+    if (!position.Module.empty()) text << position.Module << EntrySeparator << position.Procedure;
+    text << LineEnd;
+  };
+  append_position(Module);
   text << LineNumber << NoLineNumbers << LineEnd;
-  text << CodePointer;
-  if (!position.Module.empty()) text << " " << position.Module << Separator << position.Procedure;
-  text << LineEnd;
+  append_position(CodePointer);
   text << ErrorNumber << crash.Number << LineEnd;
   text << Description;
   text.On_One_Line(crash.Description) << LineEnd;
-  trap_.Visit_Levels([&](std::string_view entry) noexcept { text.On_One_Line(entry) << LineEnd; });
-  text << UserText << LineEnd << LineEnd;
+  if (depth > 0) text << CallTree << LineEnd;
+  trap_.Visit_Levels([&](std::string_view entry) noexcept {
+    text << Indent;
+    text.On_One_Line(includes_arguments_ ? entry : Without_Argument(entry)) << LineEnd;
+  });
+  text << UserText << LineEnd;
   text.Flush();
   return text.Taken();
 }

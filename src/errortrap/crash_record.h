@@ -10,7 +10,8 @@
 
 namespace hq {
 
-// What the error log keeps of a crash: a record like that of a trapped error, with the procedures that the
+// What the error log keeps of a crash: an empty line and a record like that of a trapped error, but for its
+// date, which the user's own form can't be asked for any more. It holds the procedures that the
 // trap's call stack holds at that moment, and behind it what the trace log still keeps back.
 //
 // Everything that a crash needs is made ready by the constructor; nothing is allocated later. A call stack
@@ -18,8 +19,13 @@ namespace hq {
 class CrashRecords final : public CrashHandler {
  public:
   // trap outlives the object. source: the program. places: the error log's paths, tried in their order until
-  // one takes the record.
+  // one takes the record; rich text is none of them.
   CrashRecords(const modFailSafe& trap, std::string source, std::vector<std::string> places);
+
+  // From now on other places, and whether the procedures' arguments are told. Call them while nothing
+  // crashes.
+  void Set_Places(std::vector<std::string> places);
+  void Set_Includes_Arguments(bool includes) { includes_arguments_ = includes; }
 
   // What a log keeps back in memory at the moment of the call.
   using KeptBack = std::string_view (*)(const void* log);
@@ -37,6 +43,7 @@ class CrashRecords final : public CrashHandler {
   const modFailSafe& trap_;
   std::string source_;
   std::vector<std::string> places_;
+  bool includes_arguments_ = true;
   KeptBack kept_back_ = nullptr;
   const void* trace_log_ = nullptr;
   std::string trace_path_;

@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "base/strings.h"
+#include "errortrap/entry_text.h"
 #include "errortrap/report_text.h"
 
 namespace hq {
 
 namespace {
 
-constexpr std::string_view Separator = " : ";
 constexpr size_t MostReportBytes = 24000;
 
 void Add_Field(std::string& report, std::string_view label, std::string_view value) {
@@ -23,10 +23,6 @@ void Add_Field(std::string& report, std::string_view label, std::string_view val
 
 void Add_Line_Field(std::string& report, std::string_view label, std::string_view value) {
   Add_Field(report, label, One_Line(value));
-}
-
-std::string Number_Text(std::optional<int> number) {
-  return number ? std::to_string(*number) : std::string();
 }
 
 std::string Joined(std::initializer_list<std::string_view> texts, std::string_view separator) {
@@ -60,30 +56,13 @@ std::string Synopsis(const ErrorRecord& error) {
   return synopsis;
 }
 
-// An entry of the call tree, "depth : module : procedure : argument" or the same without depth, up to the
-// procedure.
-std::string Without_Argument(std::string_view entry) {
-  size_t names = 0;
-  if (const size_t end = entry.find(Separator); end != std::string_view::npos) {
-    const std::string_view first = Trim(entry.substr(0, end));
-    const bool depth = !first.empty() && first.find_first_not_of("0123456789") == std::string_view::npos;
-    names = depth ? end + Separator.size() : 0;
-  }
-  size_t at = names;
-  for (int separators = 0; separators < 2; ++separators) {
-    at = entry.find(Separator, separators == 0 ? at : at + Separator.size());
-    if (at == std::string_view::npos) return std::string(entry);
-  }
-  return std::string(entry.substr(0, at));
-}
-
 std::string Description_Text(const TrapSettings& settings, const ErrorRecord& error,
                              const std::string& user_text) {
   std::string text = error.Description;
   if (!error.CodePointer.empty()) text += "\nCode Pointer = " + One_Line(error.CodePointer);
   if (!error.CallTree.empty()) text += "\nCall tree, the outermost first:";
   for (const std::string& entry : error.CallTree) {
-    text += "\n" + One_Line(settings.IncludeArguments ? entry : Without_Argument(entry));
+    text += "\n" + One_Line(settings.IncludeArguments ? std::string_view(entry) : Without_Argument(entry));
   }
   if (settings.IncludeUser && !user_text.empty()) text += "\nThe user said:\n" + user_text;
   while (text.starts_with('\n')) text.erase(0, 1);

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "errortrap/error_record_labels.h"
+
 namespace hq {
 
 namespace {
@@ -26,7 +28,7 @@ std::string Error_Category(int number) {
   for (const CategoryRange& range : Categories) {
     if (number >= range.First && number <= range.Last) return range.Name;
   }
-  return "Unknown Error Class";
+  return std::string(error_record::UnknownCategory);
 }
 
 }  // namespace hq

@@ -6,6 +6,8 @@
 #include <utility>
 
 #include "base/run_time_error.h"
+#include "errortrap/entry_text.h"
+#include "errortrap/error_record_labels.h"
 #include "errortrap/rich_text.h"
 #include "platform/log_file.h"
 
@@ -13,10 +15,10 @@ namespace hq {
 
 namespace {
 
-constexpr std::string_view LineEnd = "\r\n";
+using error_record::Indent;
+using error_record::LineEnd;
+
 constexpr std::string_view RichLineEnd = "\\par\r\n";
-constexpr std::string_view Indent = "    ";
-constexpr std::string_view NoLineNumbers = " <unavailable: line numbers not used>";
 
 // Appends a text with its lines ended by CR LF, each further one indented; the last line is not ended.
 void Append_Indented(std::string& out, std::string_view text) {
@@ -57,6 +59,7 @@ class LogEnd {
     if (rich_ && file_.Size() != 0 && file_.Read_At(0, RichTextBegin.size()) != RichTextBegin) {
       throw RunTimeError(PathFileAccessError, path + ": no rich text");
     }
+    file_.Make_Private();
   }
 
   [[nodiscard]] std::uint64_t Size() const { return file_.Size(); }
@@ -128,25 +131,27 @@ class LogEnd {
 }  // namespace
 
 std::string Error_Record_Text(const ErrorRecord& record) {
+  using namespace error_record;
   std::string text;
   Append_Line(text, "", record.When);
-  Append_Line(text, "Category- ", record.Category);
-  Append_Line(text, "Source- ", record.Source);
-  Append_Line(text, "Module- ",
-              record.Procedure.empty() ? record.Module : record.Module + " : " + record.Procedure);
-  Append_Line(text, "Line Number- ", NoLineNumbers);
-  Append_Line(text, "Code Pointer = ", record.CodePointer);
-  Append_Line(text, "Error Number- ", std::to_string(record.Number));
-  Append_Line(text, "Description- ", record.Description);
+  Append_Line(text, Category, record.Category);
+  Append_Line(text, Source, record.Source);
+  Append_Line(text, Module,
+              record.Procedure.empty() ? record.Module
+                                       : record.Module + std::string(EntrySeparator) + record.Procedure);
+  Append_Line(text, LineNumber, NoLineNumbers);
+  Append_Line(text, CodePointer, record.CodePointer);
+  Append_Line(text, ErrorNumber, std::to_string(record.Number));
+  Append_Line(text, Description, record.Description);
   if (!record.CallTree.empty()) {
-    Append_Line(text, "", "Call Tree & Arguments");
+    Append_Line(text, "", CallTree);
     for (const std::string& entry : record.CallTree) Append_Line(text, Indent, entry);
   }
   if (!record.SystemInformation.empty()) {
-    Append_Line(text, "", "System State Information");
+    Append_Line(text, "", SystemState);
     Append_Line(text, Indent, record.SystemInformation);
   }
-  return text += "User Text- ";
+  return text += UserText;
 }
 
 ErrorLog::ErrorLog(std::vector<std::string> places) : places_(std::move(places)) {}
@@ -175,14 +180,16 @@ bool ErrorLog::Finish(int record, const std::string& user_text) {
   if (found == unfinished_.end()) return false;
   const Unfinished unfinished = *found;
   unfinished_.erase(found);
-  std::string text;
-  Append_Line(text, "", user_text);
   try {
     LogEnd log(unfinished.Path);
     if (log.Size() == unfinished.Size) {
+      std::string text;
+      Append_Line(text, user_text.empty() ? std::string_view() : error_record::UserSaid, user_text);
       log.Append(text);
     } else if (!user_text.empty()) {
-      log.Append_Apart("User Said- error " + std::to_string(unfinished.ErrorNumber) + ": " + text);
+      std::string text;
+      Append_Line(text, "User Said- error " + std::to_string(unfinished.ErrorNumber) + ": ", user_text);
+      log.Append_Apart(text);
     }
   } catch (const std::exception&) {
     return user_text.empty();

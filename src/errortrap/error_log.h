@@ -13,7 +13,7 @@ struct ErrorRecord {
   std::string Source;  // the program
   std::string Module;
   std::string Procedure;
-  std::string CodePointer;  // "module : procedure" of the innermost entry, in place of a line number
+  std::string CodePointer;  // "module : procedure", in place of a line number
   int Number = 0;
   std::string Description;            // with the detail
   std::vector<std::string> CallTree;  // the outermost first
@@ -33,7 +33,7 @@ class ErrorLog {
   // Writes a record up to its user text. Returns its number for Finish, or 0 when no place took it.
   int Begin(const ErrorRecord& record);
   // Adds what the user said; an empty text ends the record too. When something else was appended meanwhile
-  // the text becomes an entry "User Said- " of its own with the error's number, and an empty text nothing.
+  // the text becomes an entry "User Said- error 76: ..." of its own, and an empty text nothing.
   // Only the first call for a record adds anything. Returns whether all there was to add has been added.
   bool Finish(int record, const std::string& user_text);
 

@@ -7,15 +7,18 @@
 //   date and time
 //   Category- ...
 //   Source- ...
-//   Module- ...
+//   Module- module : procedure
 //   Line Number-  <unavailable: line numbers not used>
 //   Code Pointer = module : procedure
 //   Error Number- ...
 //   Description- ...
-//   the call tree, one line for each procedure, the outermost first
-//   what else is known, if anything
+//   Call Tree & Arguments
+//       the procedures entered, one a line, the outermost first
+//   System State Information
+//       what is known of the machine, if anything
 //   User Text- ...
-//   an empty line
+//
+// An empty line sets a record apart from what stands before it.
 namespace hq::error_record {
 
 inline constexpr std::string_view Category = "Category- ";
@@ -23,11 +26,17 @@ inline constexpr std::string_view Source = "Source- ";
 inline constexpr std::string_view Module = "Module- ";
 inline constexpr std::string_view LineNumber = "Line Number- ";
 inline constexpr std::string_view NoLineNumbers = " <unavailable: line numbers not used>";
-inline constexpr std::string_view CodePointer = "Code Pointer =";
+inline constexpr std::string_view CodePointer = "Code Pointer = ";
 inline constexpr std::string_view ErrorNumber = "Error Number- ";
 inline constexpr std::string_view Description = "Description- ";
+inline constexpr std::string_view CallTree = "Call Tree & Arguments";
+inline constexpr std::string_view SystemState = "System State Information";
 inline constexpr std::string_view UserText = "User Text- ";
+// What the user typed.
+inline constexpr std::string_view UserSaid = "User Said: ";
 inline constexpr std::string_view LineEnd = "\r\n";
+// Before every further line of a text, so that none can look like a label.
+inline constexpr std::string_view Indent = "    ";
 
 // The category of an error that is none of the classes told apart.
 inline constexpr std::string_view UnknownCategory = "Unknown Error Class";

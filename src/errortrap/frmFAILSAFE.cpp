@@ -14,23 +14,20 @@
 #include <QStyle>
 #include <QTextDocument>
 #include <QWindow>
+#include <QtMath>
 #include <algorithm>
 
 #include "errortrap/error_help.h"
 #include "errortrap/procedure.h"
 #include "errortrap/qt_message_boxes.h"
+#include "errortrap/report_text.h"
 #include "ui_frmFAILSAFE.h"
 
 namespace hq {
 
 namespace {
 
-constexpr const char* Unknown = "<unknown>";
 enum Page : int { ErrorPage, CallsPage, SystemPage };
-
-QString Or_Unknown(const std::string& text) {
-  return text.empty() ? QString(Unknown) : To_QString(text);
-}
 
 // Tool tips take what looks like HTML for HTML.
 QString Plain_Tip(const QString& text) {
@@ -52,12 +49,6 @@ QString Shown_Entry(const QString& entry, qsizetype level) {
   const QStringView indent = QStringView(entry).mid(begin, indents);
   if (std::any_of(indent.begin(), indent.end(), [&](QChar c) { return c != indent.front(); })) return entry;
   return entry.left(begin + most) + entry.mid(begin + indents);
-}
-
-QString Joined(const std::vector<std::string>& lines) {
-  QString text;
-  for (const std::string& line : lines) text += To_QString(line) + '\n';
-  return text;
 }
 
 }  // namespace
@@ -123,11 +114,11 @@ void frmFAILSAFE::Form_Load() {
 void frmFAILSAFE::Fill_In() {
   const bool has_line = Is_Line_Number(question_.Line);
   const QString number = QString::number(question_.Number);
-  QString where = Or_Unknown(question_.Procedure) + " (" + Or_Unknown(question_.Module) + ")";
+  QString where = To_QString(question_.Procedure) + " (" + To_QString(question_.Module) + ")";
   if (has_line) where += " on line " + To_QString(question_.Line).trimmed();
-  ui_->lblMessage->Set_Text("An unexpected '" + Or_Unknown(question_.Category) + "' error occurred in " +
+  ui_->lblMessage->Set_Text("An unexpected '" + To_QString(question_.Category) + "' error occurred in " +
                             where + ".");
-  QString description = Or_Unknown(question_.Description);
+  QString description = To_QString(question_.Description);
   if (!question_.Detail.empty()) description += '\n' + To_QString(question_.Detail);
   ui_->errText->Set_Text(description);
   ui_->lblErrCnt->setText("Errors since the start: " + QString::number(question_.ErrorCount));
@@ -139,14 +130,13 @@ void frmFAILSAFE::Fill_In() {
     field->setWordWrap(true);
     field->setToolTip(Plain_Tip(text));
   };
-  fill(ui_->ErrType, Or_Unknown(question_.Category));
-  fill(ui_->errProject, Or_Unknown(question_.Project));
-  fill(ui_->ErrModule, Or_Unknown(question_.Module));
-  fill(ui_->ErrProcedure, Or_Unknown(question_.Procedure));
-  fill(ui_->ErrLine, question_.Line.empty() ? QString(" <unavailable: line numbers not used>")
-                                            : To_QString(question_.Line));
+  fill(ui_->ErrType, To_QString(question_.Category));
+  fill(ui_->errProject, To_QString(question_.Project));
+  fill(ui_->ErrModule, To_QString(question_.Module));
+  fill(ui_->ErrProcedure, To_QString(question_.Procedure));
+  fill(ui_->ErrLine, To_QString(question_.Line));
   fill(ui_->ErrNo, number);
-  fill(ui_->CodePointer, Or_Unknown(question_.Module) + " : " + Or_Unknown(question_.Procedure));
+  fill(ui_->CodePointer, To_QString(question_.Module) + " : " + To_QString(question_.Procedure));
   for (QWidget* widget : {ui_->lblCodePointer, ui_->CodePointer}) widget->setVisible(!has_line);
   ui_->txtInformation->setPlainText(To_QString(question_.ErrorInformation));
   ui_->txtInformation->setVisible(!question_.ErrorInformation.empty());
@@ -160,7 +150,7 @@ void frmFAILSAFE::Fill_In() {
   const QString calls = To_QString(question_.CallTreeText);
   ui_->txtCalls->setPlainText(calls);
   ui_->txtCalls->setHidden(calls.trimmed().isEmpty() ||
-                           calls.trimmed() == Joined(question_.CallTree).trimmed());
+                           calls.trimmed() == To_QString(Joined_Lines(question_.CallTree)).trimmed());
 }
 
 void frmFAILSAFE::Offer_Buttons() {
@@ -176,23 +166,35 @@ void frmFAILSAFE::Offer_Buttons() {
 }
 
 void frmFAILSAFE::Connect() {
-  const auto clicked = [this](QPushButton* button, void (frmFAILSAFE::*handler)()) {
-    connect(button, &QPushButton::clicked, this, handler);
+  const auto clicked = [this](QPushButton* button, const char* procedure, void (frmFAILSAFE::*handler)()) {
+    connect(button, &QPushButton::clicked, this,
+            [this, procedure, handler] { Guarded(procedure, [&] { (this->*handler)(); }); });
   };
-  clicked(ui_->nsCtrlContinue, &frmFAILSAFE::nsCtrlContinue_Click);
-  clicked(ui_->nsCtrlMore, &frmFAILSAFE::nsCtrlMore_Click);
-  clicked(ui_->cmdRetry, &frmFAILSAFE::cmdRetry_Click);
-  clicked(ui_->cmdIgnore, &frmFAILSAFE::cmdIgnore_Click);
-  clicked(ui_->cmdDetails, &frmFAILSAFE::cmdDetails_Click);
-  clicked(ui_->cmdCopy, &frmFAILSAFE::cmdCopy_Click);
-  clicked(ui_->fsPrint, &frmFAILSAFE::fsPrint_Click);
-  clicked(ui_->cmdMail, &frmFAILSAFE::cmdMail_Click);
-  clicked(ui_->cmdBreak, &frmFAILSAFE::cmdBreak_Click);
-  clicked(ui_->nsHelp, &frmFAILSAFE::nsHelp_Click);
+  clicked(ui_->nsCtrlContinue, "Sub nsCtrlContinue_Click", &frmFAILSAFE::nsCtrlContinue_Click);
+  clicked(ui_->nsCtrlMore, "Sub nsCtrlMore_Click", &frmFAILSAFE::nsCtrlMore_Click);
+  clicked(ui_->cmdRetry, "Sub cmdRetry_Click", &frmFAILSAFE::cmdRetry_Click);
+  clicked(ui_->cmdIgnore, "Sub cmdIgnore_Click", &frmFAILSAFE::cmdIgnore_Click);
+  clicked(ui_->cmdDetails, "Sub cmdDetails_Click", &frmFAILSAFE::cmdDetails_Click);
+  clicked(ui_->cmdCopy, "Sub cmdCopy_Click", &frmFAILSAFE::cmdCopy_Click);
+  clicked(ui_->fsPrint, "Sub fsPrint_Click", &frmFAILSAFE::fsPrint_Click);
+  clicked(ui_->cmdMail, "Sub cmdMail_Click", &frmFAILSAFE::cmdMail_Click);
+  clicked(ui_->cmdBreak, "Sub cmdBreak_Click", &frmFAILSAFE::cmdBreak_Click);
+  clicked(ui_->nsHelp, "Sub nsHelp_Click", &frmFAILSAFE::nsHelp_Click);
   connect(new QShortcut(QKeySequence::HelpContents, this), &QShortcut::activated, this,
-          &frmFAILSAFE::nsHelp_Click);
-  connect(ui_->Combo1, &QComboBox::currentIndexChanged, this, &frmFAILSAFE::Combo1_Click);
+          [this] { Guarded("Sub nsHelp_Click", [this] { nsHelp_Click(); }); });
+  connect(ui_->Combo1, &QComboBox::currentIndexChanged, this,
+          [this] { Guarded("Sub Combo1_Click", [this] { Combo1_Click(); }); });
   ui_->Combo1->installEventFilter(this);
+}
+
+// An error that went on from here would end the dialog's loop, and with it the question and what the user has
+// typed. The trap adds it to the dialog.
+void frmFAILSAFE::Guarded(const char* procedure, const std::function<void()>& handler) {
+  try {
+    handler();
+  } catch (const std::exception&) {
+    trap_.fsERROR(modFailSafe::DialogModule, procedure, Current_Error());
+  }
 }
 
 ErrorAnswer frmFAILSAFE::Ask() {
@@ -252,18 +254,26 @@ void frmFAILSAFE::cmdCopy_Click() {
 }
 
 void frmFAILSAFE::fsPrint_Click() {
-  QPrinter printer(QPrinter::HighResolution);
+  const auto printer = std::make_shared<QPrinter>(QPrinter::HighResolution);
   const QString page = ui_->Combo1->currentText();
-  printer.setDocName(page);
-  const bool chosen = !parts_.Choose_Printer || parts_.Choose_Printer(printer, this);
-  // Where no window manager does it.
-  activateWindow();
-  if (!chosen) return;
+  const QString text = Page_Text();
+  printer->setDocName(page);
+  if (!parts_.Choose_Printer) return Print(*printer, page, text);
+  parts_.Choose_Printer(printer, this, [this, printer, page, text](bool chosen) {
+    Guarded("Sub fsPrint_Click", [&] {
+      // Where no window manager does it.
+      activateWindow();
+      if (chosen) Print(*printer, page, text);
+    });
+  });
+}
+
+void frmFAILSAFE::Print(QPrinter& printer, const QString& page, const QString& text) {
   QTextDocument document;
   QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
   fixed.setPointSizeF(9);
   document.setDefaultFont(fixed);
-  document.setPlainText(page + "\n\n" + Page_Text());
+  document.setPlainText(page + "\n\n" + text);
   document.print(&printer);
   const QString file = printer.outputFileName();
   const bool failed =
@@ -284,17 +294,22 @@ void frmFAILSAFE::cmdMail_Click() {
 }
 
 void frmFAILSAFE::cmdBreak_Click() {
-  QMessageBox box(this);
-  box.setIcon(QMessageBox::Question);
-  box.setWindowTitle(windowTitle());
-  box.setTextFormat(Qt::PlainText);
-  box.setText("Break to the debugger?\nChoose CANCEL to continue with program.");
-  box.setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
-  box.setDefaultButton(QMessageBox::Cancel);
-  const bool stop = box.exec() == QMessageBox::Ok;
-  // Where no window manager does it.
-  activateWindow();
-  if (stop) parts_.Break();
+  auto* box = new QMessageBox(this);
+  box->setAttribute(Qt::WA_DeleteOnClose);
+  box->setIcon(QMessageBox::Question);
+  box->setWindowTitle(windowTitle());
+  box->setTextFormat(Qt::PlainText);
+  box->setText("Break to the debugger?\nChoose CANCEL to continue with program.");
+  box->setStandardButtons(QMessageBox::Ok | QMessageBox::Cancel);
+  box->setDefaultButton(QMessageBox::Cancel);
+  connect(box, &QDialog::finished, this, [this](int pressed) {
+    Guarded("Sub cmdBreak_Click", [&] {
+      // Where no window manager does it.
+      activateWindow();
+      if (pressed == QMessageBox::Ok) parts_.Break();
+    });
+  });
+  box->open();
 }
 
 void frmFAILSAFE::nsHelp_Click() {
@@ -308,12 +323,7 @@ void frmFAILSAFE::nsHelp_Click() {
 }
 
 void frmFAILSAFE::Combo1_Click() {
-  try {
-    Show_Page(ui_->Combo1->currentIndex());
-  } catch (const std::exception&) {
-    const RunTimeError error = Current_Error();
-    Tell(To_QString(error.Description()) + '\n' + To_QString(error.Detail()));
-  }
+  Show_Page(ui_->Combo1->currentIndex());
 }
 
 bool frmFAILSAFE::Combo1_KeyDown(int key, Qt::KeyboardModifiers modifiers) {
@@ -384,7 +394,8 @@ void frmFAILSAFE::Show_Page(int page) {
 QString frmFAILSAFE::Page_Text() const {
   switch (ui_->Combo1->currentIndex()) {
     case CallsPage:
-      return question_.CallTreeText.empty() ? Joined(question_.CallTree) : To_QString(question_.CallTreeText);
+      return question_.CallTreeText.empty() ? To_QString(Joined_Lines(question_.CallTree))
+                                            : To_QString(question_.CallTreeText);
     case SystemPage:
       return ui_->txtSystem->toPlainText();
     default:
@@ -413,6 +424,19 @@ void frmFAILSAFE::Unfold(bool whole) {
   if (!whole) size.setHeight(layout()->minimumHeightForWidth(size.width()));
   resize(size);
   Keep_Whole();
+  if (isVisible()) Widen_For_Text();
+}
+
+// The pages' lines of a usual length are not broken where the screen has the room.
+void frmFAILSAFE::Widen_For_Text() {
+  constexpr qsizetype usual = 90;
+  const QPlainTextEdit* page = ui_->txtInformation;
+  if (!page->isVisible()) return;
+  const int margins = 2 * qCeil(page->document()->documentMargin()) + 2;
+  const int text = page->fontMetrics().horizontalAdvance(QString(usual, 'x'));
+  const int missing = text + margins - page->viewport()->width();
+  const int room = screen()->availableSize().width() * 9 / 10 - width();
+  if (missing > 0 && room > 0) resize(width() + std::min(missing, room), height());
 }
 
 // Whatever the width, no text may lose its lines.
@@ -430,6 +454,11 @@ bool frmFAILSAFE::event(QEvent* event) {
   const bool result = QDialog::event(event);
   if (event->type() == QEvent::LayoutRequest) Keep_Whole();
   return result;
+}
+
+void frmFAILSAFE::showEvent(QShowEvent* event) {
+  QDialog::showEvent(event);
+  if (!event->spontaneous()) Widen_For_Text();
 }
 
 void frmFAILSAFE::resizeEvent(QResizeEvent* event) {

@@ -19,8 +19,12 @@ namespace hq {
 
 // What the error dialog asks of the system.
 struct ErrorDialogParts {
-  // Lets the user choose the printer and set it up; false: nothing is to be printed.
-  std::function<bool(QPrinter& printer, QWidget* owner)> Choose_Printer;
+  // Lets the user choose the printer and set it up, and calls chosen when that is done; false: nothing is to
+  // be printed. Must not wait for the user in a loop of its own: a procedure that waits inside of it for the
+  // end of the pause would hold it up. Without it the default printer prints.
+  std::function<void(const std::shared_ptr<QPrinter>& printer, QWidget* owner,
+                     const std::function<void(bool)>& chosen)>
+      Choose_Printer;
   // Opens a text file with the program that the system has for it; false when it has none.
   std::function<bool(const std::string& path)> Open_File;
   // Stops in the debugger that watches the program. When it is not set the dialog offers no such thing.
@@ -45,6 +49,7 @@ class frmFAILSAFE final : public QDialog {
   bool event(QEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
+  void showEvent(QShowEvent* event) override;
   // Escape and the window's frame.
   void reject() override { nsCtrlContinue_Click(); }
 
@@ -69,13 +74,17 @@ class frmFAILSAFE final : public QDialog {
   bool Combo1_KeyDown(int key, Qt::KeyboardModifiers modifiers);
   bool Combo1_KeyPress(const QString& character);
 
+  // Runs a handler of the form; an error of it goes to the trap.
+  void Guarded(const char* procedure, const std::function<void()>& handler);
   void End_With(int choice);
   void Choose_Page(int page);
   void Show_Page(int page);
   [[nodiscard]] QString Page_Text() const;
+  void Print(QPrinter& printer, const QString& page, const QString& text);
   void Tell(const QString& outcome);
   void Unfold(bool whole);
   void Keep_Whole();
+  void Widen_For_Text();
   [[nodiscard]] QSize First_Size() const;
 
   modFailSafe& trap_;

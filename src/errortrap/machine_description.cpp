@@ -47,10 +47,6 @@ class Description {
   bool under_way_ = false;
 };
 
-std::string Number_Text(std::optional<int> number) {
-  return number ? std::to_string(*number) : std::string();
-}
-
 void Describe_Application(Description& description, const ApplicationFacts& application,
                           const MachineFacts& machine) {
   description.Section("Application");

@@ -2,13 +2,13 @@
 
 #include <charconv>
 
+#include "errortrap/entry_text.h"
 #include "platform/program.h"
 
 namespace hq {
 
 namespace {
 
-constexpr std::string_view Separator = " : ";
 constexpr const char* TooDeep =
     "The program is too deeply nested. The error handler can only handle 1000 levels of recursion.";
 constexpr const char* Unbalanced = "Procedure is unbalanced or contains calls to unbalanced routines.";
@@ -20,7 +20,8 @@ constexpr const char* NotStarted =
 bool Names_Procedure(std::string_view text, std::string_view module, std::string_view procedure) {
   for (size_t at = text.find(module); at != std::string_view::npos; at = text.find(module, at + 1)) {
     const std::string_view rest = text.substr(at + module.size());
-    if (rest.starts_with(Separator) && rest.substr(Separator.size()).starts_with(procedure)) return true;
+    if (rest.starts_with(EntrySeparator) && rest.substr(EntrySeparator.size()).starts_with(procedure))
+      return true;
   }
   return false;
 }
@@ -52,13 +53,13 @@ void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, st
   if (indent_.size() < indents)
     indent_.resize(indents, options_.IndentCharacter.empty() ? ' ' : options_.IndentCharacter[0]);
   std::string& entry = level.EntryText;
-  entry.assign(1, ' ').append(number, number_end).append(Separator);
+  entry.assign(1, ' ').append(number, number_end).append(EntrySeparator);
   const size_t prefix = entry.size();
   entry.append(indent_, 0, indents)
       .append(module)
-      .append(Separator)
+      .append(EntrySeparator)
       .append(procedure)
-      .append(Separator)
+      .append(EntrySeparator)
       .append(text);
   if (Write_Record) {
     Write_Record(
@@ -70,13 +71,13 @@ void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, st
 void modFailSafe::fsPOP(std::string_view module, std::string_view procedure, std::string_view /*text*/) {
   if (options_.TraceOff) return;
   Wait_While_Paused(module);
-  if (!started_) return Complain(module, procedure, NotStarted);
-  if (depth_ == 0) return Complain(module, procedure, ExitWithoutEntry);
+  if (!started_) return Complain(module, procedure, RunTimeError(InternalError, NotStarted));
+  if (depth_ == 0) return Complain(module, procedure, RunTimeError(InternalError, ExitWithoutEntry));
   const Level& level = levels_[static_cast<size_t>(depth_) - 1];
   if (!Names_Procedure(level.EntryText, module, procedure)) {
     if (!options_.CheckBalance) return;
     depth_ = 0;
-    return Complain(module, procedure, Unbalanced);
+    return Complain(module, procedure, RunTimeError(InternalError, Unbalanced));
   }
   struct Leaving {
     explicit Leaving(modFailSafe& trap) : trap_(trap) {}
@@ -91,7 +92,7 @@ void modFailSafe::fsPOP(std::string_view module, std::string_view procedure, std
     // An exit is written without the depth that the entry text begins with.
     const std::string_view entry = level.EntryText;
     Write_Record({TraceRecord::Direction::Exit, ++record_count_, Elapsed(),
-                  entry.substr(entry.find(Separator) + Separator.size())});
+                  entry.substr(entry.find(EntrySeparator) + EntrySeparator.size())});
   }
 }
 
@@ -157,12 +158,12 @@ void modFailSafe::Wait_While_Paused(std::string_view module) {
   }
 }
 
-void modFailSafe::Complain(std::string_view module, std::string_view procedure, const char* text) {
+void modFailSafe::Complain(std::string_view module, std::string_view procedure, const RunTimeError& trouble) {
   Tell({.Module = std::string(module),
         .Procedure = std::string(procedure),
-        .Number = InternalError,
-        .Description = Error_Description(InternalError),
-        .Detail = text,
+        .Number = trouble.Number(),
+        .Description = trouble.Description(),
+        .Detail = trouble.Detail(),
         .CanGoOn = false});
 }
 

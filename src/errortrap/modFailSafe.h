@@ -94,6 +94,9 @@ class modFailSafe {
   // Records an error of a procedure and asks the reporter; the trap is paused meanwhile. Returns the choice.
   int fsERROR(std::string_view module, std::string_view procedure, const RunTimeError& error);
 
+  // Tells the reporter of trouble with the trap itself: no statement failed that could be run again.
+  void Complain(std::string_view module, std::string_view procedure, const RunTimeError& trouble);
+
   // While paused both hooks wait, running the message loop; those of DialogModule do not.
   void Pause(bool paused) { paused_ = paused; }
 
@@ -126,7 +129,6 @@ class modFailSafe {
 
   void Start();
   void Wait_While_Paused(std::string_view module);
-  void Complain(std::string_view module, std::string_view procedure, const char* text);
   int Tell(TrappedError error);
 
   MessageLoop* loop_;

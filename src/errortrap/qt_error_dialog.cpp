@@ -14,9 +14,13 @@ namespace hq {
 
 ErrorDialogParts System_Error_Dialog_Parts() {
   return {.Choose_Printer =
-              [](QPrinter& printer, QWidget* owner) {
-                QPrintDialog dialog(&printer, owner);
-                return dialog.exec() == QDialog::Accepted;
+              [](const std::shared_ptr<QPrinter>& printer, QWidget* owner,
+                 const std::function<void(bool)>& chosen) {
+                auto* dialog = new QPrintDialog(printer.get(), owner);
+                dialog->setAttribute(Qt::WA_DeleteOnClose);
+                QObject::connect(dialog, &QDialog::finished, owner,
+                                 [printer, chosen](int pressed) { chosen(pressed == QDialog::Accepted); });
+                dialog->open();
               },
           .Open_File =
               [](const std::string& path) {
@@ -36,9 +40,19 @@ ErrorAnswer QtErrorDialog::Ask(const ErrorQuestion& question) {
   if (QWidget* grabber = QWidget::mouseGrabber()) grabber->releaseMouse();
   const QPointer<QWidget> before = QApplication::activeWindow();
   frmFAILSAFE form(trap_, question, parts_);
-  frmFAILSAFE* const outer = std::exchange(form_, &form);
-  ErrorAnswer answer = form.Ask();
-  form_ = outer;
+  struct Waiting {
+    Waiting(frmFAILSAFE*& latest, frmFAILSAFE& form) : latest_(latest), before_(latest) { latest_ = &form; }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+    ~Waiting() { latest_ = before_; }
+    frmFAILSAFE*& latest_;
+    frmFAILSAFE* const before_;
+  };
+  ErrorAnswer answer;
+  {
+    const Waiting waiting(form_, form);
+    answer = form.Ask();
+  }
   if (before && before->isVisible()) before->activateWindow();
   return answer;
 }

@@ -14,6 +14,16 @@ bool Is_Control(char c) {
 
 }  // namespace
 
+std::string Or_Unknown(const std::string& text) {
+  return text.empty() ? Unknown : text;
+}
+
+std::string Joined_Lines(const std::vector<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text.append(line).append("\n");
+  return text;
+}
+
 std::string One_Line(std::string_view text) {
   std::string line(text);
   for (char& c : line) {
@@ -59,6 +69,10 @@ std::string Percent_Text(std::uint64_t part, std::uint64_t whole) {
   std::string text = whole_percents == 0 ? std::string() : std::to_string(whole_percents);
   if (!decimals.empty()) text += "." + decimals;
   return text;
+}
+
+std::string Number_Text(std::optional<int> number) {
+  return number ? std::to_string(*number) : std::string();
 }
 
 std::string Yes_No(std::optional<bool> value) {

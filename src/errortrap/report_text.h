@@ -4,10 +4,18 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace hq {
 
 // How the machine description and the reports write what they tell. Numbers look the same in every locale.
+
+// Stands for what is not known, where a text must stand.
+inline constexpr const char* Unknown = "<unknown>";
+[[nodiscard]] std::string Or_Unknown(const std::string& text);
+
+// Every line with a line end, LF.
+[[nodiscard]] std::string Joined_Lines(const std::vector<std::string>& lines);
 
 // The text with a blank for every control character, line ends included, so that it can fake no label of
 // another line; without blanks at its ends.
@@ -27,6 +35,9 @@ namespace hq {
 // the point: 97.5 is "97.5", 45 is "45", a half percent ".5"; nothing is "0". part is not above whole, and
 // whole is not 0.
 [[nodiscard]] std::string Percent_Text(std::uint64_t part, std::uint64_t whole);
+
+// The number, empty for what is not known.
+[[nodiscard]] std::string Number_Text(std::optional<int> number);
 
 // "YES", "NO", or empty for what is not known.
 [[nodiscard]] std::string Yes_No(std::optional<bool> value);

@@ -6,8 +6,6 @@
 #include <exception>
 #include <utility>
 
-#include "base/run_time_error.h"
-
 namespace hq {
 
 namespace {
@@ -38,12 +36,10 @@ void Append_Milliseconds(std::string& text, double milliseconds, char separator)
   Append_Number(text, units % 10000, 4);
 }
 
-std::string Reason(const std::string& path) {
-  try {
-    throw;
-  } catch (const std::exception& error) {
-    return "Could not write to log file " + path + ": " + error.what();
-  }
+// The exception now being handled, as what became of the file.
+RunTimeError Failure(const std::string& path) {
+  const RunTimeError error = Current_Error();
+  return RunTimeError(error.Number(), "Could not write to log file " + path + "\n" + error.Detail());
 }
 
 }  // namespace
@@ -143,7 +139,7 @@ void TraceLog::Put_Line() {
     try {
       circular_->Write(line_);
     } catch (const std::exception&) {
-      failures_[0] = Reason(circular_->Path());
+      failures_[0] = Failure(circular_->Path());
       circular_.reset();
     }
   }
@@ -160,20 +156,20 @@ void TraceLog::Put_Kept_Back() {
   try {
     plain_->Append(kept_back_);
   } catch (const std::exception&) {
-    failures_[1] = Reason(plain_->Path());
+    failures_[1] = Failure(plain_->Path());
     plain_.reset();
   }
   kept_back_.clear();
 }
 
 void TraceLog::Tell_Failures() {
-  for (std::string& failure : failures_) {
-    if (failure.empty()) continue;
+  for (std::optional<RunTimeError>& failure : failures_) {
+    if (!failure) continue;
     // Who is told may run traced procedures, which come back here.
-    const std::string text = std::exchange(failure, {});
+    const RunTimeError error = *std::exchange(failure, std::nullopt);
     if (!options_.On_Failure) continue;
     try {
-      options_.On_Failure(text);
+      options_.On_Failure(error);
     } catch (const std::exception&) {
       // There is nobody left to tell.
       continue;

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/run_time_error.h"
 #include "errortrap/circular_log.h"
 #include "errortrap/modFailSafe.h"
 #include "platform/log_file.h"
@@ -31,7 +32,7 @@ class TraceLog {
     bool Timing = true;               // without it every time reads as 0
     std::function<TraceLoad()> Load;  // asked at most every 250 ms of the records' time; may be empty
     // Told once for each file that can't be written to any more; may be empty.
-    std::function<void(const std::string& text)> On_Failure;
+    std::function<void(const RunTimeError& error)> On_Failure;
   };
   // Takes over the files; either may be null.
   TraceLog(Options options, std::unique_ptr<LogFile> plain, std::unique_ptr<CircularLog> circular);
@@ -66,7 +67,7 @@ class TraceLog {
   std::string prefix_;
   std::string line_;
   std::string kept_back_;
-  std::string failures_[2];  // not told yet; of the circular and the plain log
+  std::optional<RunTimeError> failures_[2];  // not told yet; of the circular and the plain log
   TraceLoad load_;
   std::optional<double> load_asked_;  // milliseconds of the record
 };

@@ -3,7 +3,10 @@
 #include <utility>
 
 #include "base/strings.h"
+#include "errortrap/entry_text.h"
 #include "errortrap/error_category.h"
+#include "errortrap/error_record_labels.h"
+#include "errortrap/report_text.h"
 #include "platform/debugger.h"
 #include "platform/machine.h"
 
@@ -12,31 +15,7 @@ namespace hq {
 namespace {
 
 constexpr const char* Module = "modFailSafe.bas";
-constexpr std::string_view Separator = " : ";
-constexpr const char* NoLineNumbers = " <unavailable: line numbers not used>";
-constexpr const char* Unknown = "<unknown>";
-
-std::string Or_Unknown(const std::string& text) {
-  return text.empty() ? Unknown : text;
-}
-
-// An entry text without the arguments at its end.
-std::string Without_Arguments(const std::string& entry) {
-  // Depth, module, procedure, each followed by a separator.
-  size_t end = 0;
-  for (int part = 0; part < 3; ++part) {
-    const size_t found = entry.find(Separator, end);
-    if (found == std::string::npos) return entry;
-    end = found + Separator.size();
-  }
-  return entry.substr(0, end);
-}
-
-std::string Joined(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) text.append(line).append("\n");
-  return text;
-}
+using error_record::NoLineNumbers;
 
 std::string With_Detail(const std::string& description, const std::string& detail) {
   return detail.empty() ? description : description + ": " + detail;
@@ -50,7 +29,7 @@ std::string_view Kept_Back_By(const void* log) {
 std::string Error_Information(const ErrorRecord& record) {
   return "An unexpected '" + record.Category + "' error occurred in\n" + record.Procedure + " (" +
          record.Module + ").\n\n" + record.Description + "\n\nRuntime error " +
-         std::to_string(record.Number) + " on line" + NoLineNumbers +
+         std::to_string(record.Number) + " on line" + std::string(NoLineNumbers) +
          "\nCode Pointer = " + record.CodePointer + "\n\nProgram: " + record.Source +
          "\nTime: " + record.When + "\n";
 }
@@ -60,6 +39,10 @@ std::string Error_Information(const ErrorRecord& record) {
 TrapSession::TrapSession(modFailSafe& trap, TrapSessionParts parts) : trap_(trap), parts_(std::move(parts)) {
   trap_.Read_Options = [this] { return Start(); };
   trap_.Set_Reporter(this);
+  if (!parts_.WatchesCrashes) return;
+  // With the default settings: a crash may come before the trap starts.
+  crash_records_ = std::make_unique<CrashRecords>(trap_, Source(), Error_Log_Places());
+  crash_watch_ = std::make_unique<CrashWatch>(*crash_records_);
 }
 
 TrapSession::~TrapSession() {
@@ -72,53 +55,60 @@ TrapSession::~TrapSession() {
 
 TraceOptions TrapSession::Start() {
   settings_ = Load_Trap_Settings(parts_.FileSystem, parts_.Application.Folder);
-  error_log_ = std::make_unique<ErrorLog>(
-      std::vector<std::string>{Log_File_Path(settings_, parts_.Application.Folder), In_Folder("!error!.log"),
-                               Join_Path(Temporary_Folder(), "fsError.log")});
-  const bool traces = settings_.CaptureToDisk || settings_.CircularLog;
-  if (traces) {
-    auto plain = settings_.CaptureToDisk && !settings_.CircularLog ? Open_Trace() : nullptr;
-    auto circular = settings_.CircularLog ? Open_Circular() : nullptr;
-    if (plain || circular) {
-      trace_ = std::make_unique<TraceLog>(TraceLog::Options{.Name = parts_.Application.ExeName,
-                                                            .DecimalSeparator = Decimal_Separator(),
-                                                            .Load = [this] { return Load(); },
-                                                            .On_Failure = {}},
-                                          std::move(plain), std::move(circular));
-      trace_->Start(Source() + " <" + System_Date_Text(parts_.Time.Today()) + ", " +
-                    System_Time_Text(parts_.Time.Time_Of_Day()) + ">");
-      if (crash_records_ && !settings_.CircularLog)
-        crash_records_->Set_Trace_Log(Kept_Back_By, trace_.get(), In_Folder(TraceFileName));
-      trap_.Write_Record = [this](const TraceRecord& record) { trace_->Write(record); };
-    }
+  error_log_ = std::make_unique<ErrorLog>(Error_Log_Places());
+  if (crash_records_) {
+    crash_records_->Set_Places(Error_Log_Places());
+    crash_records_->Set_Includes_Arguments(settings_.IncludeArguments);
   }
+  auto circular = settings_.CircularLog ? Open_Circular() : nullptr;
+  auto plain = settings_.CaptureToDisk && !circular ? Open_Trace() : nullptr;
+  if (plain || circular) Trace_To(std::move(plain), std::move(circular));
   // A development tool's own watch over the program is what the check for balance is for.
   return {.CheckBalance = Debugger_Attached(), .Timing = trace_ != nullptr};
 }
 
+void TrapSession::Trace_To(std::unique_ptr<LogFile> plain, std::unique_ptr<CircularLog> circular) {
+  const bool keeps_back = plain != nullptr;
+  trace_ = std::make_unique<TraceLog>(
+      TraceLog::Options{
+          .Name = parts_.Application.ExeName,
+          .DecimalSeparator = Decimal_Separator(),
+          .Load = [this] { return Load(); },
+          .On_Failure =
+              [this](const RunTimeError& error) { trap_.Complain(Module, "Sub Write_Record", error); }},
+      std::move(plain), std::move(circular));
+  trace_->Start(Source() + " <" + System_Date_Text(parts_.Time.Today()) + ", " +
+                System_Time_Text(parts_.Time.Time_Of_Day()) + ">");
+  if (crash_records_ && keeps_back)
+    crash_records_->Set_Trace_Log(Kept_Back_By, trace_.get(), In_Folder(TraceFileName));
+  trap_.Write_Record = [this](const TraceRecord& record) { trace_->Write(record); };
+}
+
 std::unique_ptr<LogFile> TrapSession::Open_Trace() {
-  const std::string path = In_Folder(TraceFileName);
-  try {
+  return Opened("Sub Open_Trace", "Could not open trace log file " + std::string(TraceFileName), [this] {
+    const std::string path = In_Folder(TraceFileName);
     // The trace of the run before is what tells of a program that ended by an error.
-    if (parts_.FileSystem.Exists(path)) parts_.FileSystem.Copy(path, path + ".bak");
+    if (parts_.FileSystem.Exists(path)) parts_.FileSystem.Rename(path, path + ".bak");
     return std::make_unique<LogFile>(path, LogFile::Begin::Anew);
-  } catch (const RunTimeError& error) {
-    trap_.fsERROR(Module, "Sub Open_Trace",
-                  RunTimeError(error.Number(), "Could not open trace log file " + std::string(TraceFileName) +
-                                                   " (" + error.what() + ")"));
-    return nullptr;
-  }
+  });
 }
 
 std::unique_ptr<CircularLog> TrapSession::Open_Circular() {
-  try {
+  return Opened("Sub Open_Circular", CouldNotOpenCircularLog + settings_.CircularFileName, [this] {
     return std::make_unique<CircularLog>(In_Folder(settings_.CircularFileName), settings_.RecordSize,
                                          settings_.MaxRecords);
-  } catch (const RunTimeError& error) {
-    trap_.fsERROR(Module, "Sub Open_Circular",
-                  RunTimeError(error.Number(), "Could not open circular log file " +
-                                                   settings_.CircularFileName + " (" + error.what() + ")"));
-    return nullptr;
+  });
+}
+
+template <class Open>
+std::invoke_result_t<Open> TrapSession::Opened(const char* procedure, const std::string& fault, Open&& open) {
+  for (;;) {
+    try {
+      return open();
+    } catch (const RunTimeError& error) {
+      const RunTimeError told(error.Number(), fault + "\n" + error.Detail());
+      if (trap_.fsERROR(Module, procedure, told) != trap_choice::Retry) return nullptr;
+    }
   }
 }
 
@@ -179,8 +169,26 @@ std::vector<std::string> TrapSession::Call_Tree(const TrappedError& error) const
   if (settings_.IncludeArguments) return error.CallStack;
   std::vector<std::string> tree;
   tree.reserve(error.CallStack.size());
-  for (const std::string& entry : error.CallStack) tree.push_back(Without_Arguments(entry));
+  for (const std::string& entry : error.CallStack) tree.emplace_back(Without_Argument(entry));
   return tree;
+}
+
+std::vector<std::string> TrapSession::Error_Log_Places() const {
+  return {Log_File_Path(settings_, parts_.Application.Folder), In_Folder("!error!.log"),
+          Join_Path(Temporary_Folder(), "fsError.log")};
+}
+
+MachineFacts TrapSession::Machine() const {
+  try {
+    return parts_.Look_At_Machine();
+  } catch (const std::exception&) {
+    // A report without the machine is worth more than none.
+    return {};
+  }
+}
+
+std::string TrapSession::System_Information() const {
+  return Machine_Description(parts_.Application, Machine());
 }
 
 ErrorRecord TrapSession::Record_Of(const TrappedError& error) const {
@@ -190,12 +198,11 @@ ErrorRecord TrapSession::Record_Of(const TrappedError& error) const {
   record.Source = Source();
   record.Module = Or_Unknown(error.Module);
   record.Procedure = Or_Unknown(error.Procedure);
-  record.CodePointer = record.Module + std::string(Separator) + record.Procedure;
+  record.CodePointer = record.Module + std::string(EntrySeparator) + record.Procedure;
   record.Number = error.Number;
   record.Description = With_Detail(error.Description, error.Detail);
   record.CallTree = Call_Tree(error);
-  if (settings_.ForceSystemInfo)
-    record.SystemInformation = Machine_Description(parts_.Application, parts_.Look_At_Machine());
+  if (settings_.ForceSystemInfo) record.SystemInformation = System_Information();
   return record;
 }
 
@@ -207,14 +214,14 @@ ErrorQuestion TrapSession::Question_Of(const ErrorRecord& record, const TrappedE
   question.Procedure = record.Procedure;
   question.Line = NoLineNumbers;
   question.Number = record.Number;
-  question.Description = error.Description;
+  question.Description = Or_Unknown(error.Description);
   question.Detail = error.Detail;
   question.CallTree = record.CallTree;
   question.ErrorCount = error.Count;
   question.ErrorInformation = Error_Information(record);
-  question.CallTreeText = Joined(record.CallTree);
+  question.CallTreeText = Joined_Lines(record.CallTree);
   question.SystemInformation = [this, known = record.SystemInformation] {
-    return known.empty() ? Machine_Description(parts_.Application, parts_.Look_At_Machine()) : known;
+    return known.empty() ? System_Information() : known;
   };
   question.Display = settings_.Display;
   question.AsksUser = settings_.IncludeUser;
@@ -234,10 +241,10 @@ ErrorQuestion TrapSession::Question_Of(const ErrorRecord& record, const TrappedE
 
 std::string TrapSession::Write_Report(const ErrorRecord& record, const std::string& user_text) {
   try {
-    const MachineFacts machine = parts_.Look_At_Machine();
+    const MachineFacts machine = Machine();
     std::string text = Error_Information(record);
     if (!user_text.empty()) text += "\nUser Said\n" + user_text + "\n";
-    text += "\nCall Tree & Arguments\n" + Joined(record.CallTree);
+    text += "\nCall Tree & Arguments\n" + Joined_Lines(record.CallTree);
     text += "\nSystem State Information\n" + Machine_Description(parts_.Application, machine);
     text += "\n" + Defect_Report(parts_.Application, machine, settings_, record, user_text);
     LogFile file(In_Folder(ReportFileName), LogFile::Begin::Anew);
@@ -249,13 +256,16 @@ std::string TrapSession::Write_Report(const ErrorRecord& record, const std::stri
 }
 
 std::string TrapSession::Send_Report(const ErrorRecord& record, const std::string& user_text) {
-  const MachineFacts machine = parts_.Look_At_Machine();
+  const MachineFacts machine = Machine();
   const std::string report =
       Defect_Report(parts_.Application, machine, settings_, record, settings_.IncludeUser ? user_text : "");
   const std::string written = Write_Report(record, settings_.IncludeUser ? user_text : "");
   std::string attachment;
-  if (settings_.AttachLog)
-    attachment = error_log_ && !error_log_->Path().empty() ? error_log_->Path() : written;
+  if (settings_.AttachLog) {
+    // Somebody may have moved the log away meanwhile.
+    const bool logged = error_log_ && parts_.FileSystem.Exists(error_log_->Path());
+    attachment = logged ? error_log_->Path() : written;
+  }
   const std::string fault = parts_.Mail.Send(Error_Mail(settings_, machine, report, attachment));
   return fault.empty() ? "The report was handed to the mail program." : fault;
 }

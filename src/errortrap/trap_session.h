@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "errortrap/crash_record.h"
@@ -51,12 +52,20 @@ class TrapSession final : public ErrorReporter {
 
  private:
   TraceOptions Start();
+  void Trace_To(std::unique_ptr<LogFile> plain, std::unique_ptr<CircularLog> circular);
   std::unique_ptr<LogFile> Open_Trace();
   std::unique_ptr<CircularLog> Open_Circular();
+  // What open makes; null when that fails and is not to be tried again. fault: what is told then.
+  template <class Open>
+  std::invoke_result_t<Open> Opened(const char* procedure, const std::string& fault, Open&& open);
   [[nodiscard]] TraceLoad Load() const;
   [[nodiscard]] std::string Source() const;
   [[nodiscard]] std::string In_Folder(const std::string& name) const;
   [[nodiscard]] std::vector<std::string> Call_Tree(const TrappedError& error) const;
+  [[nodiscard]] std::vector<std::string> Error_Log_Places() const;
+  // Without what can't be looked at.
+  [[nodiscard]] MachineFacts Machine() const;
+  [[nodiscard]] std::string System_Information() const;
   [[nodiscard]] ErrorRecord Record_Of(const TrappedError& error) const;
   [[nodiscard]] ErrorQuestion Question_Of(const ErrorRecord& record, const TrappedError& error);
   // Writes the complete report and returns its path, empty when it can't be written.

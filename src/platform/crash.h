@@ -48,8 +48,8 @@ class CrashWatch {
 // A file that a crashing process adds its last words to. Allocates nothing and waits for nobody.
 class CrashFile {
  public:
-  // Opens the file at its end, or makes it; only the user may read and write it then. What is no regular file
-  // is not opened. path ends in a NUL.
+  // Opens the file at its end, or makes it; only the user may read and write it then. What is no regular
+  // file, or another user's, is not opened. path ends in a NUL.
   explicit CrashFile(const char* path) noexcept;
   CrashFile(const CrashFile&) = delete;
   CrashFile& operator=(const CrashFile&) = delete;

@@ -228,7 +228,8 @@ CrashFile::CrashFile(const char* path) noexcept
     : handle_(open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600)) {
   struct stat facts {};
   const auto file = static_cast<int>(handle_);
-  if (handle_ >= 0 && fstat(file, &facts) == 0 && S_ISREG(facts.st_mode)) {
+  if (handle_ >= 0 && fstat(file, &facts) == 0 && S_ISREG(facts.st_mode) &&
+      (facts.st_uid == geteuid() || geteuid() == 0)) {
     fchmod(file, 0600);
   } else if (handle_ >= 0) {
     close(file);

@@ -67,6 +67,25 @@ void SystemFiles::Copy(const std::string& from, const std::string& to) {
   copy->Close();
 }
 
+void SystemFiles::Rename(const std::string& from, const std::string& to) {
+  for (const std::string& path : {from, to}) {
+    if (Has_Nul(path)) throw File_Error(std::make_error_code(std::errc::invalid_argument), path);
+    std::error_code ignored;
+    if (fs::is_directory(fs::symlink_status(path, ignored))) {
+      throw File_Error(std::make_error_code(std::errc::is_a_directory), path);
+    }
+  }
+  std::error_code error;
+  if (!fs::exists(fs::symlink_status(from, error))) {
+    throw File_Error(std::make_error_code(std::errc::no_such_file_or_directory), from);
+  }
+  fs::rename(from, to, error);
+  if (!error) return;
+  // The file is there: what is missing is the folder that it is to go to.
+  throw error == std::errc::no_such_file_or_directory ? RunTimeError(PathNotFound, to)
+                                                      : File_Error(error, to);
+}
+
 void SystemFiles::Delete(const std::string& path) {
   if (Has_Nul(path)) throw File_Error(std::make_error_code(std::errc::invalid_argument), path);
   std::error_code error;

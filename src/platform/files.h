@@ -47,6 +47,11 @@ class Files {
   // all.
   virtual void Copy(const std::string& from, const std::string& to) = 0;
 
+  // Gives a file or a link of any size another name on the same disk; a file of that name is replaced. Raises
+  // FileNotFound when there is none, PathNotFound when the folder of to is missing, PathFileAccessError when
+  // either is a folder.
+  virtual void Rename(const std::string& from, const std::string& to) = 0;
+
   // Deletes a file or a link. Raises FileNotFound when there is none, PathFileAccessError when it is a
   // folder.
   virtual void Delete(const std::string& path) = 0;
@@ -61,6 +66,7 @@ class SystemFiles final : public Files {
   std::unique_ptr<OutputFile> Open_For_Output(const std::string& path) override;
   std::string Read(const std::string& path) override;
   void Copy(const std::string& from, const std::string& to) override;
+  void Rename(const std::string& from, const std::string& to) override;
   void Delete(const std::string& path) override;
   bool Exists(const std::string& path) override;
 };

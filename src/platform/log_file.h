@@ -9,9 +9,10 @@ namespace hq {
 
 // A log that stays open while the program runs. What has been written is with the system at once and outlives
 // the process. Only the user may read and write the file (mode 0600 where there are modes; an existing file
-// is brought to it where the system lets it). Failures are raised as RunTimeError whose detail names the path
-// and the system's reason; a write that fails half-way, as on a full disk, leaves the file as long as it was.
-// Of a link the file it leads to is written; what is no regular file is refused with PathFileAccessError.
+// is brought to it where the system lets it, one opened InPlace only by Make_Private). Failures are raised as
+// RunTimeError whose detail names the path and the system's reason; a write that fails half-way, as on a full
+// disk, leaves the file as long as it was. Of a link the file it leads to is written; what is no regular file
+// is refused with PathFileAccessError, and another user's file with PermissionDenied.
 class LogFile {
  public:
   enum class Begin { Anew, AtTheEnd, InPlace };
@@ -22,6 +23,12 @@ class LogFile {
   LogFile(const LogFile&) = delete;
   LogFile& operator=(const LogFile&) = delete;
   ~LogFile();
+
+  // Brings a file opened InPlace to the user alone, once it is known to be a log.
+  void Make_Private();
+  // Keeps the file to this object until it goes, on systems and disks that know such locks. Raises
+  // PermissionDenied when another one has it.
+  void Lock();
 
   // At the end of the file as it is now: another process may have written to it too.
   void Append(std::string_view bytes);

@@ -1,5 +1,6 @@
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -87,13 +88,30 @@ LogFile::LogFile(std::string path, Begin begin)
     struct stat state {};
     if (fstat(file, &state) != 0) throw Last_Error(path_);
     if (!S_ISREG(state.st_mode)) throw No_Regular_File(path_);
-    // A file system without modes, or another user's file, keeps what it has.
-    if ((state.st_mode & 07777) != 0600 && fchmod(file, 0600) != 0) errno = 0;
+    // Its owner could read what is written. The administrator may write to everybody's files.
+    if (state.st_uid != geteuid() && geteuid() != 0) {
+      throw RunTimeError(PermissionDenied, path_ + ": another user's file");
+    }
+    if (!in_place_) Make_Private();
     if (begin == Begin::Anew) Cut_To(file, 0, path_);
     if (!in_place_ && fcntl(file, F_SETFL, O_APPEND) != 0) throw Last_Error(path_);
   } catch (...) {
     close(file);
     throw;
+  }
+}
+
+void LogFile::Make_Private() {
+  struct stat state {};
+  const int file = Number_Of(handle_);
+  // A file system without modes keeps what it has.
+  if (fstat(file, &state) == 0 && (state.st_mode & 07777) != 0600 && fchmod(file, 0600) != 0) errno = 0;
+}
+
+void LogFile::Lock() {
+  while (flock(Number_Of(handle_), LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EWOULDBLOCK) throw RunTimeError(PermissionDenied, path_ + ": another program writes to it");
+    if (errno != EINTR) return;  // a file system without locks
   }
 }
 

@@ -44,9 +44,10 @@ const char* State_Text(int state) {
 }  // namespace
 
 void Inet1_StateChanged(modFailSafe& trap, TransferControl& inet, MessageLoop& loop, StatusLine& status,
-                        TransferState& transfer, int state) {
+                        TransferState& transfer, const std::function<int()>& next_state) {
   Skip_Failing_Statements(trap, {"frmmain1.frm", "Sub Inet1_StateChanged"},
                           [&](SkippingStatements& statement) {
+                            const int state = next_state();
                             if (state == ResponseCompleted) {
                               statement([&] {
                                 std::string text;

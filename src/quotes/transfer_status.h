@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "errortrap/message_loop.h"
 #include "errortrap/modFailSafe.h"
 #include "quotes/quote_parser.h"
@@ -20,9 +22,10 @@ class StatusLine {
 
 // The transfer's event handler: puts the state's text into TransferStatus and, but for the error state, shows
 // it; on the last state it reads the whole body into ResponseText first, letting the message loop run after
-// each piece.
+// each piece. next_state is asked for the state when the entry hook has let the handler in, which may be long
+// after its call.
 void Inet1_StateChanged(modFailSafe& trap, TransferControl& inet, MessageLoop& loop, StatusLine& status,
-                        TransferState& transfer, int state);
+                        TransferState& transfer, const std::function<int()>& next_state);
 
 // How a waiting procedure recognises outcomes: by these parts of TransferStatus, with regard to case.
 [[nodiscard]] bool Transfer_Failed(const TransferState& transfer);

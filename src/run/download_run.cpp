@@ -48,15 +48,33 @@ std::string With_Details(std::string text, const std::string& one, const std::st
 
 DownloadRun::DownloadRun(SharedState& state, const RunServices& services)
     : state_(state), services_(services) {
-  services_.Inet.StateChanged = [this](int number) {
-    Inet1_StateChanged(services_.Trap, services_.Inet, services_.Loop, services_.Status, state_.Transfer,
-                       number);
-  };
+  services_.Inet.StateChanged = [this](int number) { State_Came(number); };
 }
 
 DownloadRun::~DownloadRun() {
   services_.Inet.Cancel();
   services_.Inet.StateChanged = nullptr;
+}
+
+// A handler that is called while the trap is paused waits in a loop of its own, which brings the next state.
+// One waits for all of them, and they are handled in the order of their coming: the last one must not be
+// overtaken, or the transfer would never seem to end.
+void DownloadRun::State_Came(int number) {
+  states_.push_back(number);
+  if (state_waits_) return;
+  const auto next_state = [this] {
+    state_waits_ = false;
+    const int state = states_.front();
+    states_.pop_front();
+    return state;
+  };
+  while (!states_.empty()) {
+    state_waits_ = true;
+    Inet1_StateChanged(services_.Trap, services_.Inet, services_.Loop, services_.Status, state_.Transfer,
+                       next_state);
+    // The trap has not let it in.
+    if (state_waits_) next_state();
+  }
 }
 
 bool DownloadRun::cmddownload_Click(const StockList& stocks, const EntryTexts& entry,

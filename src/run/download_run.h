@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <string>
@@ -90,6 +91,7 @@ class DownloadRun {
   SymbolOutcome Process_Onestock();
 
  private:
+  void State_Came(int number);
   // True when the transfer ended before the last pass.
   bool Wait_For_Transfer();
   SymbolOutcome Process_Answer(SymbolOutcome outcome);
@@ -97,7 +99,9 @@ class DownloadRun {
   SharedState& state_;
   RunServices services_;
   std::map<std::string, std::string> written_;  // the files of this run and whose they are
-  unsigned transfers_ = 0;  // started so far; tells a wait that its transfer has been cancelled for another
+  unsigned transfers_ = 0;    // started so far; tells a wait that its transfer has been cancelled for another
+  std::deque<int> states_;    // of the transfer, not handled yet, the oldest first
+  bool state_waits_ = false;  // a handler is called and not let in yet
 };
 
 }  // namespace hq

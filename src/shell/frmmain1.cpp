@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QTimer>
 #include <algorithm>
+#include <utility>
 
 #include "base/dates.h"
 #include "base/strings.h"
@@ -505,22 +506,37 @@ void frmmain1::closeEvent(QCloseEvent* event) {
   Form_Unload();
 }
 
+// A dragged window changes its place without end, and while the trap is paused each call of the handler waits
+// in a loop of its own, which brings the next change: one waits for all of them.
+void frmmain1::Place_Changed() {
+  place_changed_ = true;
+  if (resizing_) return;
+  resizing_ = true;
+  try {
+    while (std::exchange(place_changed_, false)) Form_Resize();
+  } catch (const Interrupted&) {
+    // The program ends; nothing may be thrown into the window's loop.
+    place_changed_ = false;
+  }
+  resizing_ = false;
+}
+
 void frmmain1::resizeEvent(QResizeEvent* event) {
   QMainWindow::resizeEvent(event);
-  Form_Resize();
+  Place_Changed();
 }
 
 // The frame that the system puts round the window is known only when the window is on the screen: its coming
 // shows as a move or an activation.
 void frmmain1::moveEvent(QMoveEvent* event) {
   QMainWindow::moveEvent(event);
-  if (isVisible()) Form_Resize();
+  if (isVisible()) Place_Changed();
 }
 
 void frmmain1::changeEvent(QEvent* event) {
   QMainWindow::changeEvent(event);
   const bool state = event->type() == QEvent::WindowStateChange || event->type() == QEvent::ActivationChange;
-  if (state && isVisible()) QTimer::singleShot(0, this, [this] { Form_Resize(); });
+  if (state && isVisible()) QTimer::singleShot(0, this, [this] { Place_Changed(); });
 }
 
 }  // namespace hq

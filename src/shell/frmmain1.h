@@ -58,6 +58,7 @@ class frmmain1 final : public QMainWindow {
   void Connect_Controls();
   void Form_Load();
   void Form_Resize();
+  void Place_Changed();
   // False when the window stays open.
   bool Form_QueryUnload();
   void Form_Unload();
@@ -100,6 +101,8 @@ class frmmain1 final : public QMainWindow {
   std::unique_ptr<DownloadRun> run_;
   bool returning_focus_ = false;
   bool unloaded_ = false;
+  bool place_changed_ = false;  // since Form_Resize was last called
+  bool resizing_ = false;
 };
 
 }  // namespace hq

@@ -125,6 +125,7 @@ int main(int count, char** arguments) {
   std::string trace;
   int levels = 2;
   std::string indent = " ";
+  bool includes_arguments = true;
   for (int i = 2; i < count; ++i) {
     const std::string argument = arguments[i];
     if (argument.starts_with("trace=")) {
@@ -133,6 +134,8 @@ int main(int count, char** arguments) {
       levels = std::stoi(argument.substr(7));
     } else if (argument.starts_with("indent=")) {
       indent = argument.substr(7);
+    } else if (argument == "no arguments") {
+      includes_arguments = false;
     } else {
       places.push_back(argument);
     }
@@ -144,6 +147,7 @@ int main(int count, char** arguments) {
     return options;
   };
   hq::CrashRecords records(trap, "crash-program 1.0.0", places);
+  records.Set_Includes_Arguments(includes_arguments);
   const std::string kept_back = "[crash-program] the last words\r\n";
   if (!trace.empty()) records.Set_Trace_Log(Text_Of, &kept_back, trace);
   if (way == "again") records.Set_Trace_Log(Crash_Again, nullptr, trace);

@@ -56,8 +56,8 @@ class CrashRecord : public testing::Test {
   [[nodiscard]] std::vector<std::string> Records(const std::string& path) const {
     std::vector<std::string> records;
     std::string text = Bytes_Of(path);
-    const std::string end = "User Text- \r\n\r\n";
-    const std::regex when(R"(\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
+    const std::string end = "User Text- \r\n";
+    const std::regex when(R"(\r\n\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
     while (!text.empty()) {
       std::smatch match;
       EXPECT_TRUE(std::regex_search(text, match, when, std::regex_constants::match_continuous)) << text;
@@ -74,15 +74,16 @@ class CrashRecord : public testing::Test {
   static std::string Record(int number, const std::string& description) {
     return "Category- Unknown Error Class\r\n"
            "Source- crash-program 1.0.0\r\n"
-           "Module- frmmain1.frm\r\n"
+           "Module- frmmain1.frm : Sub Process_Onestock\r\n"
            "Line Number-  <unavailable: line numbers not used>\r\n"
            "Code Pointer = frmmain1.frm : Sub Process_Onestock\r\n"
            "Error Number- " +
            std::to_string(number) + "\r\nDescription- " + description +
            "\r\n"
-           " 1 : global.bas : Sub Main : \r\n"
-           " 2 :  frmmain1.frm : Sub Process_Onestock : \r\n"
-           "User Text- \r\n\r\n";
+           "Call Tree & Arguments\r\n"
+           "     1 : global.bas : Sub Main : \r\n"
+           "     2 :  frmmain1.frm : Sub Process_Onestock : \r\n"
+           "User Text- \r\n";
   }
 
   TempFolder folder_;
@@ -151,7 +152,7 @@ TEST_F(CrashRecord, BeginsWithTheLocalDateAndTime) {
   Run({"null", Log()});
   const std::time_t after = std::time(nullptr) + offset;
   std::tm when{};
-  ASSERT_NE(strptime(Bytes_Of(Log()).c_str(), "%m/%d/%Y %H:%M:%S", &when), nullptr);
+  ASSERT_NE(strptime(Bytes_Of(Log()).c_str(), "\r\n%m/%d/%Y %H:%M:%S", &when), nullptr);
   const std::time_t written = timegm(&when);
   EXPECT_GE(written, before);
   EXPECT_LE(written, after);
@@ -178,26 +179,26 @@ TEST_F(CrashRecord, MakesALogThatOthersMayReadTheUsersOwn) {
 TEST_F(CrashRecord, HasEveryLevelOfADeepStack) {
   EXPECT_EQ(Run({"null", Log(), "levels=1000"}), -SIGSEGV);
   const std::string text = Bytes_Of(Log());
-  EXPECT_THAT(
-      text, HasSubstr("\r\n 500 : " + std::string(499, ' ') + "frmmain1.frm : Sub Process_Onestock : \r\n"));
-  EXPECT_THAT(text, EndsWith("\r\n 1000 : " + std::string(999, ' ') +
-                             "frmmain1.frm : Sub Process_Onestock : \r\nUser Text- \r\n\r\n"));
-  EXPECT_THAT(text, HasSubstr("\r\nModule- frmmain1.frm\r\n"));
+  EXPECT_THAT(text, HasSubstr("\r\n     500 : " + std::string(499, ' ') +
+                              "frmmain1.frm : Sub Process_Onestock : \r\n"));
+  EXPECT_THAT(text, EndsWith("\r\n     1000 : " + std::string(999, ' ') +
+                             "frmmain1.frm : Sub Process_Onestock : \r\nUser Text- \r\n"));
+  EXPECT_THAT(text, HasSubstr("\r\nModule- frmmain1.frm : Sub Process_Onestock\r\n"));
 }
 
 TEST_F(CrashRecord, NamesTheModuleWhateverTheIndentIs) {
   EXPECT_EQ(Run({"null", Log(), "levels=4", "indent=:"}), -SIGSEGV);
-  EXPECT_THAT(Bytes_Of(Log()), HasSubstr("\r\nModule- frmmain1.frm\r\n"));
-  EXPECT_THAT(Bytes_Of(Log()), HasSubstr("\r\n 4 : :::frmmain1.frm : Sub Process_Onestock : \r\n"));
+  EXPECT_THAT(Bytes_Of(Log()), HasSubstr("\r\nModule- frmmain1.frm : Sub Process_Onestock\r\n"));
+  EXPECT_THAT(Bytes_Of(Log()), HasSubstr("\r\n     4 : :::frmmain1.frm : Sub Process_Onestock : \r\n"));
 }
 
 TEST_F(CrashRecord, HasNoModuleOutsideOfEveryProcedure) {
   EXPECT_EQ(Run({"before the first procedure", Log()}), -SIGSEGV);
   EXPECT_THAT(Records(Log()),
               ElementsAre("Category- Unknown Error Class\r\nSource- crash-program 1.0.0\r\nModule- \r\n"
-                          "Line Number-  <unavailable: line numbers not used>\r\nCode Pointer =\r\n"
+                          "Line Number-  <unavailable: line numbers not used>\r\nCode Pointer = \r\n"
                           "Error Number- 11\r\nDescription- Segmentation fault (SIGSEGV)\r\n"
-                          "User Text- \r\n\r\n"));
+                          "User Text- \r\n"));
 }
 
 TEST_F(CrashRecord, CutsALongTextOfAnException) {
@@ -206,7 +207,7 @@ TEST_F(CrashRecord, CutsALongTextOfAnException) {
   ASSERT_EQ(records.size(), 1U);
   EXPECT_THAT(records[0], HasSubstr("Description- Uncaught exception: xxxx"));
   EXPECT_LT(records[0].size(), 2000U);
-  EXPECT_THAT(records[0], HasSubstr("x\r\n 1 : global.bas : Sub Main : \r\n"));
+  EXPECT_THAT(records[0], HasSubstr("x\r\nCall Tree & Arguments\r\n     1 : global.bas : Sub Main : \r\n"));
 }
 
 TEST_F(CrashRecord, GoesToTheFirstPlaceThatTakesIt) {
@@ -217,6 +218,16 @@ TEST_F(CrashRecord, GoesToTheFirstPlaceThatTakesIt) {
             -SIGSEGV);
   EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
   EXPECT_THAT(folder_.Names(), ElementsAre("a folder", "a pipe", "error.log"));
+}
+
+TEST_F(CrashRecord, IsNotWrittenBehindTheEndOfRichText) {
+  EXPECT_EQ(Run({"null", folder_ / "error.rtf", Log()}), -SIGSEGV);
+  EXPECT_THAT(folder_.Names(), ElementsAre("error.log"));
+}
+
+TEST_F(CrashRecord, LeavesArgumentsOutWhenTold) {
+  EXPECT_EQ(Run({"null", Log(), "no arguments"}), -SIGSEGV);
+  EXPECT_THAT(Bytes_Of(Log()), HasSubstr("\r\n     1 : global.bas : Sub Main\r\n"));
 }
 
 TEST_F(CrashRecord, ThatNoPlaceTakesLeavesTheEndAsItWas) {

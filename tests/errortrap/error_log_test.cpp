@@ -82,7 +82,7 @@ TEST(ErrorLog, WritesARecordBeforeAndAfterTheUserIsAsked) {
   EXPECT_EQ(log.Path(), folder / "error.log");
   EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole);
   EXPECT_TRUE(log.Finish(record, "I pressed the arrow."));
-  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "I pressed the arrow.\r\n");
+  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "User Said: I pressed the arrow.\r\n");
 }
 
 TEST(ErrorLog, SetsRecordsApartByAnEmptyLine) {
@@ -91,14 +91,15 @@ TEST(ErrorLog, SetsRecordsApartByAnEmptyLine) {
   log.Finish(log.Begin(Some_Error()), "one");
   log.Finish(log.Begin(Some_Error()), "");
   log.Finish(log.Begin(Some_Error()), "three");
-  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "one\r\n\r\n" + Whole + "\r\n\r\n" + Whole + "three\r\n");
+  EXPECT_EQ(Bytes_Of(folder / "error.log"),
+            Whole + "User Said: one\r\n\r\n" + Whole + "\r\n\r\n" + Whole + "User Said: three\r\n");
 }
 
 TEST(ErrorLog, IndentsFurtherLinesOfTheUser) {
   const TempFolder folder;
   ErrorLog log({folder / "error.log"});
   log.Finish(log.Begin(Some_Error()), "one\nError Number- 0\r\nthree\n\n");
-  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "one\r\n    Error Number- 0\r\n    three\r\n");
+  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "User Said: one\r\n    Error Number- 0\r\n    three\r\n");
 }
 
 TEST(ErrorLog, EndsALineThatWasLeftOpen) {
@@ -126,7 +127,9 @@ TEST(ErrorLog, NamesTheErrorWhenAnotherCameMeanwhile) {
   EXPECT_TRUE(log.Finish(first, "first\nmore"));
   const std::string text = Bytes_Of(folder / "error.log");
   EXPECT_TRUE(text.starts_with(Whole + "\r\n\r\n03/14/03")) << text;
-  EXPECT_TRUE(text.ends_with("User Text- second\r\n\r\nUser Said- error 53: first\r\n    more\r\n")) << text;
+  EXPECT_TRUE(
+      text.ends_with("User Text- User Said: second\r\n\r\nUser Said- error 53: first\r\n    more\r\n"))
+      << text;
 }
 
 TEST(ErrorLog, NamesTheErrorWhenAnotherProgramWroteMeanwhile) {
@@ -145,7 +148,7 @@ TEST(ErrorLog, AddsNothingForAnEmptyTextWhenAnotherCameMeanwhile) {
   const int first = log.Begin(Some_Error());
   log.Finish(log.Begin(Some_Error()), "second");
   EXPECT_TRUE(log.Finish(first, ""));
-  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "\r\n\r\n" + Whole + "second\r\n");
+  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "\r\n\r\n" + Whole + "User Said: second\r\n");
 }
 
 TEST(ErrorLog, FinishesARecordOnce) {
@@ -156,7 +159,7 @@ TEST(ErrorLog, FinishesARecordOnce) {
   EXPECT_FALSE(log.Finish(record, "again"));
   EXPECT_FALSE(log.Finish(0, "none"));
   EXPECT_FALSE(log.Finish(record + 1, "none"));
-  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "text\r\n");
+  EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "User Said: text\r\n");
 }
 
 TEST(ErrorLog, TriesItsPlacesInOrder) {
@@ -167,7 +170,7 @@ TEST(ErrorLog, TriesItsPlacesInOrder) {
   const int record = log.Begin(Some_Error());
   EXPECT_EQ(log.Path(), folder / "!error!.log");
   EXPECT_TRUE(log.Finish(record, "text"));
-  EXPECT_EQ(Bytes_Of(folder / "!error!.log"), Whole + "text\r\n");
+  EXPECT_EQ(Bytes_Of(folder / "!error!.log"), Whole + "User Said: text\r\n");
   EXPECT_EQ(Bytes_Of(folder / "fsError.log"), "<none>");
   // The first place is tried anew for each record.
   std::filesystem::create_directory(folder / "missing");
@@ -223,7 +226,7 @@ TEST(RichErrorLog, IsOneDocumentAtAnyMoment) {
     ASSERT_TRUE(Bytes_Of(path).ends_with("\\par\r\nUser Text- }"));
     ASSERT_TRUE(log.Finish(number, "one}\ntwo"));
     ASSERT_TRUE(Is_Closed_Group(Bytes_Of(path))) << Bytes_Of(path);
-    ASSERT_TRUE(Bytes_Of(path).ends_with("User Text- one\\}\\par\r\n    two\\par\r\n}"));
+    ASSERT_TRUE(Bytes_Of(path).ends_with("User Text- User Said: one\\}\\par\r\n    two\\par\r\n}"));
   }
   EXPECT_TRUE(
       Bytes_Of(path).starts_with(std::string(RichTextHeader) + "\r\n03/14/03 10:00:00\\par\r\nCategory- "));
@@ -259,7 +262,7 @@ TEST(RichErrorLog, GoesOnWithADocumentThatAnotherProgramSaved) {
     EXPECT_TRUE(log.Finish(log.Begin(Some_Error()), "text"));
     const std::string bytes = Bytes_Of(folder / "error.rtf");
     EXPECT_TRUE(bytes.starts_with("{\\rtf1\\ansi earlier\\par")) << bytes;
-    EXPECT_TRUE(bytes.ends_with("User Text- text\\par\r\n}")) << bytes;
+    EXPECT_TRUE(bytes.ends_with("User Text- User Said: text\\par\r\n}")) << bytes;
     EXPECT_TRUE(Is_Closed_Group(bytes)) << bytes;
   }
 }

@@ -20,7 +20,7 @@ TEST(TraceLogOnAFullDisk, ClosesItsFileAndSaysSoOnce) {
   std::vector<std::string> told;
   TraceLog::Options options;
   options.Name = "name";
-  options.On_Failure = [&told](const std::string& text) { told.push_back(text); };
+  options.On_Failure = [&told](const RunTimeError& error) { told.emplace_back(error.what()); };
   TraceLog log(options, std::make_unique<LogFile>(folder / "plain", LogFile::Begin::Anew), nullptr);
   log.Write({Way::Entry, 1, 1, "a"});
   log.Flush();
@@ -45,7 +45,7 @@ TEST(TraceLogOnAFullDisk, ClosesItsFileAlsoAmongRecords) {
   const TempFolder folder;
   int told = 0;
   TraceLog::Options options;
-  options.On_Failure = [&told](const std::string&) { ++told; };
+  options.On_Failure = [&told](const RunTimeError&) { ++told; };
   TraceLog log(options, std::make_unique<LogFile>(folder / "plain", LogFile::Begin::Anew), nullptr);
   const FileSizeLimit full(1000);
   ASSERT_TRUE(full.Is_Set());

@@ -234,7 +234,7 @@ TEST(TraceLog, TakesTheRecordsOfTheTrap) {
 TEST(TraceLogFailure, ClosesTheFileAndIsToldOnce) {
   std::vector<std::string> told;
   TraceLog::Options options = Named();
-  options.On_Failure = [&told](const std::string& text) { told.push_back(text); };
+  options.On_Failure = [&told](const RunTimeError& error) { told.push_back(error.Detail()); };
   Logs logs(options);
   logs.Log.Write({Way::Entry, 1, 1, "a"});
   // What a circular log has written is gone, and a gap is no place for a record.
@@ -242,7 +242,7 @@ TEST(TraceLogFailure, ClosesTheFileAndIsToldOnce) {
   logs.Log.Write({Way::Entry, 2, 1, "b"});
   logs.Log.Write({Way::Entry, 3, 1, "c"});
   ASSERT_EQ(told.size(), 1U);
-  EXPECT_TRUE(told[0].starts_with("Could not write to log file " + (logs.Folder / "circular") + ": "))
+  EXPECT_TRUE(told[0].starts_with("Could not write to log file " + (logs.Folder / "circular") + "\n"))
       << told[0];
   EXPECT_EQ(Bytes_Of(logs.Folder / "circular"), "");
   logs.Log.Flush();
@@ -255,7 +255,7 @@ TEST(TraceLogFailure, LetsWhoIsToldBeTracedAndFail) {
   TraceLog* log = nullptr;
   int told = 0;
   TraceLog::Options options = Named();
-  options.On_Failure = [&](const std::string&) {
+  options.On_Failure = [&](const RunTimeError&) {
     ++told;
     log->Write({Way::Entry, 3, 1, "within"});
     throw RunTimeError(InternalError);

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <stdexcept>
 
 #include "errortrap/procedure.h"
 #include "support/fakes.h"
@@ -50,19 +51,23 @@ class Session : public testing::Test {
   // Starts the session with these settings and enters one procedure.
   void Begin(const std::string& settings = {}) {
     if (!settings.empty()) Home.Write("FSCLIENT.INI", settings);
-    Current.emplace(
-        Trap,
-        TrapSessionParts{
-            Disk, Time, Dialog, Mail,
+    Current.emplace(Trap, Parts());
+    Trap.fsPUSH("global.bas", "Sub Main", "with this");
+  }
+  TrapSessionParts Parts() {
+    return {Disk,
+            Time,
+            Dialog,
+            Mail,
             ApplicationFacts{.Title = "Quotes", .ExeName = "quotes", .Version = "1.2", .Folder = Home.Path()},
             [this] {
               ++MachineLooks;
+              if (MachineFails) throw std::runtime_error("no machine to look at");
               MachineFacts machine;
               machine.Processor = "Made-up processor";
               machine.MachineName = "desk";
               return machine;
-            }});
-    Trap.fsPUSH("global.bas", "Sub Main", "with this");
+            }};
   }
   int Fail(int number = PathNotFound, const std::string& detail = "no such folder") {
     return Trap.fsERROR("disk.bas", "Sub Write_File", RunTimeError(number, detail));
@@ -78,6 +83,7 @@ class Session : public testing::Test {
   test::ScriptedLoop Loop;
   modFailSafe Trap{&Loop};
   int MachineLooks = 0;
+  bool MachineFails = false;
   std::optional<TrapSession> Current;
 };
 
@@ -124,6 +130,9 @@ TEST_F(Session, NamesNothingEmpty) {
   Trap.fsERROR("", "", RunTimeError(13));
   EXPECT_EQ(Dialog.Questions.at(0).Module, "<unknown>");
   EXPECT_EQ(Dialog.Questions.at(0).Procedure, "<unknown>");
+  EXPECT_EQ(Dialog.Questions.at(0).Description, "Type mismatch");
+  EXPECT_EQ(Dialog.Questions.at(0).Category, "General run-time");
+  EXPECT_EQ(Dialog.Questions.at(0).Line, " <unavailable: line numbers not used>");
 }
 
 TEST_F(Session, WritesErrorsToDiskWhenSet) {
@@ -134,7 +143,7 @@ TEST_F(Session, WritesErrorsToDiskWhenSet) {
   EXPECT_THAT(File("error.log"), HasSubstr("Source- Quotes 1.2\r\n"));
   EXPECT_THAT(File("error.log"), HasSubstr("Error Number- 76\r\n"));
   EXPECT_THAT(File("error.log"), HasSubstr("Description- Path not found: no such folder\r\n"));
-  EXPECT_THAT(File("error.log"), HasSubstr("User Text- downloading"));
+  EXPECT_THAT(File("error.log"), HasSubstr("User Text- User Said: downloading"));
   EXPECT_THAT(File("error.log"), Not(HasSubstr("Made-up processor")));
 }
 
@@ -165,7 +174,7 @@ TEST_F(Session, GathersTheMachineWithEveryErrorWhenForced) {
 TEST_F(Session, LeavesArgumentsOutWhenSet) {
   Begin("[include]\nArguments=0\n");
   Fail();
-  EXPECT_THAT(Dialog.Questions.at(0).CallTree, ElementsAre(" 1 : global.bas : Sub Main : "));
+  EXPECT_THAT(Dialog.Questions.at(0).CallTree, ElementsAre(" 1 : global.bas : Sub Main"));
 }
 
 TEST_F(Session, LeavesTheUsersTextOutWhenSet) {
@@ -207,6 +216,26 @@ TEST_F(Session, MailsOnlyAtAPress) {
   EXPECT_THAT(Mail.Sent[0].Body, HasSubstr("counting"));
   // Errors are not written to disk, so what goes along is the report made for it.
   EXPECT_EQ(Mail.Sent[0].Attachment, Home / "fserror.log");
+}
+
+TEST_F(Session, AnErrorIsLoggedAlsoWhenTheMachineCannotBeLookedAt) {
+  MachineFails = true;
+  Begin("[log file]\nWrite To Disk=1\n[preferences]\nForce System Info=1\n");
+  Dialog.Answers = {{trap_choice::More, "counting"}};
+  EXPECT_EQ(Fail(), trap_choice::More);
+  EXPECT_THAT(File("error.log"), HasSubstr("Error Number- 76\r\n"));
+  EXPECT_THAT(Dialog.Reports, ElementsAre(Home / "fserror.log"));
+  EXPECT_GT(MachineLooks, 0);
+}
+
+TEST_F(Session, MailsTheReportWhenTheLogWasMovedAway) {
+  Begin("[email]\nAddress=help@example.com\n[log file]\nWrite To Disk=1\n");
+  Dialog.WhileShown = [&](const ErrorQuestion& question) {
+    std::filesystem::remove(Home / "error.log");
+    question.Send_Mail("");
+  };
+  Fail();
+  EXPECT_EQ(Mail.Sent.at(0).Attachment, Home / "fserror.log");
 }
 
 TEST_F(Session, TellsWhyNoMailWent) {
@@ -258,6 +287,18 @@ TEST_F(Session, TracesToDiskWhenSet) {
   EXPECT_EQ(File("trace.log.bak"), "the run before");
 }
 
+TEST_F(Session, KeepsTheTraceOfTheRunBeforeHoweverLongItIs) {
+  constexpr std::uintmax_t LongerThanAReadFile = 65U * 1024 * 1024;
+  Home.Write("trace.log", "the run before");
+  // The rest is a hole that takes no room on the disk.
+  std::filesystem::resize_file(Home / "trace.log", LongerThanAReadFile);
+  Begin("[log file]\nCapture To Disk=1\n");
+  Current.reset();
+  EXPECT_TRUE(Dialog.Questions.empty());
+  EXPECT_THAT(File("trace.log"), HasSubstr("->global.bas : Sub Main"));
+  EXPECT_EQ(std::filesystem::file_size(Home / "trace.log.bak"), LongerThanAReadFile);
+}
+
 TEST_F(Session, TracesIntoTheCircularLogWhenSet) {
   Begin("[Log File]\nCircularLog=1\nCapture To Disk=1\n[CircularLog]\nMaxRecords=4\nRecordSize=128\n");
   for (int i = 0; i < 10; ++i) {
@@ -277,8 +318,38 @@ TEST_F(Session, ReportsACircularLogThatCannotBeOpenedOnceAndGoesOn) {
   Trap.fsPUSH("disk.bas", "Sub Write_File");
   Trap.fsPOP("disk.bas", "Sub Write_File");
   ASSERT_EQ(Dialog.Questions.size(), 1U);
-  EXPECT_THAT(Dialog.Questions[0].Detail, StartsWith("Could not open circular log file circ0001.log"));
+  EXPECT_THAT(Dialog.Questions[0].Detail, StartsWith("Could not open circular log file circ0001.log\n"));
   EXPECT_EQ(Trap.Depth(), 1);
+}
+
+TEST_F(Session, ACircularLogThatCannotBeOpenedLeavesTheTraceLog) {
+  std::filesystem::create_directory(Home / "circ0001.log");
+  Begin("[Log File]\nCircularLog=1\nCapture To Disk=1\n");
+  Current.reset();
+  EXPECT_THAT(File("trace.log"), HasSubstr("->global.bas : Sub Main"));
+}
+
+TEST_F(Session, ALogThatCannotBeOpenedIsTriedAgainAtRetry) {
+  for (const std::string name : {"circ0001.log", "trace.log"}) {
+    Trap.Set_Reporter(nullptr);
+    modFailSafe trap(&Loop);
+    std::filesystem::create_directory(Home / name);
+    Home.Write(name + "/in the way", "");
+    Dialog.Answers = {{trap_choice::Retry, ""}, {trap_choice::Retry, ""}};
+    const size_t asked_before = Dialog.Questions.size();
+    Dialog.WhileShown = [&](const ErrorQuestion& question) {
+      EXPECT_TRUE(question.CanGoOn);
+      if (Dialog.Questions.size() == asked_before + 2) std::filesystem::remove_all(Home / name);
+    };
+    Home.Write("FSCLIENT.INI",
+               name == "trace.log" ? "[Log File]\nCapture To Disk=1\n" : "[Log File]\nCircularLog=1\n");
+    {
+      TrapSession session(trap, Parts());
+      trap.fsPUSH("global.bas", "Sub Main");
+    }
+    EXPECT_EQ(Dialog.Questions.size(), asked_before + 2);
+    EXPECT_THAT(File(name), HasSubstr("->global.bas : Sub Main"));
+  }
 }
 
 TEST_F(Session, AFileThatIsNoCircularLogIsLeftAlone) {

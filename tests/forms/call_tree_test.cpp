@@ -7,6 +7,8 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
+#include <QRegularExpression>
+#include <functional>
 #include <set>
 
 #include "base/strings.h"
@@ -21,13 +23,13 @@ namespace {
 // procedure calls.
 class CallTree {
  public:
-  void Keep(const TraceRecord& record) {
-    std::string text(record.EntryText);
-    const size_t end = text.rfind(" : ");
+  // A level's text: its indentation, the module, the procedure and what follows them.
+  void Keep(TraceRecord::Direction way, std::string text) {
+    const size_t end = text.find(" : ", text.find(" : ") + 3);
     if (end == std::string::npos) return Fail("an entry text without its end: " + text);
     text.erase(end);
-    if (Contains(text, "Sub Form_Resize")) return Keep_Resize(record.Way, text);
-    if (record.Way == TraceRecord::Direction::Entry) {
+    if (Contains(text, "Sub Form_Resize")) return Keep_Resize(way, text);
+    if (way == TraceRecord::Direction::Entry) {
       if (!lines_.empty() && last_was_entry_) lines_.back() += " {";
       lines_.push_back(text);
       open_.push_back(text);
@@ -80,44 +82,94 @@ class CallTreeTest : public QObject {
     Program program;
     Make_Without_Start(program);
     modFailSafe& trap = program.Global->Trap;
-    trap.Write_Record = [&](const TraceRecord& record) { tree.Keep(record); };
-    const auto took = [&] {
-      Settle();
-      return tree.Take();
+    trap.Write_Record = [&](const TraceRecord& record) {
+      tree.Keep(record.Way, std::string(record.EntryText));
     };
+    Go_Through_A_Session(program, [&](const char* expected) {
+      Settle();
+      QCOMPARE(tree.Take(), std::string(expected));
+    });
+    QCOMPARE(trap.Depth(), 0);
+    QCOMPARE(tree.Entered, All_Procedures());
+  }
 
+  void TheTraceLogHoldsTheWholeSession() {
+    Program program;
+    program.Home.Write("FSCLIENT.INI", "[log file]\r\nCapture To Disk=1\r\n");
+    Make_Without_Start(program);
+    std::string expected = "\n";
+    Go_Through_A_Session(program, [&](const char* text) {
+      Settle();
+      expected += text + 1;
+    });
+    const std::int32_t records = program.Global->Trap.RecordCount();
+    program.Global.reset();
+
+    QStringList lines = QString::fromStdString(Bytes_Of(program.Home / "trace.log")).split("\r\n");
+    QCOMPARE(lines.takeLast(), QString());
+    QVERIFY2(lines.takeFirst().endsWith(" <03/14/03, 10:00:00>"), "the first line");
+    QVERIFY2(lines.takeLast().endsWith("] END PROGRAM "), "the last line");
+    CallTree tree;
+    const QRegularExpression form(R"(^\[[^\]]+\] \[(\d{5,})\] \[(\d{5,}\.\d{4})\] (->|<-)( *\S.*)$)");
+    std::int32_t number = 0;
+    double milliseconds = 0;
+    for (const QString& line : lines) {
+      const QRegularExpressionMatch parts = form.match(line);
+      QVERIFY2(parts.hasMatch(), qPrintable(line));
+      QCOMPARE(parts.captured(1).toInt(), ++number);
+      QVERIFY2(parts.captured(2).toDouble() >= milliseconds, qPrintable(line));
+      milliseconds = parts.captured(2).toDouble();
+      tree.Keep(parts.captured(3) == "->" ? TraceRecord::Direction::Entry : TraceRecord::Direction::Exit,
+                parts.captured(4).toStdString());
+    }
+    QCOMPARE(number, records);
+    QCOMPARE(tree.Take(), expected);
+    QCOMPARE(tree.Entered, All_Procedures());
+  }
+
+ private:
+  static std::set<std::string> All_Procedures() {
+    std::set<std::string> all;
+    for (const ProcedureMode& mode : ProcedureModes) {
+      all.insert(std::string(mode.Module) + " : " + std::string(mode.Procedure));
+    }
+    return all;
+  }
+
+  // Uses everything there is, and tells step by step what was to be entered since the step before.
+  static void Go_Through_A_Session(Program& program, const std::function<void(const char*)>& expect) {
     program.Global->Main();
     QVERIFY(QTest::qWaitForWindowActive(&program.Window()));
-    QCOMPARE(took(), std::string(Start));
+    expect(Start);
 
     Click(program.Get("txtnewstock"));
     Type("ib");
     Press(Qt::Key_Return);
-    QCOMPARE(took(), std::string(Adding));
+    expect(Adding);
 
     Click(program.Get("cmdselectall"));
     Click(program.Get("cmddel"));
-    QCOMPARE(took(), std::string(SelectingAndRemoving));
+    expect(SelectingAndRemoving);
     Click(program.Get("txtnewstock"));
     Type("msft");
     Press(Qt::Key_Return);
     Click(program.Get("cmdselectall"));
-    took();
+    expect(AddingAnother);
 
     program.Pick("cmbInterval", 5);
     program.Pick("cmbInterval", 6);
-    QCOMPARE(took(), std::string(Intervals));
+    expect(Intervals);
 
     program.Get("cmbOutputFormat")->setFocus();
     Press(Qt::Key_X);
     program.Pick("cmbOutputFormat", 14);
     program.Boxes.Expect(Qt::Key_Return);
     Click(program.Get("Command2"));
-    QCOMPARE(took(), std::string(Formats));
+    expect(Formats);
 
     program.Folders.Chosen = FolderDialog::Item{"out", program.Output.Path()};
     Click(program.Get("cmdfolder"));
-    QCOMPARE(took(), std::string(Folder));
+    expect(Folder);
 
     Click(program.Get("txtdays"));
     Settle();
@@ -126,7 +178,7 @@ class CallTreeTest : public QObject {
     Settle();
     Type("4");
     Click(program.Get("cmdlookup"));
-    QCOMPARE(took(), std::string(Boxes));
+    expect(Boxes);
     QCOMPARE(program.Opened.size(), 1U);
 
     // The rows of an answer that are not in the order of time.
@@ -135,33 +187,26 @@ class CallTreeTest : public QObject {
       program.Inet->Answer("030314,0930,3,4,2.5,3.5,300\n030313,0930,2,3,1.5,2.5,200\n");
     };
     Click(program.Get("cmddownload"));
-    QCOMPARE(took(), std::string(Download));
+    expect(Download);
     QCOMPARE(program.Output.Names().size(), 1U);
 
     Click(program.Global->Log().findChild<QWidget*>("cmdClose"));
-    QCOMPARE(took(), std::string(ClosingTheLog));
+    expect(ClosingTheLog);
     program.Window().activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&program.Window()));
 
     program.Window().findChild<QAction*>("mnuabout")->trigger();
     QVERIFY(QTest::qWaitForWindowActive(&program.Global->Test()));
     Click(program.Global->Test().findChild<QWidget*>("cmdok"));
-    QCOMPARE(took(), std::string(About));
+    expect(About);
 
     program.Boxes.Expect(Qt::Key_Y);
     program.Window().close();
-    QCOMPARE(took(), std::string(End));
+    expect(End);
 
     QCOMPARE(program.Boxes.Unexpected, 0);
-    QCOMPARE(trap.Depth(), 0);
-    std::set<std::string> all;
-    for (const ProcedureMode& mode : ProcedureModes) {
-      all.insert(std::string(mode.Module) + " : " + std::string(mode.Procedure));
-    }
-    QCOMPARE(tree.Entered, all);
   }
 
- private:
   static constexpr const char* Start = R"(
 global.bas : Sub Main {
  frmtest.frm : Sub Form_Load
@@ -184,6 +229,16 @@ frmmain1.frm : Sub txtnewstock_KeyDown {
   static constexpr const char* SelectingAndRemoving = R"(
 frmmain1.frm : Sub cmdselectall_Click
 frmmain1.frm : Sub cmddel_Click
+)";
+  static constexpr const char* AddingAnother = R"(
+frmmain1.frm : Sub txtnewstock_KeyDown
+frmmain1.frm : Sub txtnewstock_KeyDown
+frmmain1.frm : Sub txtnewstock_KeyDown
+frmmain1.frm : Sub txtnewstock_KeyDown
+frmmain1.frm : Sub txtnewstock_KeyDown {
+ frmmain1.frm : Sub cmdAdd_Click
+}
+frmmain1.frm : Sub cmdselectall_Click
 )";
   static constexpr const char* Intervals = R"(
 frmmain1.frm : Sub cmbInterval_Click

@@ -5,8 +5,13 @@
 #include <QPalette>
 #include <QStyleFactory>
 #include <cstdio>
+#include <utility>
 
+#include "errortrap/procedure.h"
 #include "errortrap/qt_error_dialog.h"
+#include "errortrap/sample_error.h"
+#include "errortrap/trap_session.h"
+#include "support/fakes.h"
 
 namespace {
 
@@ -22,53 +27,55 @@ QPalette Dark() {
   return palette;
 }
 
-hq::ErrorQuestion Question() {
-  hq::ErrorQuestion question;
-  question.Category = "File System (disk, directory or file) access";
-  question.Project = "Bravint History Quotes Downloader";
-  question.Module = "frmmain1.frm";
-  question.Procedure = "Sub Form_Unload";
-  question.Line = " <unavailable: line numbers not used>";
-  question.Number = 75;
-  question.Description = "Path/File access error";
-  question.Detail = "/home/user/history-quotes/user.cfg: Read-only file system";
-  question.CallTree = {" 1 : global.bas : Sub Main : ", " 2 :  frmmain1.frm : Sub Form_QueryUnload : ",
-                       " 3 :   frmmain1.frm : Sub Form_Unload : "};
-  question.ErrorInformation =
-      "An unexpected 'File System (disk, directory or file) access' error occurred in\n"
-      "Sub Form_Unload (frmmain1.frm).\n\nPath/File access error\n"
-      "/home/user/history-quotes/user.cfg: Read-only file system\n\n"
-      "Runtime error 75 on line  <unavailable: line numbers not used>\n"
-      "Code Pointer = frmmain1.frm : Sub Form_Unload\n";
-  question.CallTreeText =
-      " 1 : global.bas : Sub Main : \n 2 :  frmmain1.frm : Sub Form_QueryUnload : \n"
-      " 3 :   frmmain1.frm : Sub Form_Unload : \n";
-  question.SystemInformation = [] {
-    return std::string(
-        "Application\n"
-        "   Title...............Bravint History Quotes Downloader\n"
-        "   Path................/home/user/history-quotes\n"
-        "   Project Version.....1.0.0\n"
-        "   OLE Server..........NO\n"
-        "   Previous Instance...NO\n"
-        "  EXE Name............history-quotes\n"
-        "  EXE Size............4,310,528\n\n"
-        "Memory Information\n"
-        "   Total Physical......16,777,216 KB\n"
-        "   Available Physical..9,437,184 KB\n"
-        "   Pct Physical Free...56.25\n\n"
-        "Processor\n"
-        "   Number of CPUs......8\n\n"
-        "General Video Information\n"
-        "   Screen size..............1920 x 1080\n"
-        "   Number of Monitors..1\n");
-  };
-  question.MailAddress = "support@example.com";
-  question.CanBreak = true;
-  question.Send_Mail = [](const std::string&) {
-    return std::string("The report was handed to the mail program.");
-  };
-  return question;
+// Passes questions on, changed where the command line wants it.
+class Gallery final : public hq::ErrorDialog {
+ public:
+  Gallery(hq::ErrorDialog& dialog, std::function<void(hq::ErrorQuestion&)> change)
+      : dialog_(dialog), change_(std::move(change)) {}
+  hq::ErrorAnswer Ask(const hq::ErrorQuestion& question) override {
+    hq::ErrorQuestion changed = question;
+    change_(changed);
+    hq::ErrorAnswer answer = dialog_.Ask(changed);
+    std::printf("choice %d, user said \"%s\"\n", answer.Choice, answer.UserText.c_str());
+    return answer;
+  }
+  void Further_Error(std::int32_t error_count, const std::string& text) override {
+    dialog_.Further_Error(error_count, text);
+  }
+  void Show_Report(const std::string& path) override { dialog_.Show_Report(path); }
+
+ private:
+  hq::ErrorDialog& dialog_;
+  std::function<void(hq::ErrorQuestion&)> change_;
+};
+
+void Make_Long(hq::ErrorQuestion& question) {
+  question.Description = "<b>Path/File access error</b> &amp; <a href=\"x\">more</a>";
+  question.Detail.clear();
+  for (int i = 0; i < 60; ++i) question.Detail += "folder" + std::to_string(i) + (i % 9 == 0 ? " " : "/");
+  question.CallTree.clear();
+  question.CallTreeText = "global.bas : Sub Main\n   State = (60 symbols)\n";
+  for (int i = 0; i < 1000; ++i) {
+    question.CallTree.push_back(" " + std::to_string(i + 1) + " : " +
+                                std::string(static_cast<size_t>(i), ' ') + "global.bas : Sub QuickSort : ");
+  }
+}
+
+// The memory is used up when the user goes to the box for the days in the middle of a run. There is enough of
+// it again when the statement is run again.
+void Fail_In_A_Run(hq::modFailSafe& trap) {
+  hq::Skip_Failing_Statements(trap, {"frmmain1.frm", "Sub cmddownload_Click"}, [&](hq::SkippingStatements&) {
+    const auto run = [&] {
+      hq::Keep_Trap_Handler(trap, {"frmmain1.frm", "Sub txtdays_GotFocus"},
+                            [](hq::TrappedStatements& statement) {
+                              bool fails = true;
+                              statement([&] {
+                                if (std::exchange(fails, false)) throw hq::RunTimeError(hq::OutOfMemory);
+                              });
+                            });
+    };
+    hq::With_Own_Handler(trap, {"frmmain1.frm", "Sub Process_Onestock"}, run, [](const hq::RunTimeError&) {});
+  });
 }
 
 }  // namespace
@@ -79,32 +86,29 @@ int main(int argc, char** argv) {
   arguments.addHelpOption();
   arguments.addOption({"compact", "Opens the dialog without its pages."});
   arguments.addOption({"dark", "Uses the colours of a dark desktop."});
-  arguments.addOption({"no-debugger", "Leaves the button for the debugger out."});
+  arguments.addOption({"debugger", "Offers the button for the debugger."});
   arguments.addOption({"long", "Uses a long description, a deep call tree and texts that look like HTML."});
   arguments.process(application);
   QApplication::setStyle(QStyleFactory::create("Fusion"));
   if (arguments.isSet("dark")) QApplication::setPalette(Dark());
 
-  hq::ErrorQuestion question = Question();
-  if (arguments.isSet("compact")) question.Display = hq::DisplayMode::Compact;
-  if (arguments.isSet("no-debugger")) question.CanBreak = false;
-  if (arguments.isSet("long")) {
-    question.Description = "<b>Path/File access error</b> &amp; <a href=\"x\">more</a>";
-    question.Detail.clear();
-    for (int i = 0; i < 60; ++i) question.Detail += "folder" + std::to_string(i) + (i % 9 == 0 ? " " : "/");
-    question.CallTree.clear();
-    question.CallTreeText = "global.bas : Sub Main\n   State = (60 symbols)\n";
-    for (int i = 0; i < 1000; ++i) {
-      question.CallTree.push_back(" " + std::to_string(i + 1) + " : " +
-                                  std::string(static_cast<size_t>(i), ' ') +
-                                  "quote_ordering.cpp : Sub QuickSort : ");
-    }
-  }
+  hq::ApplicationFacts facts = hq::test::Sample_Application();
+  facts.Title = hq::DefaultTitle;
+  hq::test::MemoryFiles files;
+  files.Contents[hq::Join_Path(facts.Folder, "FSCLIENT.INI")] =
+      std::string("[email]\nAddress=support@example.com\n[preferences]\nDisplay Mode=") +
+      (arguments.isSet("compact") ? "1" : "0") + "\n";
+  const hq::test::FakeClock clock;
+  hq::test::RecordingMail mail;
   hq::modFailSafe trap;
   hq::ErrorDialogParts parts = hq::System_Error_Dialog_Parts();
   parts.Break = [] { std::puts("break"); };
   hq::QtErrorDialog dialog(trap, std::move(parts));
-  const hq::ErrorAnswer answer = dialog.Ask(question);
-  std::printf("choice %d, user said \"%s\"\n", answer.Choice, answer.UserText.c_str());
+  Gallery gallery(dialog, [&](hq::ErrorQuestion& question) {
+    question.CanBreak = arguments.isSet("debugger");
+    if (arguments.isSet("long")) Make_Long(question);
+  });
+  const hq::TrapSession session(trap, {files, clock, gallery, mail, facts, hq::test::Sample_Machine});
+  Fail_In_A_Run(trap);
   return 0;
 }

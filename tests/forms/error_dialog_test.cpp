@@ -32,6 +32,9 @@ namespace hq::test {
 
 namespace {
 
+using Printer = std::shared_ptr<QPrinter>;
+using Chosen = std::function<void(bool)>;
+
 // Tells further errors to the dialog as the program's reporter does.
 class FurtherErrors final : public ErrorReporter {
  public:
@@ -148,15 +151,9 @@ class ErrorDialogTest : public QObject {
     });
   }
 
-  void WhatIsNotKnownIsSaidToBeUnknown() {
+  void WithoutACallTreeOrASystemsTextThePagesSaySo() {
     Question_ = ErrorQuestion();
     Ask([](QDialog& form) {
-      QCOMPARE(Text_Of(form, "lblMessage"),
-               QString("An unexpected '<unknown>' error occurred in <unknown> (<unknown>)."));
-      QCOMPARE(Text_Of(form, "errText"), QString("<unknown>"));
-      for (const char* name : {"ErrType", "errProject", "ErrModule", "ErrProcedure"})
-        QCOMPARE(Label_Of(form, name), QString("<unknown>"));
-      QCOMPARE(Label_Of(form, "ErrLine"), QString(" <unavailable: line numbers not used>"));
       QCOMPARE(form.windowTitle(), QString("Runtime error 0"));
       QVERIFY(!Control(form, "txtInformation")->isVisible());
       Pick_Page(form, 1);
@@ -194,33 +191,18 @@ class ErrorDialogTest : public QObject {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("tip");
-    QTest::newRow("continue") << "nsCtrlContinue"
-                              << "&Continue"
-                              << "Press 'Continue' to acknowledge this error and continue.";
-    QTest::newRow("more") << "nsCtrlMore"
-                          << "&More"
-                          << "";
-    QTest::newRow("retry") << "cmdRetry"
-                           << "&Retry"
-                           << "";
-    QTest::newRow("ignore") << "cmdIgnore"
-                            << "&Ignore"
-                            << "";
-    QTest::newRow("copy") << "cmdCopy"
-                          << "Cop&y"
-                          << "";
-    QTest::newRow("print") << "fsPrint"
-                           << "Print"
-                           << "Press to print this tabs data to the default printer.";
-    QTest::newRow("mail") << "cmdMail"
-                          << "M&ail"
-                          << "Press to mail the report to support@quotes.test.";
-    QTest::newRow("break") << "cmdBreak"
-                           << "&Break to debugger"
-                           << "";
-    QTest::newRow("help") << "nsHelp"
-                          << "&Help"
-                          << "";
+    const auto row = [](const char* name, const char* text, const char* tip = "") {
+      QTest::newRow(name) << name << text << tip;
+    };
+    row("nsCtrlContinue", "&Continue", "Press 'Continue' to acknowledge this error and continue.");
+    row("nsCtrlMore", "&More");
+    row("cmdRetry", "&Retry");
+    row("cmdIgnore", "&Ignore");
+    row("cmdCopy", "Cop&y");
+    row("fsPrint", "Print", "Press to print this tabs data to the default printer.");
+    row("cmdMail", "M&ail", "Press to mail the report to support@quotes.test.");
+    row("cmdBreak", "&Break to debugger");
+    row("nsHelp", "&Help");
   }
   void EveryButtonHasItsTextAndToolTip() {
     QFETCH(QString, name);
@@ -393,7 +375,8 @@ class ErrorDialogTest : public QObject {
     boxes.Expect(Qt::Key_Escape);
     Ask([&](QDialog& form) {
       Click(Control(form, "cmdBreak"));
-      QCOMPARE(Breaks_, 0);
+      QTRY_COMPARE(boxes.Seen.size(), size_t(1));
+      QTRY_VERIFY(QApplication::activeModalWidget() == &form);
       QVERIFY(QTest::qWaitForWindowActive(&form));
       boxes.Expect(Qt::Key_Return);
       Press(Qt::Key_B, Qt::AltModifier);
@@ -411,13 +394,10 @@ class ErrorDialogTest : public QObject {
 
   void BreakStopsInTheDebuggerAtOk() {
     BoxAnswers boxes;
-    boxes.Expect(Qt::Key_O, [] {
-      auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-      QTimer::singleShot(0, box->button(QMessageBox::Ok), &QAbstractButton::click);
-    });
+    Press_Ok(boxes);
     Ask([&](QDialog& form) {
       Click(Control(form, "cmdBreak"));
-      QCOMPARE(Breaks_, 1);
+      QTRY_COMPARE(Breaks_, 1);
       QVERIFY(form.isVisible());
     });
     QCOMPARE(boxes.Unexpected, 0);
@@ -493,11 +473,11 @@ class ErrorDialogTest : public QObject {
     const TempFolder folder;
     const QString file = QString::fromStdString(folder / "page.pdf");
     QWidget* owner = nullptr;
-    Parts_.Choose_Printer = [&](QPrinter& printer, QWidget* form) {
+    Parts_.Choose_Printer = [&](const Printer& printer, QWidget* form, const Chosen& chosen) {
       owner = form;
-      printer.setOutputFormat(QPrinter::PdfFormat);
-      printer.setOutputFileName(file);
-      return true;
+      printer->setOutputFormat(QPrinter::PdfFormat);
+      printer->setOutputFileName(file);
+      chosen(true);
     };
     Question_.SystemInformation = [&] {
       std::string text;
@@ -524,9 +504,9 @@ class ErrorDialogTest : public QObject {
 
   void PrintThatIsCancelledSaysNothing() {
     int asked = 0;
-    Parts_.Choose_Printer = [&](QPrinter&, QWidget*) {
+    Parts_.Choose_Printer = [&](const Printer&, QWidget*, const Chosen& chosen) {
       ++asked;
-      return false;
+      chosen(false);
     };
     Ask([&](QDialog& form) {
       Click(Control(form, "fsPrint"));
@@ -537,10 +517,10 @@ class ErrorDialogTest : public QObject {
 
   void PrintThatFailsIsTold() {
     const TempFolder folder;
-    Parts_.Choose_Printer = [&](QPrinter& printer, QWidget*) {
-      printer.setOutputFormat(QPrinter::PdfFormat);
-      printer.setOutputFileName(QString::fromStdString(folder / "missing/page.pdf"));
-      return true;
+    Parts_.Choose_Printer = [&](const Printer& printer, QWidget*, const Chosen& chosen) {
+      printer->setOutputFormat(QPrinter::PdfFormat);
+      printer->setOutputFileName(QString::fromStdString(folder / "missing/page.pdf"));
+      chosen(true);
     };
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("QPainter::begin"));
     Ask([](QDialog& form) {
@@ -679,13 +659,48 @@ class ErrorDialogTest : public QObject {
     Trap_->Set_Reporter(nullptr);
   }
 
-  void AnErrorBehindAClickIsTold() {
+  void AnErrorBehindAClickIsAddedToTheDialogAndEndsNothing_data() {
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("procedure");
+    QTest::newRow("page") << "Combo1"
+                          << "Sub Combo1_Click";
+    QTest::newRow("print") << "fsPrint"
+                           << "Sub fsPrint_Click";
+    QTest::newRow("break") << "cmdBreak"
+                           << "Sub cmdBreak_Click";
+  }
+  void AnErrorBehindAClickIsAddedToTheDialogAndEndsNothing() {
+    QFETCH(QString, name);
+    QFETCH(QString, procedure);
     Question_.SystemInformation = []() -> std::string { throw RunTimeError(PathNotFound, "no drives"); };
-    Ask([](QDialog& form) {
-      Pick_Page(form, 2);
-      QCOMPARE(Text_Of(form, "txtOutcome"), QString("Path not found\nno drives"));
-      QCOMPARE(Text_Of(form, "txtSystem"), QString("<unknown>"));
+    Parts_.Choose_Printer = [](const Printer&, QWidget*, const Chosen&) { throw RunTimeError(PathNotFound); };
+    Parts_.Break = [] { throw RunTimeError(PathNotFound); };
+    BoxAnswers boxes;
+    if (name == "cmdBreak") {
+      Press_Ok(boxes);
+    }
+    QtErrorDialog dialog(*Trap_, Parts_);
+    FurtherErrors reporter(*Trap_, dialog);
+    Trap_->Set_Reporter(&reporter);
+    FormUse use([&](QDialog& form) {
+      Control<QPlainTextEdit>(form, "Text1")->setPlainText("typed");
+      if (name == "Combo1")
+        Pick_Page(form, 2);
+      else
+        Click(Control(form, qPrintable(name)));
+      QTRY_COMPARE(Text_Of(form, "txtFurther"), procedure + ": Path not found");
+      QVERIFY(form.isVisible());
+      if (name == "Combo1") QCOMPARE(Text_Of(form, "txtSystem"), QString("<unknown>"));
+      Press(Qt::Key_Escape);
     });
+    const ErrorAnswer answer = dialog.Ask(Question_);
+    QVERIFY(use.Used);
+    QVERIFY(!use.Closed);
+    QCOMPARE(answer.UserText, std::string("typed"));
+    QCOMPARE(reporter.Errors.size(), size_t(1));
+    QCOMPARE(reporter.Errors[0].Module, std::string(modFailSafe::DialogModule));
+    QCOMPARE(Trap_->Depth(), 0);
+    Trap_->Set_Reporter(nullptr);
   }
 
   void ThousandsOfFurtherErrorsKeepTheDialogUsable() {
@@ -996,6 +1011,66 @@ class ErrorDialogTest : public QObject {
     QCOMPARE(trap.Depth(), 0);
   }
 
+  void AProcedureThatWaitsHoldsNeitherPrintNorBreakUp_data() {
+    QTest::addColumn<QString>("name");
+    QTest::newRow("print") << "fsPrint";
+    QTest::newRow("break") << "cmdBreak";
+  }
+  void AProcedureThatWaitsHoldsNeitherPrintNorBreakUp() {
+    QFETCH(QString, name);
+    const TempFolder folder;
+    const QString file = QString::fromStdString(folder / "page.pdf");
+    // The system's own print dialog.
+    Parts_.Choose_Printer = [&](const Printer& printer, QWidget* owner, const Chosen& chosen) {
+      printer->setOutputFormat(QPrinter::PdfFormat);
+      printer->setOutputFileName(file);
+      System_Error_Dialog_Parts().Choose_Printer(printer, owner, chosen);
+    };
+    QtMessageLoop loop;
+    modFailSafe trap(&loop);
+    QtErrorDialog dialog(trap, Parts_);
+    AskingReporter reporter(trap, dialog);
+    trap.Set_Reporter(&reporter);
+    bool waits = false;
+    bool ran = false;
+    bool acted_in_time = false;
+    QTimer steps;
+    int step = 0;
+    FormUse use([&](QDialog& form) {
+      QPushButton* button = Control<QPushButton>(form, qPrintable(name));
+      QTimer::singleShot(0, button, &QPushButton::click);
+      connect(&steps, &QTimer::timeout, &form, [&] {
+        auto* inner = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (step == 0 && inner != nullptr && inner != &form) {
+          step = 1;
+          loop.Post([&] {
+            waits = true;
+            Skip_Failing_Statements(trap, {"m.bas", "Sub Waits"}, [&](SkippingStatements&) { ran = true; });
+          });
+        } else if (step == 1 && waits) {
+          step = 2;
+          if (auto* box = qobject_cast<QMessageBox*>(inner))
+            box->button(QMessageBox::Ok)->click();
+          else
+            inner->accept();
+        } else if (step == 2 && (Breaks_ == 1 || Text_Of(form, "txtOutcome").contains("was printed"))) {
+          step = 3;
+          acted_in_time = !ran;
+          Control<QPushButton>(form, "nsCtrlContinue")->click();
+        }
+      });
+      steps.start(2);
+    });
+    use.Ends_By_Itself = true;
+    trap.fsERROR("m.bas", "Sub Fails", RunTimeError(DiskFull));
+    QVERIFY(use.Used);
+    QVERIFY(!use.Closed);
+    QVERIFY(acted_in_time);
+    QVERIFY(ran);
+    QCOMPARE(QFile::exists(file), name == "fsPrint");
+    QCOMPARE(trap.Depth(), 0);
+  }
+
   void AProcedureThatWaitedAndThenFailsIsAskedAbout() {
     QtMessageLoop loop;
     modFailSafe trap(&loop);
@@ -1043,7 +1118,7 @@ class ErrorDialogTest : public QObject {
     QCOMPARE(answer.Choice, trap_choice::Retry);
   }
 
-  void WorksDuringTheStartAndDuringARun() {
+  void TheProgramWorksOnAfterIt() {
     // The dialog inside the real program: an error while its window is up.
     Program program;
     program.Start();
@@ -1068,6 +1143,14 @@ class ErrorDialogTest : public QObject {
 
  private:
   enum class Ends { ByTheHelper, ByItself };
+
+  // In the next box.
+  static void Press_Ok(BoxAnswers& boxes) {
+    boxes.Expect(Qt::Key_O, [] {
+      auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+      QTimer::singleShot(0, box->button(QMessageBox::Ok), &QAbstractButton::click);
+    });
+  }
 
   static void Pick_Page(const QDialog& form, int page) {
     Control<QComboBox>(form, "Combo1")->setCurrentIndex(page);

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListView>
 #include <QListWidget>
@@ -50,6 +51,35 @@ void Click_Item(QWidget* list, int row, Qt::KeyboardModifiers modifiers) {
   const QModelIndex index = view->model()->index(row, 0);
   view->scrollTo(index);
   Click(view->viewport(), view->visualRect(index).center(), modifiers);
+}
+
+void Expect_Not_Cut_Off(const QWidget* widget) {
+  const QString sizes = QString("%1: %2x%3 for %4x%5")
+                            .arg(widget->objectName())
+                            .arg(widget->width())
+                            .arg(widget->height())
+                            .arg(widget->sizeHint().width())
+                            .arg(widget->sizeHint().height());
+  const auto* label = qobject_cast<const QLabel*>(widget);
+  if (label != nullptr && label->wordWrap()) {
+    QVERIFY2(widget->height() >= label->heightForWidth(widget->width()), qPrintable(sizes));
+    return;
+  }
+  QVERIFY2(widget->width() >= widget->sizeHint().width(), qPrintable(sizes));
+  QVERIFY2(widget->height() >= widget->sizeHint().height(), qPrintable(sizes));
+}
+
+void Expect_Apart(const QWidget& window, const QList<QWidget*>& widgets) {
+  QVERIFY(!widgets.isEmpty());
+  for (const QWidget* one : widgets) {
+    const QRect place(one->mapTo(&window, QPoint()), one->size());
+    QVERIFY2(window.rect().contains(place), qPrintable(one->objectName()));
+    for (const QWidget* other : widgets) {
+      if (one == other || one->isAncestorOf(other) || other->isAncestorOf(one)) continue;
+      const QRect its(other->mapTo(&window, QPoint()), other->size());
+      QVERIFY2(!place.intersects(its), qPrintable(one->objectName() + " and " + other->objectName()));
+    }
+  }
 }
 
 void Settle() {

@@ -19,6 +19,10 @@
 #include "support/fakes.h"
 #include "support/temp_folder.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace hq::test {
 
 // Keys and clicks as a keyboard and a mouse give them: to the window in front, which hands them on.
@@ -29,6 +33,11 @@ void Mouse_Down(QWidget* widget);
 void Mouse_Up(QWidget* widget);
 // A click on an item of a list box that is in sight.
 void Click_Item(QWidget* list, int row, Qt::KeyboardModifiers modifiers = {});
+
+// That the widget has the room that its text needs.
+void Expect_Not_Cut_Off(const QWidget* widget);
+// That the widgets lie within the window and none lies on another one but its own parts.
+void Expect_Apart(const QWidget& window, const QList<QWidget*>& widgets);
 
 // Lets everything happen that is due by now.
 void Settle();
@@ -42,6 +51,25 @@ class OtherProgram {
  private:
   QPointer<QWidget> before_;
   QWindow window_;
+};
+
+// What is allocated meanwhile counts as no leak: the windows' library frees nothing behind an error that goes
+// through it.
+class LibraryLeaks {
+ public:
+#if defined(__SANITIZE_ADDRESS__)
+  LibraryLeaks() {
+    __lsan_disable();
+  }
+  ~LibraryLeaks() {
+    __lsan_enable();
+  }
+#else
+  LibraryLeaks() = default;
+  ~LibraryLeaks() = default;
+#endif
+  LibraryLeaks(const LibraryLeaks&) = delete;
+  LibraryLeaks& operator=(const LibraryLeaks&) = delete;
 };
 
 // Answers the message boxes that come up by keys, and keeps what they showed. A box that is not expected is

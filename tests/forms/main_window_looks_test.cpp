@@ -339,15 +339,7 @@ class MainWindowLooksTest : public QObject {
           qobject_cast<QListWidget*>(widget) != nullptr;
       if (control && widget->isVisible()) leaves << widget;
     }
-    for (const QWidget* one : leaves) {
-      const QRect place(one->mapTo(&Window(), QPoint()), one->size());
-      QVERIFY2(Window().rect().contains(place), qPrintable(one->objectName()));
-      for (const QWidget* other : leaves) {
-        if (one == other || one->isAncestorOf(other) || other->isAncestorOf(one)) continue;
-        const QRect its(other->mapTo(&Window(), QPoint()), other->size());
-        QVERIFY2(!place.intersects(its), qPrintable(one->objectName() + " and " + other->objectName()));
-      }
-    }
+    Expect_Apart(Window(), leaves);
   }
 
  private:
@@ -358,21 +350,6 @@ class MainWindowLooksTest : public QObject {
   frmmain1& Window() { return Program_->Window(); }
   QSize Whole() {
     return {Twips_To_Pixels(6348, Window().logicalDpiX()), Twips_To_Pixels(5484, Window().logicalDpiY())};
-  }
-  static void Expect_Not_Cut_Off(const QWidget* widget) {
-    const auto* label = qobject_cast<const QLabel*>(widget);
-    const QString sizes = QString("%1: %2x%3 for %4x%5")
-                              .arg(widget->objectName())
-                              .arg(widget->width())
-                              .arg(widget->height())
-                              .arg(widget->sizeHint().width())
-                              .arg(widget->sizeHint().height());
-    if (label != nullptr && label->wordWrap()) {
-      QVERIFY2(widget->height() >= label->heightForWidth(widget->width()), qPrintable(sizes));
-      return;
-    }
-    QVERIFY2(widget->width() >= widget->sizeHint().width(), qPrintable(sizes));
-    QVERIFY2(widget->height() >= widget->sizeHint().height(), qPrintable(sizes));
   }
   void Expect_Nothing_Cut_Off() {
     for (const QWidget* widget : Window().findChildren<QWidget*>()) {

@@ -14,10 +14,6 @@
 #include "forms/form_support.h"
 #include "support/procedure_modes.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
-
 namespace hq::test {
 
 namespace {
@@ -74,25 +70,6 @@ class FailingReceiver final : public QObject {
     });
   }
   int Times = 0;
-};
-
-// What is allocated meanwhile counts as no leak: the windows' library frees nothing behind an error that goes
-// through it.
-class LibraryLeaks {
- public:
-#if defined(__SANITIZE_ADDRESS__)
-  LibraryLeaks() {
-    __lsan_disable();
-  }
-  ~LibraryLeaks() {
-    __lsan_enable();
-  }
-#else
-  LibraryLeaks() = default;
-  ~LibraryLeaks() = default;
-#endif
-  LibraryLeaks(const LibraryLeaks&) = delete;
-  LibraryLeaks& operator=(const LibraryLeaks&) = delete;
 };
 
 }  // namespace

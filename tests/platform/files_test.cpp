@@ -50,6 +50,33 @@ TEST(Copy, OntoItselfChangesNothing) {
   EXPECT_EQ(Bytes_Of(folder / "file"), "bytes");
 }
 
+TEST(Rename, ReplacesAFileOfTheName) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "from", "new");
+  files.Rename(folder / "from", folder / "to");
+  Put_Bytes(folder / "from", "newer");
+  files.Rename(folder / "from", folder / "to");
+  EXPECT_EQ(Bytes_Of(folder / "to"), "newer");
+  EXPECT_THAT(folder.Names(), ElementsAre("to"));
+}
+
+TEST(Rename, LeavesAllAsItWasWhenItFails) {
+  const TempFolder folder;
+  SystemFiles files;
+  Put_Bytes(folder / "from", "new");
+  Put_Bytes(folder / "to", "old");
+  std::filesystem::create_directory(folder / "folder");
+  EXPECT_RAISES(files.Rename(folder / "missing", folder / "to"), FileNotFound);
+  EXPECT_RAISES(files.Rename(folder / "from", folder / "no folder/to"), PathNotFound);
+  EXPECT_RAISES(files.Rename(folder / "from", folder / "folder"), PathFileAccessError);
+  EXPECT_RAISES(files.Rename(folder / "folder", folder / "to"), PathFileAccessError);
+  EXPECT_RAISES(files.Rename(folder / "from", folder / std::string("t\0o", 3)), BadFileName);
+  EXPECT_EQ(Bytes_Of(folder / "from"), "new");
+  EXPECT_EQ(Bytes_Of(folder / "to"), "old");
+  EXPECT_THAT(folder.Names(), ElementsAre("folder", "from", "to"));
+}
+
 TEST(Copy, SaysWhichSideFailed) {
   const TempFolder folder;
   SystemFiles files;

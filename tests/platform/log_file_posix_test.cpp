@@ -40,10 +40,35 @@ TEST(LogFileMode, IsSetOnAnExistingFile) {
   for (const mode_t mode : {0644U, 0666U, 0777U}) {
     folder.Write("log", "text");
     ASSERT_EQ(chmod((folder / "log").c_str(), mode), 0);
-    const LogFile log(folder / "log", Begin::InPlace);
+    const LogFile log(folder / "log", Begin::AtTheEnd);
     EXPECT_EQ(Mode_Of(folder / "log"), 0600U);
     EXPECT_EQ(Bytes_Of(folder / "log"), "text");
   }
+}
+
+TEST(LogFileMode, StaysUntilAFileOpenedInPlaceIsKnownToBeALog) {
+  const TempFolder folder;
+  folder.Write("log", "text");
+  ASSERT_EQ(chmod((folder / "log").c_str(), 0644), 0);
+  LogFile log(folder / "log", Begin::InPlace);
+  EXPECT_EQ(Mode_Of(folder / "log"), 0644U);
+  log.Make_Private();
+  EXPECT_EQ(Mode_Of(folder / "log"), 0600U);
+}
+
+// Only the administrator can be another user for a while.
+TEST(LogFileOwner, MustBeTheUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "this user can't become another one";
+  constexpr uid_t nobody = 65534;
+  const TempFolder folder;
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+  folder.Write("log", "text");
+  ASSERT_EQ(chmod((folder / "log").c_str(), 0666), 0);
+  ASSERT_EQ(seteuid(nobody), 0);
+  EXPECT_RAISES(LogFile(folder / "log", Begin::AtTheEnd), PermissionDenied);
+  EXPECT_NO_THROW(LogFile(folder / "own", Begin::AtTheEnd));
+  ASSERT_EQ(seteuid(0), 0);
+  EXPECT_EQ(Bytes_Of(folder / "log"), "text");
 }
 
 TEST(LogFileHandle, IsNotHandedToOtherPrograms) {

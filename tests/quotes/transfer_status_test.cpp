@@ -13,7 +13,9 @@ using test::FakeTransfer;
 
 class TransferStatus : public ::testing::Test {
  protected:
-  void Raise(int state) { Inet1_StateChanged(Trap, Inet, Loop, Status, Transfer, state); }
+  void Raise(int state) {
+    Inet1_StateChanged(Trap, Inet, Loop, Status, Transfer, [=] { return state; });
+  }
 
   modFailSafe Trap;
   FakeLoop Loop;

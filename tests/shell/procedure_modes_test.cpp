@@ -358,7 +358,8 @@ constexpr FailingCall FailingCalls[] = {
     {"frmmain1.frm", "Sub Inet1_StateChanged",
      [](World& w) {
        w.Inet.GetChunkFails = true;
-       Inet1_StateChanged(w.Trap, w.Inet, w.Loop, w.Status, w.State.Transfer, ResponseCompleted);
+       Inet1_StateChanged(w.Trap, w.Inet, w.Loop, w.Status, w.State.Transfer,
+                          [] { return ResponseCompleted; });
      },
      [](World& w) {
        EXPECT_EQ(w.State.Transfer.TransferStatus, "Data downloading is done!");
@@ -544,7 +545,7 @@ TEST(Inet1StateChanged, KeepsTheBodyWhenAnEventFailsWhileItIsRead) {
   world.Inet.Execute("http://host/", "GET");
   world.Loop.On_Pass = [] { throw RunTimeError(OutOfMemory); };
   Inet1_StateChanged(world.Trap, world.Inet, world.Loop, world.Status, world.State.Transfer,
-                     ResponseCompleted);
+                     [] { return ResponseCompleted; });
   EXPECT_EQ(world.State.Transfer.ResponseText, Answer);
   EXPECT_EQ(world.State.Transfer.TransferStatus, "Data downloading is done!");
   EXPECT_THAT(world.Reporter.Errors, IsEmpty());
@@ -553,7 +554,8 @@ TEST(Inet1StateChanged, KeepsTheBodyWhenAnEventFailsWhileItIsRead) {
 TEST(Inet1StateChanged, PassesOverAStatusLineThatCannotShow) {
   World world;
   world.Status.Fails = true;
-  Inet1_StateChanged(world.Trap, world.Inet, world.Loop, world.Status, world.State.Transfer, HostResolved);
+  Inet1_StateChanged(world.Trap, world.Inet, world.Loop, world.Status, world.State.Transfer,
+                     [] { return HostResolved; });
   EXPECT_EQ(world.State.Transfer.TransferStatus, "Host IP found ..");
   EXPECT_THAT(world.Reporter.Errors, IsEmpty());
 }

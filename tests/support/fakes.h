@@ -185,6 +185,10 @@ class MemoryFiles final : public Files {
     if (CopyError != 0) throw RunTimeError(CopyError, to);
     Contents[to] = Read(from);
   }
+  void Rename(const std::string& from, const std::string& to) override {
+    Contents[to] = Read(from);
+    Delete(from);
+  }
   void Delete(const std::string& path) override {
     if (Contents.erase(path) == 0) throw RunTimeError(FileNotFound, path);
   }

@@ -97,6 +97,30 @@ TEST_P(Interruption, EndsTheProgramAtOnceAndLeavesNoHalfFile) {
 
 INSTANTIATE_TEST_SUITE_P(Signals, Interruption, ::testing::Values(SIGINT, SIGTERM, SIGHUP));
 
+TEST(CommandLineProgram, ACrashLeavesARecordAndTheEndOfTheTrace) {
+  for (const int signal : {SIGSEGV, SIGABRT, SIGFPE}) {
+    const TempFolder home;
+    home.Write("FSCLIENT.INI", "[Log File]\nCapture To Disk=1\n");
+    const SocketServer server([](SocketConnection& connection) {
+      static_cast<void>(connection.ReadRequest());
+      connection.WaitForEnd();
+    });
+    ChildProgram program(Command({"MSFT", "--output", home.Path(), "--program-folder", home.Path(),
+                                  "--template", server.Address() + "/XXX/SSS?&Date=DDD"}),
+                         [] {
+                           const rlimit no_core{0, 0};
+                           setrlimit(RLIMIT_CORE, &no_core);
+                         });
+    ASSERT_TRUE(program.Wait_For_Output("downloading symbol   MSFT"));
+    program.Signal(signal);
+    EXPECT_EQ(program.Wait(), -signal);
+    const auto files = home.Files();
+    EXPECT_THAT(files.at("error.log"), HasSubstr("Error Number- " + std::to_string(signal) + "\r\n"));
+    EXPECT_THAT(files.at("error.log"), HasSubstr(" 1 : frmmain1.frm : Sub cmddownload_Click : \r\n"));
+    EXPECT_THAT(files.at("trace.log"), HasSubstr("->frmmain1.frm : Sub cmddownload_Click : "));
+  }
+}
+
 TEST(CommandLineProgram, ADiskThatFillsUpIsToldAndLeavesTheEarlierFile) {
   const TempFolder output;
   const std::string file = "031303-031303A1D.txt";

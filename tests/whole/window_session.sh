@@ -3,43 +3,9 @@
 # a format and a folder chosen, the run started, its files compared byte for byte with those of the command line, the
 # choices saved on closing and found again after a restart.
 #   window_session.sh SOURCE_FOLDER WINDOW_PROGRAM COMMAND_LINE_PROGRAM
-set -euo pipefail
-source_folder=$1 window_program=$2 command_line_program=$3
-
-for tool in xvfb-run openbox xdotool xprop; do
-  if ! command -v "$tool" >/dev/null; then
-    echo "skipped: $tool is not installed"
-    exit 77
-  fi
-done
-if [ -z "${WINDOW_SESSION_INSIDE:-}" ]; then
-  WINDOW_SESSION_INSIDE=1 exec xvfb-run -a -s '-screen 0 1024x768x24' "$0" "$@"
-fi
-
-work=$(mktemp -d)
-trap 'kill $(jobs -p) 2>/dev/null; rm -rf "$work"' EXIT
-mkdir "$work/program" "$work/quotes" "$work/expected"
-export XDG_RUNTIME_DIR=$work LC_ALL=C.UTF-8 QT_QPA_PLATFORM=xcb
-. "$source_folder/packaging/window-tools"
-
-fail() {
-  echo "$*" >&2
-  exit 1
-}
-type_text() { xdotool type --clearmodifiers --delay 5 "$1"; }
-start_program() {
-  "$window_program" --program-folder "$work/program" --source simulated 2>"$work/errors" &
-  program=$!
-  main=$(window 'Bravint History Quotes Downloader')
-  xdotool windowactivate --sync "$main"
-}
-# Closes the main window and answers the question with a key.
-close_with() {
-  xdotool windowactivate --sync "$main"
-  xdotool key --clearmodifiers alt+F4
-  xdotool windowactivate --sync "$(window 'Exiting program')"
-  xdotool key --clearmodifiers "$1"
-}
+. "$(dirname "$0")/window-program"
+command_line_program=$3
+mkdir "$work/quotes" "$work/expected"
 
 # The focus is in the box of the month.
 type_end_date() {
@@ -52,6 +18,7 @@ type_end_date() {
 
 start_window_manager
 start_program
+use_main_window
 
 # The symbol box has the focus.
 for symbol in ' msft ' ibm index:dji; do
@@ -104,6 +71,7 @@ printf '||IBM|MSFT|index:DJI\r\n5\r\n11\r\n%s\r\n71\r\n' "$work/quotes" | cmp - 
 # A restart has it all again but for the end date.
 rm "$work"/quotes/*
 start_program
+use_main_window
 xdotool key --clearmodifiers alt+s
 for _ in $(seq 12); do xdotool key Tab; done
 type_end_date
