@@ -294,7 +294,8 @@ class Transfer {
     if (!easy_) throw std::bad_alloc{};
     exchange_.Body_Limit = options.Body_Limit;
     for (const auto& [name, value] : request.Headers) {
-      const std::string line = name + ": " + value;
+      std::string line = name;
+      line.append(": ").append(value);
       curl_slist* const longer = curl_slist_append(headers_.get(), line.c_str());
       if (longer == nullptr) throw std::bad_alloc{};
       (void)headers_.release();

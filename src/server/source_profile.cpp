@@ -480,7 +480,7 @@ void Read_Symbols(const Value& value, SourceProfile& profile) {
     SymbolRule rule;
     const Value name = kind.Need("kind");
     rule.Kind = name.Text();
-    if (rule.Kind != "" && rule.Kind != "index" && rule.Kind != "mutual" && rule.Kind != "opra")
+    if (!rule.Kind.empty() && rule.Kind != "index" && rule.Kind != "mutual" && rule.Kind != "opra")
       name.Fail(R"(it must be one of "", "index", "mutual", "opra")");
     if (std::ranges::find(profile.Symbol_Rules, rule.Kind, &SymbolRule::Kind) != profile.Symbol_Rules.end())
       name.Fail("this kind stands here twice");

@@ -444,7 +444,7 @@ TEST_P(EveryFeed, FoldedBarsKeepVolumesAndExtremesAndInventNothingButTheOpening)
 TEST_P(EveryFeed, ManyRowsTakeTimeInProportion) {
   const Asked asked = Ask();
   // Many rows on few stamps: what counts is that each row is read.
-  const auto sent = Sessions(Date(2026, 11, 2), Date(2026, 11, 13), asked.Feed().Minutes);
+  const auto sent = Sessions(Date(2026, 11, 12), Date(2026, 11, 13), asked.Feed().Minutes);
   const auto time_for = [&](std::size_t count) {
     std::vector<SentRow> rows;
     rows.reserve(count);
