@@ -34,6 +34,17 @@ int Count_Lines(const QString& text, const QFont& font, int width, int most) {
   return std::clamp(lines, 1, most);
 }
 
+// The height of a line as a text box lays it out, with the font's leading.
+int Line_Height(const QFont& font) {
+  QTextLayout layout("X", font);
+  layout.beginLayout();
+  QTextLine line = layout.createLine();
+  line.setLeadingIncluded(true);
+  line.setLineWidth(QWIDGETSIZE_MAX);
+  layout.endLayout();
+  return static_cast<int>(std::ceil(std::max(line.height(), QFontMetricsF(font).height())));
+}
+
 }  // namespace
 
 FittedText::FittedText(QWidget* parent) : QPlainTextEdit(parent) {
@@ -75,7 +86,7 @@ int FittedText::heightForWidth(int width) const {
   const int inside = width - 2 * frameWidth();
   const int lines = Count_Lines(toPlainText(), font(), inside, longest_);
   // A little more than the lines, whose heights are rounded.
-  return lines * static_cast<int>(std::ceil(QFontMetricsF(font()).height())) + 2 * frameWidth() + 2;
+  return lines * Line_Height(font()) + 2 * frameWidth() + 2;
 }
 
 QSize FittedText::sizeHint() const {

@@ -114,6 +114,11 @@ frmmain1::frmmain1(global& program)
   // symbol's.
   ui_->cmdAdd->setFixedWidth(ui_->cmdAdd->fontMetrics().horizontalAdvance("Add") +
                              2 * ui_->cmdAdd->fontMetrics().averageCharWidth() + 12);
+  // Some styles leave less than a line of text.
+  for (QComboBox* box :
+       {static_cast<QComboBox*>(ui_->cmbInterval), static_cast<QComboBox*>(ui_->cmbOutputFormat)}) {
+    box->setMinimumHeight(box->fontMetrics().height() + 8);
+  }
   ui_->txtnewstock->setMinimumWidth(ui_->txtnewstock->fontMetrics().horizontalAdvance("MMMMM") + 12);
   ui_->cmddownload->setIcon(Picture("download"));
   ui_->Command2->setIcon(Picture("samples"));
@@ -488,6 +493,8 @@ void frmmain1::Add_Sorted(const std::string& symbol) {
 // would send the user to and fro for ever.
 void frmmain1::Return_To(NumberBox* box) {
   returning_focus_ = true;
+  // A box that a message has taken the focus from was not left by the user, also when that shows only now.
+  ++returns_;
   activateWindow();
   box->setFocus();
   // Also when the window comes to the front only later, which is no reason to select anything.
@@ -545,7 +552,9 @@ bool frmmain1::eventFilter(QObject* watched, QEvent* event) {
   } else if (event->type() == QEvent::FocusOut && !returning_focus_ &&
              Moves_Focus(static_cast<QFocusEvent*>(event)->reason())) {
     // Only later it is known where the focus has gone.
-    QTimer::singleShot(0, this, [this, watched] { Check_After_Focus_Moved(watched); });
+    QTimer::singleShot(0, this, [this, watched, returns = returns_] {
+      if (returns == returns_) Check_After_Focus_Moved(watched);
+    });
   }
   return QMainWindow::eventFilter(watched, event);
 }

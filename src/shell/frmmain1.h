@@ -104,6 +104,7 @@ class frmmain1 final : public QMainWindow {
   std::unique_ptr<StatusAdapter> status_;
   std::unique_ptr<DownloadRun> run_;
   bool returning_focus_ = false;
+  int returns_ = 0;  // of the focus, since the start
   bool unloaded_ = false;
   bool place_changed_ = false;  // since Form_Resize was last called
   bool resizing_ = false;

@@ -11,8 +11,8 @@ NumberBox::NumberBox(QWidget* parent) : QLineEdit(parent) {
 }
 
 QSize NumberBox::sizeHint() const {
-  // Room for three digits, the most that a sensible entry has. What the style would add is meant for boxes with
-  // a button in them.
+  // Room for three digits, the most that a sensible entry has. What the style would add is meant for boxes
+  // with a button in them.
   constexpr int margin = 2;  // that a line edit keeps on both sides of its text
   QStyleOptionFrame option;
   initStyleOption(&option);

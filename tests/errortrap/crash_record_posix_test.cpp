@@ -1,5 +1,3 @@
-#include "errortrap/crash_record.h"
-
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -10,6 +8,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include "errortrap/crash_record.h"
 #include "support/child_program.h"
 #include "support/temp_folder.h"
 

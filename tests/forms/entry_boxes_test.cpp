@@ -467,7 +467,9 @@ class EntryBoxesTest : public QObject {
   Widget* Get(const char* name) {
     return Program_->Get<Widget>(name);
   }
-  QString Text(const QString& box) { return Program_->Text(box.toLatin1()); }
+  QString Text(const QString& box) {
+    return Program_->Text(box.toLatin1());
+  }
   void Focus(const QString& box) {
     Click(Get(box.toLatin1()));
     QTRY_VERIFY(Get(box.toLatin1())->hasFocus());
