@@ -13,6 +13,7 @@
 
 #include "base/strings.h"
 #include "forms/form_support.h"
+#include "platform/clock.h"
 #include "support/procedure_modes.h"
 
 namespace hq::test {
@@ -107,7 +108,9 @@ class CallTreeTest : public QObject {
 
     QStringList lines = QString::fromStdString(Bytes_Of(program.Home / "trace.log")).split("\r\n");
     QCOMPARE(lines.takeLast(), QString());
-    QVERIFY2(lines.takeFirst().endsWith(" <03/14/03, 10:00:00>"), "the first line");
+    const std::string begun = " <" + System_Date_Text(std::chrono::year(2003) / 3 / 14) + ", " +
+                              System_Time_Text(std::chrono::hours(10)) + ">";
+    QVERIFY2(lines.takeFirst().endsWith(QString::fromLocal8Bit(begun)), "the first line");
     QVERIFY2(lines.takeLast().endsWith("] END PROGRAM "), "the last line");
     CallTree tree;
     const QRegularExpression form(R"(^\[[^\]]+\] \[(\d{5,})\] \[(\d{5,}\.\d{4})\] (->|<-)( *\S.*)$)");
