@@ -1,6 +1,5 @@
 #include "server/http_fetch.h"
 
-#include <cstdlib>
 #include <gmock/gmock.h>
 #include <mutex>
 #include <optional>
@@ -9,6 +8,7 @@
 
 #include "quotes/scripted_look_up.h"
 #include "server/server_test_support.h"
+#include "support/environment.h"
 #include "support/socket_server.h"
 
 namespace hq::server {
@@ -16,6 +16,7 @@ namespace {
 
 using namespace std::chrono;
 using test::Answer_With;
+using test::EnvironmentVariable;
 using test::Http_Answer;
 using test::RefusingPort;
 using test::SocketConnection;
@@ -45,29 +46,6 @@ FetchFailure Failure_In(const FetchResult& result) {
   ADD_FAILURE() << "the request was answered";
   return {};
 }
-
-// Sets an environment variable until the end of the scope; no value takes it away.
-class EnvironmentVariable {
- public:
-  EnvironmentVariable(std::string name, const std::optional<std::string>& value) : name_(std::move(name)) {
-    if (const char* old = std::getenv(name_.c_str())) old_ = old;
-    Set(value);
-  }
-  EnvironmentVariable(const EnvironmentVariable&) = delete;
-  EnvironmentVariable& operator=(const EnvironmentVariable&) = delete;
-  ~EnvironmentVariable() { Set(old_); }
-
- private:
-  void Set(const std::optional<std::string>& value) {
-    if (value)
-      setenv(name_.c_str(), value->c_str(), 1);
-    else
-      unsetenv(name_.c_str());
-  }
-
-  std::string name_;
-  std::optional<std::string> old_;
-};
 
 // What a server was sent, by any number of its threads.
 class Seen {
