@@ -40,7 +40,7 @@ class CrashRecord : public testing::Test {
   [[nodiscard]] std::string Only_Record() const {
     const std::string text = Bytes_Of(Log());
     std::smatch match;
-    const std::regex when(R"(\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
+    const std::regex when(R"(\r\n\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
     EXPECT_TRUE(std::regex_search(text, match, when, std::regex_constants::match_continuous)) << text;
     return match.empty() ? text : match.suffix().str();
   }
@@ -48,15 +48,16 @@ class CrashRecord : public testing::Test {
   static std::string Record(long long number, const std::string& description) {
     return "Category- Unknown Error Class\r\n"
            "Source- crash-program 1.0.0\r\n"
-           "Module- frmmain1.frm\r\n"
+           "Module- frmmain1.frm : Sub Process_Onestock\r\n"
            "Line Number-  <unavailable: line numbers not used>\r\n"
            "Code Pointer = frmmain1.frm : Sub Process_Onestock\r\n"
            "Error Number- " +
            std::to_string(number) + "\r\nDescription- " + description +
            "\r\n"
-           " 1 : global.bas : Sub Main : \r\n"
-           " 2 :  frmmain1.frm : Sub Process_Onestock : \r\n"
-           "User Text- \r\n\r\n";
+           "Call Tree & Arguments\r\n"
+           "     1 : global.bas : Sub Main : \r\n"
+           "     2 :  frmmain1.frm : Sub Process_Onestock : \r\n"
+           "User Text- \r\n";
   }
 
   TempFolder folder_;
