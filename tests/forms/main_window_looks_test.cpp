@@ -235,7 +235,8 @@ class MainWindowLooksTest : public QObject {
       if (widget->focusPolicy() == Qt::NoFocus || !widget->isVisible()) continue;
       QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(widget);
       QVERIFY(accessible != nullptr);
-      QVERIFY2(!accessible->text(QAccessible::Name).isEmpty(), qPrintable(widget->metaObject()->className() + (" " + widget->objectName())));
+      QVERIFY2(!accessible->text(QAccessible::Name).isEmpty(),
+               qPrintable(widget->metaObject()->className() + (" " + widget->objectName())));
       ++seen;
     }
     QVERIFY(seen >= 16);
