@@ -1,10 +1,9 @@
 #include <chrono>
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <optional>
 #include <string>
 
 #include "platform/clock.h"
+#include "support/variable.h"
 
 namespace hq {
 namespace {
@@ -12,28 +11,7 @@ namespace {
 using std::chrono::hours;
 using std::chrono::minutes;
 using std::chrono::seconds;
-
-// A variable of the environment, put back at the end.
-class Variable {
- public:
-  Variable(const char* name, const char* value) : name_(name) {
-    if (const char* before = std::getenv(name)) before_ = before;
-    setenv(name, value, 1);
-  }
-  Variable(const Variable&) = delete;
-  Variable& operator=(const Variable&) = delete;
-  ~Variable() {
-    if (before_) {
-      setenv(name_, before_->c_str(), 1);
-    } else {
-      unsetenv(name_);
-    }
-  }
-
- private:
-  const char* name_;
-  std::optional<std::string> before_;
-};
+using test::Variable;
 
 TEST(SystemTimeText, FollowsTheUsersLocale) {
   const Variable locale("LC_ALL", "C");
