@@ -254,6 +254,14 @@ void QuoteServerForm::Show_Details() {
   cmdUp_->setEnabled(row > 0);
   cmdDown_->setEnabled(row + 1 < lstSources_->topLevelItemCount());
   Show_Keys(*entry);
+  Make_Room();
+}
+
+void QuoteServerForm::Make_Room() {
+  // A layout with texts that wrap does not ask its window for more height by itself.
+  layout()->activate();
+  const int needed = layout()->totalHeightForWidth(width());
+  if (height() < needed) resize(width(), needed);
 }
 
 void QuoteServerForm::Show_Keys(const server::SourceEntry& entry) {
@@ -309,6 +317,8 @@ void QuoteServerForm::Show_Keys(const server::SourceEntry& entry) {
   delete details_->replaceWidget(key_rows_, rows);
   key_rows_->deleteLater();
   key_rows_ = rows;
+  // At once, not with the next event: what is not shown gets no room.
+  rows->show();
   QWidget::setTabOrder(cmdDown_, rows);
 }
 
@@ -415,6 +425,7 @@ void QuoteServerForm::Show_Trial(const server::SourceTrial& trial) {
   std::string text = trial.Works ? trial.Text : "Failed at: " + trial.Failed_Hop + ". " + trial.Text;
   if (!trial.Next_Step.empty()) text += "\n" + trial.Next_Step;
   lblTrial_->setText(To_QString(text));
+  Make_Room();
 }
 
 QuoteChoice QuoteServerForm::Choice() const {

@@ -43,6 +43,8 @@ class QuoteServerForm final : public QDialog {
   void Add_Item(const server::SourceEntry& entry);
   void Show_Details();
   void Show_Keys(const server::SourceEntry& entry);
+  // Makes the form high enough for what it shows.
+  void Make_Room();
   void Show_Which_Server();
   // A source was turned on or off by hand.
   void Item_Changed(QTreeWidgetItem* item);

@@ -252,6 +252,10 @@ class QuoteServerFormTest : public QObject {
       Settle();
       const auto* const remark = Get<QLabel>("lblRemark");
       QVERIFY2(remark->height() >= remark->heightForWidth(remark->width()), qPrintable(remark->text()));
+      for (const QWidget* widget : Form_->findChildren<QLineEdit*>()) {
+        QVERIFY2(widget->height() >= widget->minimumSizeHint().height(),
+                 qPrintable(List().currentItem()->text(0) + ": " + widget->objectName()));
+      }
     }
   }
 
