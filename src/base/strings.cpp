@@ -10,6 +10,21 @@ char Upper(char c) {
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
+char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool Same_Letter(char one, char other) {
+  return Upper(one) == Upper(other);
+}
+
+// The text without any of these characters at both ends.
+std::string_view Without_Ends(std::string_view text, std::string_view characters) {
+  const size_t first = text.find_first_not_of(characters);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(characters) - first + 1);
+}
+
 // How many bytes the UTF-8 character has that a byte begins; 0 for a byte within a character, 1 for any other
 // byte.
 size_t Character_Length(char first) {
@@ -24,9 +39,11 @@ size_t Character_Length(char first) {
 }  // namespace
 
 std::string_view Trim(std::string_view text) {
-  const size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+  return Without_Ends(text, " ");
+}
+
+std::string_view Trim_White(std::string_view text) {
+  return Without_Ends(text, " \t\r\n");
 }
 
 std::string Upper_Case(std::string_view text) {
@@ -35,9 +52,18 @@ std::string Upper_Case(std::string_view text) {
   return result;
 }
 
+std::string Lower_Case(std::string_view text) {
+  std::string result(text);
+  std::transform(result.begin(), result.end(), result.begin(), Lower);
+  return result;
+}
+
 bool Equal_Without_Case(std::string_view one, std::string_view other) {
-  return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                    [](char a, char b) { return Upper(a) == Upper(b); });
+  return std::equal(one.begin(), one.end(), other.begin(), other.end(), Same_Letter);
+}
+
+bool Contains_Without_Case(std::string_view text, std::string_view what) {
+  return std::search(text.begin(), text.end(), what.begin(), what.end(), Same_Letter) != text.end();
 }
 
 std::string_view Cut_Text(std::string_view text, std::size_t longest) {

@@ -11,8 +11,14 @@ namespace hq {
 // The text without the blanks (character 32) at both ends.
 [[nodiscard]] std::string_view Trim(std::string_view text);
 
+// The text without blanks, tabs and line ends at both ends.
+[[nodiscard]] std::string_view Trim_White(std::string_view text);
+
 // The text with a to z turned into A to Z.
 [[nodiscard]] std::string Upper_Case(std::string_view text);
+
+// The text with A to Z turned into a to z.
+[[nodiscard]] std::string Lower_Case(std::string_view text);
 
 // Whether two texts are equal when the case of the letters a to z is not looked at.
 [[nodiscard]] bool Equal_Without_Case(std::string_view one, std::string_view other);
@@ -27,5 +33,8 @@ namespace hq {
 [[nodiscard]] inline bool Contains(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;
 }
+
+// Whether text contains what when the case of the letters a to z is not looked at.
+[[nodiscard]] bool Contains_Without_Case(std::string_view text, std::string_view what);
 
 }  // namespace hq

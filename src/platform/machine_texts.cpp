@@ -69,14 +69,6 @@ bool Is_One_Of(std::string_view text, std::initializer_list<std::string_view> te
   return std::find(texts.begin(), texts.end(), text) != texts.end();
 }
 
-std::string Lower_Case(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
 // A line "key: value"; false when it has no colon.
 bool Split_Line(std::string_view line, std::string_view& key, std::string_view& value) {
   const size_t colon = line.find(':');
@@ -282,7 +274,7 @@ ProcessorFacts Processors_From(std::string_view cpuinfo) {
   constexpr std::array<std::string_view, 8> names = {"model name", "cpu model", "processor", "cpu",
                                                      "uarch",      "hardware",  "model",     "vendor_id"};
   std::array<std::string, names.size()> values;
-  std::string implementer;
+  std::string arm_maker;
   std::string part;
   int count = 0;
   std::optional<int> told_count;
@@ -294,7 +286,8 @@ ProcessorFacts Processors_From(std::string_view cpuinfo) {
     const bool number = All(value, Is_Digit);
     if (lower == "processor" && number && count < std::numeric_limits<int>::max()) ++count;
     if (lower == "# processors" || lower == "ncpus active") told_count = Whole_Number<int>(value);
-    if (lower == "cpu implementer" && implementer.empty()) implementer = value;
+    // The kernel's own word for the maker of an ARM processor.
+    if (lower == "cpu implementer" && arm_maker.empty()) arm_maker = value;
     if (lower == "cpu part" && part.empty()) part = value;
     const auto name = std::find(names.begin(), names.end(), lower);
     if (name == names.end() || number) continue;
@@ -304,10 +297,10 @@ ProcessorFacts Processors_From(std::string_view cpuinfo) {
   ProcessorFacts facts;
   const auto best = std::find_if(values.begin(), values.end(), [](const auto& v) { return !v.empty(); });
   const bool has_name = best != values.end() && best - values.begin() < 5;
-  if (has_name || (best != values.end() && implementer.empty())) {
+  if (has_name || (best != values.end() && arm_maker.empty())) {
     facts.Name = *best;
-  } else if (!implementer.empty()) {
-    facts.Name = "implementer " + implementer + (part.empty() ? "" : ", part " + part);
+  } else if (!arm_maker.empty()) {
+    facts.Name = "implementer " + arm_maker + (part.empty() ? "" : ", part " + part);
   }
   if (told_count && *told_count > 0) {
     facts.Count = told_count;

@@ -12,6 +12,8 @@
 #include <system_error>
 #include <utility>
 
+#include "base/strings.h"
+
 namespace hq::server {
 namespace {
 
@@ -87,14 +89,6 @@ class SqliteError : public std::runtime_error {
 std::string Text(const fs::path& path) {
   const std::u8string text = path.u8string();
   return {text.begin(), text.end()};
-}
-
-std::string Upper(std::string_view text) {
-  std::string upper{text};
-  for (char& c : upper) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return upper;
 }
 
 std::int64_t Day_Number(Day day) {
@@ -301,7 +295,7 @@ class Archive::Database {
   std::optional<std::int64_t> Find_Series(const SeriesKey& key) {
     Query query =
         Use("SELECT id FROM series WHERE source = ? AND symbol = ? AND interval = ? AND adjustment = ?");
-    query.Bind(key.Source).Bind(Upper(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
+    query.Bind(key.Source).Bind(Upper_Case(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
     return query.Step() ? std::optional{query.Integer(0)} : std::nullopt;
   }
 
@@ -310,7 +304,7 @@ class Archive::Database {
     Use("INSERT INTO series(source, symbol, interval, adjustment, fetched, known_until, zone, us_sessions) "
         "VALUES(?, ?, ?, ?, 0, -9223372036854775807, 'UTC', 1)")
         .Bind(key.Source)
-        .Bind(Upper(key.Symbol))
+        .Bind(Upper_Case(key.Symbol))
         .Bind(std::int64_t{key.Interval})
         .Bind(key.Adjustment)
         .Run();
@@ -515,7 +509,7 @@ ArchivedBars Archive::Last_Sessions(const SeriesKey& key, Day last, int sessions
       auto row = database.Use(
           "SELECT id, fetched, known_until, zone, us_sessions FROM series WHERE source = ? AND symbol = ? "
           "AND interval = ? AND adjustment = ?");
-      row.Bind(key.Source).Bind(Upper(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
+      row.Bind(key.Source).Bind(Upper_Case(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
       if (!row.Step()) return found;
       series = row.Integer(0);
       found.Last_Fetch = Moment{seconds{row.Integer(1)}};
@@ -602,7 +596,7 @@ void Archive::Remember_Refusal(const SeriesKey& key, const std::string& reason, 
     database
         .Use("INSERT OR REPLACE INTO refusals(source, symbol, interval, reason, until) VALUES(?, ?, ?, ?, ?)")
         .Bind(key.Source)
-        .Bind(Upper(key.Symbol))
+        .Bind(Upper_Case(key.Symbol))
         .Bind(std::int64_t{key.Interval})
         .Bind(reason)
         .Bind(until.time_since_epoch().count())
@@ -617,7 +611,7 @@ std::optional<std::string> Archive::Refusal(const SeriesKey& key, Moment now) {
         "SELECT reason FROM refusals WHERE source = ? AND symbol = ? AND interval = ? AND "
         "until > ?");
     row.Bind(key.Source)
-        .Bind(Upper(key.Symbol))
+        .Bind(Upper_Case(key.Symbol))
         .Bind(std::int64_t{key.Interval})
         .Bind(now.time_since_epoch().count());
     return row.Step() ? std::optional{row.String(0)} : std::nullopt;
@@ -630,7 +624,7 @@ std::vector<std::string> Archive::Find_Symbols(std::string_view text, std::size_
     auto rows = database.Use(
         "SELECT DISTINCT symbol FROM series WHERE instr(symbol, ?) > 0 AND EXISTS(SELECT 1 "
         "FROM bars WHERE series = series.id) ORDER BY symbol LIMIT ?");
-    rows.Bind(Upper(text)).Bind(static_cast<std::int64_t>(std::min<std::size_t>(limit, 1'000'000)));
+    rows.Bind(Upper_Case(text)).Bind(static_cast<std::int64_t>(std::min<std::size_t>(limit, 1'000'000)));
     while (rows.Step()) symbols.push_back(rows.String(0));
     return symbols;
   });

@@ -10,6 +10,7 @@
 #include <tuple>
 #include <utility>
 
+#include "base/strings.h"
 #include "server/csv_answer.h"
 
 namespace hq::server {
@@ -27,26 +28,10 @@ std::string Text(const fs::path& path) {
   return {text.begin(), text.end()};
 }
 
-std::string Lower(string_view text) {
-  std::string lower{text};
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
-std::string Upper(string_view text) {
-  std::string upper{text};
-  for (char& c : upper) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return upper;
-}
-
 // How much a file's ending is preferred, 0 the most; none when the file is no quote file.
 std::optional<std::size_t> Ending_Rank(const fs::path& file) {
   constexpr auto endings = std::to_array<string_view>({".csv", ".txt", ".tsv"});
-  const std::string ending = Lower(Text(file.extension()));
+  const std::string ending = Lower_Case(Text(file.extension()));
   const auto found = std::ranges::find(endings, ending);
   if (found == endings.end()) return std::nullopt;
   return static_cast<std::size_t>(found - endings.begin());
@@ -58,7 +43,7 @@ bool Fits_File_Name(char c) {
 
 // The lower-case file names, without an ending, that stand for a symbol; the best one first.
 std::array<std::string, 3> File_Names_Of(string_view symbol) {
-  const std::string whole = Lower(symbol);
+  const std::string whole = Lower_Case(symbol);
   std::string shortened;
   std::string replaced;
   for (const char c : whole) {
@@ -143,11 +128,12 @@ std::vector<SymbolEntry> CsvSource::Find_Symbols(string_view text, std::size_t l
   } catch (const UnreadableFile&) {
     return {};
   }
-  const std::string wanted = Lower(text);
+  const std::string wanted = Lower_Case(text);
   std::map<std::string, std::string> symbols;
   for (const fs::path& file : files) {
     const std::string name = Text(file.filename());
-    if (Lower(name).find(wanted) != std::string::npos) symbols.emplace(Upper(Text(file.stem())), name);
+    if (Lower_Case(name).find(wanted) != std::string::npos)
+      symbols.emplace(Upper_Case(Text(file.stem())), name);
   }
   std::vector<SymbolEntry> found;
   for (const auto& [symbol, name] : symbols) {
@@ -168,7 +154,7 @@ fs::path CsvSource::Choose_File(const std::vector<fs::path>& files, string_view 
   using Rank = std::tuple<std::size_t, std::size_t, std::string>;
   std::vector<std::pair<Rank, const fs::path*>> candidates;
   for (const fs::path& file : files) {
-    const auto match = std::ranges::find(names, Lower(Text(file.stem())));
+    const auto match = std::ranges::find(names, Lower_Case(Text(file.stem())));
     if (match == names.end()) continue;
     const auto name_rank = static_cast<std::size_t>(match - names.begin());
     candidates.push_back({{name_rank, Ending_Rank(file).value_or(0), Text(file.filename())}, &file});

@@ -8,6 +8,8 @@
 #include <new>
 #include <stdexcept>
 
+#include "base/strings.h"
+
 namespace hq::server {
 namespace {
 
@@ -32,17 +34,6 @@ constexpr int most_redirects = 3;
 // Connections beyond these are closed after their request.
 constexpr std::size_t most_idle_handles = 16;
 constexpr milliseconds look_for_end = milliseconds{100};
-
-char Lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-std::string_view Without_Blanks(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r\n";
-  const auto first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 std::string Percent_Encoded(std::string_view text) {
   constexpr std::string_view digits = "0123456789ABCDEF";
@@ -94,9 +85,7 @@ Origin Origin_Of(const std::string& address) {
     char* text = nullptr;
     if (curl_url_get(handle.get(), which, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) return std::string{};
     const std::unique_ptr<char, Freed_By<curl_free>> owner{text};
-    std::string lower{text};
-    std::ranges::transform(lower, lower.begin(), Lower);
-    return lower;
+    return Lower_Case(text);
   };
   return {part(CURLUPART_SCHEME), part(CURLUPART_HOST), part(CURLUPART_PORT)};
 }
@@ -131,9 +120,8 @@ std::size_t Take_Header(char* bytes, std::size_t item, std::size_t count, void* 
     if (line.starts_with("HTTP/")) exchange->Reply.Headers.clear();
     const auto colon = line.find(':');
     if (colon == std::string_view::npos) return size;
-    std::string name{Without_Blanks(line.substr(0, colon))};
-    std::ranges::transform(name, name.begin(), Lower);
-    exchange->Reply.Headers.emplace_back(std::move(name), Without_Blanks(line.substr(colon + 1)));
+    exchange->Reply.Headers.emplace_back(Lower_Case(Trim_White(line.substr(0, colon))),
+                                         Trim_White(line.substr(colon + 1)));
   } catch (const std::bad_alloc&) {
     exchange->Out_Of_Memory = true;
     return 0;
@@ -161,7 +149,7 @@ std::size_t Take_Body(char* bytes, std::size_t item, std::size_t count, void* se
 bool Begins_With_Host(std::string_view text, std::string_view host) {
   if (host.starts_with('[')) host = host.substr(1, host.size() - 2);
   return text.size() > host.size() && text[host.size()] == ' ' &&
-         std::ranges::equal(text.substr(0, host.size()), host, {}, Lower);
+         Equal_Without_Case(text.substr(0, host.size()), host);
 }
 
 FetchFailure Failure_Of(CURLcode code, const Exchange& exchange, CURL* easy, const std::string& host) {

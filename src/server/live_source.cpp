@@ -6,6 +6,7 @@
 #include <set>
 #include <utility>
 
+#include "base/strings.h"
 #include "server/bar_maker.h"
 #include "server/trading_calendar.h"
 
@@ -55,14 +56,6 @@ std::string Date_Text(Day day) {
 std::string Without_Stop(std::string text) {
   if (text.ends_with('.')) text.pop_back();
   return text;
-}
-
-std::string Upper(std::string_view text) {
-  std::string upper{text};
-  for (char& c : upper) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return upper;
 }
 
 std::vector<RateLimit> Limits_Of(const SourcePacing& pacing) {
@@ -238,7 +231,8 @@ std::variant<LiveSource::Job, LiveSource::Failed> LiveSource::Make_Job(const Liv
   if (!Spell_Symbol(profile, request.Symbol))
     return Failed{profile.Title + " has no symbols of this kind.", TroubleKind::NotServed, {}, true};
   Job job{&service, request, *chosen, {}, {}};
-  job.Key = {profile.Name, Upper(request.Symbol), job.Feed().Minutes, std::string{Code_Of(chosen->Adjusted)}};
+  job.Key = {profile.Name, Upper_Case(request.Symbol), job.Feed().Minutes,
+             std::string{Code_Of(chosen->Adjusted)}};
   job.Wanted = Days_Wanted(request, profile.Market_Zone.Local(Seconds_Of(Now())).Date);
   return job;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "base/strings.h"
 #include "server/simulated_market.h"
 #include "server/trading_calendar.h"
 
@@ -20,14 +21,6 @@ constexpr auto sample_symbols = std::to_array<std::string_view>(
      "F",   "GE",   "GOOG",       "HD",        "IBM",       "INTC",         "JNJ",       "JPM", "KO",   "MCD",
      "MMM", "MRK",  "MSFT",       "NKE",       "NVDA",      "ORCL",         "PFE",       "PG",  "SPY",  "T",
      "WMT", "XOM",  "index:COMP", "index:DJI", "index:SPX", "mutual:ABCDX", "opra:XYZAB"});
-
-std::string Lower(std::string_view text) {
-  std::string lower{text};
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
 
 std::string_view Describe(SecurityKind kind) {
   switch (kind) {
@@ -80,7 +73,7 @@ Answer SimulatedSource::Bars(const QuoteRequest& request) {
 }
 
 std::vector<SymbolEntry> SimulatedSource::Find_Symbols(std::string_view text, std::size_t limit) {
-  const std::string wanted = Lower(text);
+  const std::string wanted = Lower_Case(text);
   std::vector<SymbolEntry> found;
   const auto add = [&found](const SimulatedSymbol& symbol) {
     const auto same = [&symbol](const SymbolEntry& entry) { return entry.Symbol == symbol.Name; };
@@ -91,7 +84,8 @@ std::vector<SymbolEntry> SimulatedSource::Find_Symbols(std::string_view text, st
   if (const auto symbol = Find_Simulated_Symbol(text)) add(*symbol);
   for (const std::string_view name : sample_symbols) {
     const auto symbol = Find_Simulated_Symbol(name);
-    if (symbol && (Lower(name) + " " + std::string{Describe(symbol->Kind)}).find(wanted) != std::string::npos)
+    if (symbol &&
+        (Lower_Case(name) + " " + std::string{Describe(symbol->Kind)}).find(wanted) != std::string::npos)
       add(*symbol);
   }
   if (found.size() > limit) found.resize(limit);

@@ -6,27 +6,11 @@
 #include <sstream>
 #include <system_error>
 
+#include "base/strings.h"
+
 namespace hq::server {
-namespace {
 
 namespace fs = std::filesystem;
-
-std::string_view Without_Blanks(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r\n";
-  const auto first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-std::string Lower(std::string_view text) {
-  std::string lower{text};
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
-}  // namespace
 
 std::map<std::string, std::string> Read_Keys(std::string_view settings_text) {
   constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
@@ -35,20 +19,20 @@ std::map<std::string, std::string> Read_Keys(std::string_view settings_text) {
   bool is_within = false;
   while (!settings_text.empty()) {
     const auto end = std::min(settings_text.find('\n'), settings_text.size());
-    const std::string_view line = Without_Blanks(settings_text.substr(0, end));
+    const std::string_view line = Trim_White(settings_text.substr(0, end));
     settings_text.remove_prefix(std::min(end + 1, settings_text.size()));
     if (line.starts_with('[')) {
       const auto close = line.find(']');
-      is_within =
-          close != std::string_view::npos && Lower(Without_Blanks(line.substr(1, close - 1))) == "keys";
+      is_within = close != std::string_view::npos &&
+                  Equal_Without_Case(Trim_White(line.substr(1, close - 1)), "keys");
       continue;
     }
     const auto equals = line.find('=');
     if (!is_within || line.starts_with(';') || line.starts_with('#') || equals == std::string_view::npos)
       continue;
-    const std::string name{Without_Blanks(line.substr(0, equals))};
-    const auto is_same = [wanted = Lower(name)](const auto& entry) { return Lower(entry.first) == wanted; };
-    if (std::ranges::none_of(keys, is_same)) keys.emplace(name, Without_Blanks(line.substr(equals + 1)));
+    const std::string name{Trim_White(line.substr(0, equals))};
+    const auto is_same = [&name](const auto& entry) { return Equal_Without_Case(entry.first, name); };
+    if (std::ranges::none_of(keys, is_same)) keys.emplace(name, Trim_White(line.substr(equals + 1)));
   }
   return keys;
 }
@@ -103,12 +87,12 @@ KeyTexts Keys_Of(const SourceProfile& profile, const std::map<std::string, std::
   const auto find = [&](const std::vector<std::string>& names) -> std::string {
     for (const std::string& name : names) {
       const auto value = environment(Key_Variable(name));
-      if (value && !Without_Blanks(*value).empty()) return std::string{Without_Blanks(*value)};
+      if (value && !Trim_White(*value).empty()) return std::string{Trim_White(*value)};
     }
     for (const std::string& name : names) {
       for (const auto& [setting, value] : settings) {
-        if (Lower(setting) == Lower(name) && !Without_Blanks(value).empty())
-          return std::string{Without_Blanks(value)};
+        if (Equal_Without_Case(setting, name) && !Trim_White(value).empty())
+          return std::string{Trim_White(value)};
       }
     }
     return {};

@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/strings.h"
 #include "server/json_tree.h"
 #include "server/placeholders.h"
 
@@ -56,22 +57,6 @@ constexpr auto served_intervals = std::to_array<int>({1, 5, 10, 20, 30, 60, dail
 constexpr auto forbidden_headers =
     std::to_array<string_view>({"user-agent", "referer", "origin", "cookie", "host", "content-length",
                                 "transfer-encoding", "connection", "accept-encoding", "range"});
-
-std::string Lower(string_view text) {
-  std::string lower{text};
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
-std::string Upper(string_view text) {
-  std::string upper{text};
-  for (char& c : upper) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return upper;
-}
 
 // A fault in a profile; it never leaves this file.
 struct Fault {
@@ -405,7 +390,7 @@ void Read_Request_Parts(Members& members, SourceProfile& profile, SourceFeed& fe
       return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-';
     };
     if (name.empty() || !std::ranges::all_of(name, fits)) value.Fail("it is no header's name");
-    if (std::ranges::find(forbidden_headers, Lower(name)) != forbidden_headers.end())
+    if (std::ranges::find(forbidden_headers, Lower_Case(name)) != forbidden_headers.end())
       value.Fail("a profile can't set this header: the program says honestly who asks");
     std::string text = value.Text();
     Check_Template(value, text, profile.Keys, false);
@@ -566,7 +551,7 @@ string_view Stem(string_view file_name) {
 // The kinds of symbols that have a marker; a blank may stand for the colon of a mutual fund.
 std::pair<std::string, string_view> Split_Kind(string_view symbol) {
   for (const string_view kind : {"index", "mutual", "opra"}) {
-    if (symbol.size() <= kind.size() || Lower(symbol.substr(0, kind.size())) != kind) continue;
+    if (symbol.size() <= kind.size() || Lower_Case(symbol.substr(0, kind.size())) != kind) continue;
     const char mark = symbol[kind.size()];
     if (mark == ':' || (mark == ' ' && kind == "mutual"))
       return {std::string{kind}, symbol.substr(kind.size() + 1)};
@@ -680,7 +665,7 @@ std::optional<std::string> Spell_Symbol(const SourceProfile& profile, string_vie
   if (std::ranges::any_of(symbol, is_control)) return std::nullopt;
 
   const auto [kind, rest] = Split_Kind(symbol);
-  std::string name = Upper(rest.substr(std::min(rest.find_first_not_of(' '), rest.size())));
+  std::string name = Upper_Case(rest.substr(std::min(rest.find_first_not_of(' '), rest.size())));
   if (name.empty()) return std::nullopt;
   const auto named = profile.Named_Symbols.find(kind.empty() ? name : kind + ":" + name);
   if (named != profile.Named_Symbols.end()) return named->second;
@@ -693,7 +678,7 @@ std::optional<std::string> Spell_Symbol(const SourceProfile& profile, string_vie
   if (size > 2 && name[size - 2] == '.' && (name[size - 1] == 'A' || name[size - 1] == 'B'))
     name.replace(size - 2, 1, rule->Class_Mark);
   const bool has_own_suffix = rule->Own_Suffix_Wins && name.find('.') != std::string::npos;
-  if (rule->Lower_Case) name = Lower(name);
+  if (rule->Lower_Case) name = Lower_Case(name);
   return rule->Prefix + name + (has_own_suffix ? "" : rule->Suffix);
 }
 

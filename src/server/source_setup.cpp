@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "base/strings.h"
 #include "server/archive.h"
 #include "server/live_source.h"
 
@@ -20,24 +21,9 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view quotes_section = "quotes";
 constexpr std::string_view keys_section = "keys";
-constexpr std::string_view blanks = " \t\r\n";
 
 constexpr auto adjustment_words = std::to_array<std::pair<Adjustment, std::string_view>>(
     {{Adjustment::Splits, "splits"}, {Adjustment::Raw, "raw"}, {Adjustment::Full, "full"}});
-
-std::string_view Trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(blanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-std::string Lower(std::string_view text) {
-  std::string lower{text};
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
 
 // A line of a settings file, as far as it matters here.
 struct SettingsLine {
@@ -62,14 +48,14 @@ std::vector<SettingsLine> Lines_Of(std::string_view text) {
     text.remove_prefix(end);
     std::string_view plain = line.Text;
     if (lines.empty() && plain.starts_with(byte_order_mark)) plain.remove_prefix(byte_order_mark.size());
-    plain = Trimmed(plain);
+    plain = Trim_White(plain);
     if (plain.starts_with('[')) {
-      section = Lower(Trimmed(plain.substr(1, std::min(plain.find(']'), plain.size()) - 1)));
+      section = Lower_Case(Trim_White(plain.substr(1, std::min(plain.find(']'), plain.size()) - 1)));
       line.Begins_Section = true;
     } else if (const auto equals = plain.find('=');
                !plain.starts_with(';') && !plain.starts_with('#') && equals != std::string_view::npos) {
-      line.Name = Trimmed(plain.substr(0, equals));
-      line.Value = Trimmed(plain.substr(equals + 1));
+      line.Name = Trim_White(plain.substr(0, equals));
+      line.Value = Trim_White(plain.substr(equals + 1));
     }
     line.Section = section;
     lines.push_back(std::move(line));
@@ -79,13 +65,13 @@ std::vector<SettingsLine> Lines_Of(std::string_view text) {
 
 std::string Quotes_Value(std::string_view settings_text, std::string_view name) {
   for (const SettingsLine& line : Lines_Of(settings_text)) {
-    if (line.Section == quotes_section && Lower(line.Name) == name) return std::string{line.Value};
+    if (line.Section == quotes_section && Lower_Case(line.Name) == name) return std::string{line.Value};
   }
   return {};
 }
 
 std::string One_Value(std::string_view text) {
-  return std::string{Trimmed(text.substr(0, text.find_first_of("\r\n")))};
+  return std::string{Trim_White(text.substr(0, text.find_first_of("\r\n")))};
 }
 
 using Entries = std::vector<std::pair<std::string, std::string>>;
@@ -100,7 +86,7 @@ std::string With_Section(std::string_view text, std::string_view section, std::s
   std::string made;
   bool is_written = false;
   for (const SettingsLine& line : Lines_Of(text)) {
-    if (line.Section == section && is_replaced(Lower(line.Name))) continue;
+    if (line.Section == section && is_replaced(Lower_Case(line.Name))) continue;
     made += line.Text;
     if (!made.ends_with('\n')) made += '\n';
     if (line.Begins_Section && line.Section == section && !is_written) {
@@ -154,7 +140,7 @@ void Write_Private(const fs::path& file, const std::string& text) {
 SourceSettings Read_Source_Settings(std::string_view settings_text) {
   SourceSettings settings;
   settings.Source = Quotes_Value(settings_text, "source");
-  const std::string adjusted = Lower(Quotes_Value(settings_text, "adjustment"));
+  const std::string adjusted = Lower_Case(Quotes_Value(settings_text, "adjustment"));
   for (const auto& [adjustment, word] : adjustment_words) {
     if (adjusted == word) settings.Adjusted = adjustment;
   }

@@ -7,6 +7,7 @@
 #include <numeric>
 #include <utility>
 
+#include "base/strings.h"
 #include "server/csv_fields.h"
 #include "server/json_tree.h"
 #include "server/placeholders.h"
@@ -21,14 +22,6 @@ using std::string_view;
 constexpr Day first_day = year{1950} / January / 1;
 constexpr double price_limit = 1e12;
 constexpr double volume_limit = 9e15;
-
-std::string Lower(string_view text) {
-  std::string lower{text};
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
 
 // What makes an answer something else than its profile says; it never leaves this file.
 struct Change {
@@ -291,7 +284,7 @@ void Walk_Lines(string_view body, const AnswerLayout& layout, Take take) {
         if (paths[i]->empty()) continue;
         const std::string& word = std::get<std::string>(paths[i]->front());
         const auto found =
-            std::ranges::find_if(fields, [&](string_view field) { return Lower(field) == Lower(word); });
+            std::ranges::find_if(fields, [&](string_view field) { return Equal_Without_Case(field, word); });
         if (found != fields.end()) {
           columns[i] = static_cast<std::size_t>(found - fields.begin());
         } else if (i != Volume && i != Remark) {
@@ -595,21 +588,17 @@ std::optional<seconds> Wait_Of(const TroubleRule& rule, const SourceProfile& pro
   return std::nullopt;
 }
 
-bool Contains(string_view text, string_view part) {
-  const auto same = [](char left, char right) { return Lower({&left, 1}) == Lower({&right, 1}); };
-  return std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
-}
-
 bool Holds(const AnswerTest& test, const UpstreamRequest& request, const SourceFeed& feed,
            const UpstreamResponse& response, const JsonTree* tree) {
   if (test.Status && *test.Status != response.Status) return false;
-  if (!test.Where) return !test.Contains || Contains(response.Body, *test.Contains);
+  if (!test.Where) return !test.Contains || Contains_Without_Case(response.Body, *test.Contains);
   if (tree == nullptr) return false;
   const auto place = tree->Find(JsonTree::Root, Expanded(*test.Where, request, feed));
   const bool is_missing = !place || tree->Kind(*place) == JsonKind::Null;
   if (is_missing || test.Missing) return is_missing && test.Missing;
   const string_view text = tree->Text(*place);
-  return (!test.Equals || text == *test.Equals) && (!test.Contains || Contains(text, *test.Contains));
+  return (!test.Equals || text == *test.Equals) &&
+         (!test.Contains || Contains_Without_Case(text, *test.Contains));
 }
 
 std::optional<TroubleKind> Kind_Of_Status(int status) {
@@ -629,7 +618,7 @@ bool May_Wait(TroubleKind kind) {
 
 std::optional<seconds> Retry_After(const UpstreamResponse& response, sys_seconds now) {
   for (const auto& [name, value] : response.Headers) {
-    if (Lower(name) == "retry-after") return Read_Retry_After(value, now);
+    if (Equal_Without_Case(name, "retry-after")) return Read_Retry_After(value, now);
   }
   return std::nullopt;
 }
@@ -669,7 +658,7 @@ void Check_Symbol(const JsonTree& tree, const UpstreamRequest& request, const Pa
   if (echo.empty()) return;
   const auto place = tree.Find(JsonTree::Root, echo);
   if (!place || tree.Kind(*place) == JsonKind::Null) return;
-  if (Lower(tree.Text(*place)) != Lower(request.Spelled_Symbol))
+  if (!Equal_Without_Case(tree.Text(*place), request.Spelled_Symbol))
     throw Change{"it is about \"" + Quoted(tree.Text(*place), request) + "\" instead of \"" +
                  request.Spelled_Symbol + "\""};
 }

@@ -23,6 +23,21 @@ TEST(Trim, LeavesOtherWhiteSpace) {
   EXPECT_EQ(Trim(std::string_view(" \0 ", 3)), std::string_view("\0", 1));
 }
 
+TEST(TrimWhite, TakesBlanksTabsAndLineEndsOffBothEnds) {
+  EXPECT_EQ(Trim_White(""), "");
+  EXPECT_EQ(Trim_White(" \t\r\n"), "");
+  EXPECT_EQ(Trim_White(" \ta b\r\n "), "a b");
+  EXPECT_EQ(Trim_White("\xC2\xA0"), "\xC2\xA0");
+  EXPECT_EQ(Trim_White("\va\f"), "\va\f");
+}
+
+TEST(LowerCase, TurnsAsciiLettersOnly) {
+  EXPECT_EQ(Lower_Case(""), "");
+  EXPECT_EQ(Lower_Case("MSFT"), "msft");
+  EXPECT_EQ(Lower_Case("Brk.B-1 {`}~[@]"), "brk.b-1 {`}~[@]");
+  EXPECT_EQ(Lower_Case("\xC3\x84\xFF"), "\xC3\x84\xFF");
+}
+
 TEST(UpperCase, TurnsAsciiLettersOnly) {
   EXPECT_EQ(Upper_Case(""), "");
   EXPECT_EQ(Upper_Case("msft"), "MSFT");
@@ -41,6 +56,14 @@ TEST(EqualWithoutCase, LooksPastTheCaseOfAsciiLettersOnly) {
   EXPECT_FALSE(Equal_Without_Case("[", "{"));
   EXPECT_FALSE(Equal_Without_Case("\xC3\xA4", "\xC3\x84"));
   EXPECT_FALSE(Equal_Without_Case(std::string_view("a\0b", 3), std::string_view("a\0c", 3)));
+}
+
+TEST(ContainsWithoutCase, LooksPastTheCaseOfAsciiLettersOnly) {
+  EXPECT_TRUE(Contains_Without_Case("Too Many Requests", "too many"));
+  EXPECT_TRUE(Contains_Without_Case("abc", "BC"));
+  EXPECT_TRUE(Contains_Without_Case("abc", ""));
+  EXPECT_FALSE(Contains_Without_Case("abc", "abcd"));
+  EXPECT_FALSE(Contains_Without_Case("a@b", "`"));
 }
 
 TEST(ReplaceAll, ReplacesEveryOccurrenceFromLeftToRight) {

@@ -4,20 +4,17 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <regex>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "errortrap/crash_record.h"
-#include "support/child_program.h"
-#include "support/temp_folder.h"
+#include "errortrap/crash_record_support.h"
 
 namespace hq {
 namespace {
 
 using test::Bytes_Of;
 using test::ChildProgram;
-using test::TempFolder;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -38,56 +35,13 @@ void Prepare_Without_Disk_Space() {
   signal(SIGXFSZ, SIG_IGN);
 }
 
-class CrashRecord : public testing::Test {
+class CrashRecord : public test::CrashRecordTest {
  protected:
   // The exit code, or minus the signal.
   int Run(std::vector<std::string> arguments, void (*prepare)() = Prepare) {
-    arguments.insert(arguments.begin(), HQ_CRASH_PROGRAM);
-    ChildProgram program(arguments, prepare);
-    const int result = program.Wait();
-    out_ = program.Out();
-    err_ = program.Err();
-    return result;
+    ChildProgram program(Command(std::move(arguments)), prepare);
+    return CrashRecordTest::Run(program);
   }
-  [[nodiscard]] std::string Log() const { return folder_ / "error.log"; }
-
-  // The records of the log without their first lines, each of which must be a date and a time.
-  [[nodiscard]] std::vector<std::string> Records(const std::string& path) const {
-    std::vector<std::string> records;
-    std::string text = Bytes_Of(path);
-    const std::string end = "User Text- \r\n";
-    const std::regex when(R"(\r\n\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
-    while (!text.empty()) {
-      std::smatch match;
-      EXPECT_TRUE(std::regex_search(text, match, when, std::regex_constants::match_continuous)) << text;
-      const size_t record_end = text.find(end);
-      EXPECT_NE(record_end, std::string::npos) << text;
-      if (match.empty() || record_end == std::string::npos) break;
-      const auto begin = static_cast<size_t>(match.length());
-      records.push_back(text.substr(begin, record_end + end.size() - begin));
-      text.erase(0, record_end + end.size());
-    }
-    return records;
-  }
-
-  static std::string Record(int number, const std::string& description) {
-    return "Category- Unknown Error Class\r\n"
-           "Source- crash-program 1.0.0\r\n"
-           "Module- frmmain1.frm : Sub Process_Onestock\r\n"
-           "Line Number-  <unavailable: line numbers not used>\r\n"
-           "Code Pointer = frmmain1.frm : Sub Process_Onestock\r\n"
-           "Error Number- " +
-           std::to_string(number) + "\r\nDescription- " + description +
-           "\r\n"
-           "Call Tree & Arguments\r\n"
-           "     1 : global.bas : Sub Main : \r\n"
-           "     2 :  frmmain1.frm : Sub Process_Onestock : \r\n"
-           "User Text- \r\n";
-  }
-
-  TempFolder folder_;
-  std::string out_;
-  std::string err_;
 };
 
 struct Ending {
@@ -131,11 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
         Ending{"thread", SIGSEGV, "Segmentation fault (SIGSEGV)"},
         Ending{"throw on thread", SIGABRT, "Uncaught exception: on a thread (std::runtime_error)"},
         Ending{"many threads", SIGSEGV, "Segmentation fault (SIGSEGV)"}),
-    [](const auto& ending) {
-      std::string name = ending.param.Way;
-      std::erase(name, ' ');
-      return name;
-    });
+    test::Name_Of_Ending<Ending>);
 
 TEST_F(CrashRecord, IsThereAlsoWhenAnotherProcessSendsTheSignal) {
   ChildProgram program({HQ_CRASH_PROGRAM, "wait", Log()}, Prepare);

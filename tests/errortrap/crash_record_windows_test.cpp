@@ -2,19 +2,16 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <regex>
 #include <windows.h>
 
 #include "errortrap/crash_record.h"
-#include "support/child_program.h"
-#include "support/temp_folder.h"
+#include "errortrap/crash_record_support.h"
 
 namespace hq {
 namespace {
 
 using test::Bytes_Of;
 using test::ChildProgram;
-using test::TempFolder;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -23,46 +20,19 @@ using testing::StartsWith;
 
 constexpr int AbortExitCode = 3;
 
-class CrashRecord : public testing::Test {
+class CrashRecord : public test::CrashRecordTest {
  protected:
   // The exit code.
   int Run(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), HQ_CRASH_PROGRAM);
-    ChildProgram program(arguments);
-    const int result = program.Wait();
-    out_ = program.Out();
-    err_ = program.Err();
-    return result;
+    ChildProgram program(Command(std::move(arguments)));
+    return CrashRecordTest::Run(program);
   }
-  [[nodiscard]] std::string Log() const { return folder_ / "error.log"; }
-
-  // The only record of the log without its first line, which must be a date and a time.
+  // The only record of the log.
   [[nodiscard]] std::string Only_Record() const {
-    const std::string text = Bytes_Of(Log());
-    std::smatch match;
-    const std::regex when(R"(\r\n\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
-    EXPECT_TRUE(std::regex_search(text, match, when, std::regex_constants::match_continuous)) << text;
-    return match.empty() ? text : match.suffix().str();
+    const std::vector<std::string> records = Records(Log());
+    EXPECT_EQ(records.size(), 1U) << Bytes_Of(Log());
+    return records.empty() ? std::string() : records[0];
   }
-
-  static std::string Record(long long number, const std::string& description) {
-    return "Category- Unknown Error Class\r\n"
-           "Source- crash-program 1.0.0\r\n"
-           "Module- frmmain1.frm : Sub Process_Onestock\r\n"
-           "Line Number-  <unavailable: line numbers not used>\r\n"
-           "Code Pointer = frmmain1.frm : Sub Process_Onestock\r\n"
-           "Error Number- " +
-           std::to_string(number) + "\r\nDescription- " + description +
-           "\r\n"
-           "Call Tree & Arguments\r\n"
-           "     1 : global.bas : Sub Main : \r\n"
-           "     2 :  frmmain1.frm : Sub Process_Onestock : \r\n"
-           "User Text- \r\n";
-  }
-
-  TempFolder folder_;
-  std::string out_;
-  std::string err_;
 };
 
 struct Ending {
@@ -102,11 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
         Ending{"thread", EXCEPTION_ACCESS_VIOLATION, "Access violation (0xC0000005)"},
         Ending{"throw on thread", SIGABRT, "Uncaught exception: on a thread (std::runtime_error)"},
         Ending{"many threads", EXCEPTION_ACCESS_VIOLATION, "Access violation (0xC0000005)"}),
-    [](const auto& ending) {
-      std::string name = ending.param.Way;
-      std::erase(name, ' ');
-      return name;
-    });
+    test::Name_Of_Ending<Ending>);
 
 TEST_F(CrashRecord, IsAddedToWhatTheLogHolds) {
   Run({"null", Log()});
