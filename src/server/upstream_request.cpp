@@ -130,6 +130,20 @@ std::string UpstreamRequest::Without_Keys(string_view text) const {
   return shown;
 }
 
+Path Expanded(const Path& path, const UpstreamRequest& request, const SourceFeed& feed) {
+  Path expanded = path;
+  for (PathStep& step : expanded) {
+    auto* const name = std::get_if<std::string>(&step);
+    if (name == nullptr) continue;
+    for (const auto& [placeholder, value] :
+         {std::pair{string_view{"{symbol}"}, &request.Spelled_Symbol}, {"{interval}", &feed.Interval_Word}}) {
+      if (const auto at = name->find(placeholder); at != std::string::npos)
+        name->replace(at, placeholder.size(), *value);
+    }
+  }
+  return expanded;
+}
+
 std::vector<SourceKey> Missing_Keys(const SourceProfile& profile, const KeyTexts& keys) {
   std::vector<SourceKey> missing;
   for (const SourceKey& key : profile.Keys) {
