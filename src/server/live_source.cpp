@@ -51,6 +51,12 @@ bool Has_Session(DayRange range) {
   return false;
 }
 
+// Tells the series of a job from all others.
+std::string Series_Name(const ServiceJob& job) {
+  return job.Key.Source + '\n' + job.Key.Symbol + '\n' + std::to_string(job.Key.Interval) + '\n' +
+         job.Key.Adjustment;
+}
+
 bool Contains(DayRange outer, DayRange inner) {
   return outer.First <= inner.First && outer.Last >= inner.Last;
 }
@@ -244,8 +250,10 @@ std::optional<DayRange> LiveSource::Days_To_Fetch(const ServiceJob& job) {
   const minutes fresh{feed.Minutes == daily_interval ? 15 : std::clamp(feed.Minutes, 1, 15)};
   const bool only_new = missing.size() == 1 && missing.front().First > now.Date - settling - days{1};
   if (only_new && last_fetch && floor<seconds>(options_.Now()) - *last_fetch < fresh &&
-      floor<seconds>(options_.Now()) >= *last_fetch)
-    return std::nullopt;
+      floor<seconds>(options_.Now()) >= *last_fetch) {
+    const std::lock_guard lock{mutex_};
+    if (!unfinished_.contains(Series_Name(job))) return std::nullopt;
+  }
 
   DayRange days{missing.front().First, missing.back().Last};
   if (last_fetch) days = {days.First - overlap, std::min(days.Last + overlap, last)};
@@ -277,8 +285,7 @@ std::optional<ServiceFailure> LiveSource::Why_Not_Ask(const ServiceJob& job) {
 }
 
 LiveSource::FetchResultOf LiveSource::Share_Fetch(const ServiceJob& job, DayRange days, PacingTime deadline) {
-  const std::string name = job.Key.Source + '\n' + job.Key.Symbol + '\n' + std::to_string(job.Key.Interval) +
-                           '\n' + job.Key.Adjustment;
+  const std::string name = Series_Name(job);
   std::shared_ptr<Flight> own;
   std::unique_lock lock{mutex_};
   while (!own) {
@@ -295,8 +302,9 @@ LiveSource::FetchResultOf LiveSource::Share_Fetch(const ServiceJob& job, DayRang
     if (!in_time || !other->Result) {
       return ServiceFailure{job.Profile().Title + " did not answer in time.", FetchHop::TimeOut, {}, false};
     }
-    if (Contains(other->Days, days) || std::holds_alternative<ServiceFailure>(*other->Result))
-      return *other->Result;
+    const auto* const failed = std::get_if<ServiceFailure>(&*other->Result);
+    const bool is_of_its_days = failed == nullptr || failed->Is(TroubleKind::NothingThere);
+    if (!is_of_its_days || Contains(other->Days, days)) return *other->Result;
     // It brought other days; what is left to fetch may be less.
     lock.unlock();
     const auto left = Days_To_Fetch(job);
@@ -353,6 +361,14 @@ LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const ServiceJob& job, Day
                                                     job.Key.Symbol + " that make no sense.");
     }
     if (answer.Ended_By) Take_Note(job, days, *answer.Ended_By);
+    {
+      const std::lock_guard lock{mutex_};
+      if (answer.Ended_By) {
+        unfinished_.insert(Series_Name(job));
+      } else {
+        unfinished_.erase(Series_Name(job));
+      }
+    }
     try {
       if (!is_again && Is_Rebased(archive_->Bars(job.Key, days), answer.Bars, job.Chosen.Adjusted)) {
         archive_->Set_Aside(job.Key,
@@ -387,7 +403,7 @@ ServiceBars LiveSource::No_Bars(const ServiceJob& job, DayRange days) const {
 void LiveSource::Take_Note(const ServiceJob& job, DayRange days, const ServiceFailure& failed) {
   const std::string& name = job.Profile().Name;
   const PacingTime now = options_.Now();
-  if (failed.Is(FetchHop::GivenUp)) return;
+  if (failed.Is(FetchHop::GivenUp) || (failed.Is(FetchHop::TimeOut) && failed.Not_Asked)) return;
   const auto close = [&](milliseconds time) {
     const std::lock_guard lock{mutex_};
     Health& health = health_[name];
