@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "base/strings.h"
+#include "platform/paths.h"
 #include "server/sqlite_database.h"
 
 namespace hq::server {
@@ -74,11 +75,6 @@ CREATE TABLE taken(
   tokens INTEGER NOT NULL);
 CREATE INDEX taken_by_service ON taken(service, at);
 )";
-
-std::string Text(const fs::path& path) {
-  const std::u8string text = path.u8string();
-  return {text.begin(), text.end()};
-}
 
 std::int64_t Day_Number(Day day) {
   return day.time_since_epoch().count();
@@ -254,7 +250,7 @@ void Archive::Open() {
 }
 
 void Archive::Open_In_Memory(const std::string& reason) {
-  Report("The archive " + Text(file_) + " can't be used (" + reason +
+  Report("The archive " + Utf8_Text(file_) + " can't be used (" + reason +
          "): quotes are kept in memory until the program ends.");
   database_ = std::make_unique<SqliteDatabase>(fs::path{});
   Prepare(*database_, false);
@@ -272,10 +268,10 @@ void Archive::Set_File_Aside(const std::string& reason) {
       std::error_code ignored;
       fs::rename(With_Ending(file_, ending), With_Ending(aside, ending), ignored);
     }
-    return Report("The archive " + Text(file_) + " is damaged (" + reason + "). It was set aside as " +
-                  Text(aside.filename()) + " and begun anew.");
+    return Report("The archive " + Utf8_Text(file_) + " is damaged (" + reason + "). It was set aside as " +
+                  Utf8_Text(aside.filename()) + " and begun anew.");
   }
-  Report("The archive " + Text(file_) + " is damaged (" + reason +
+  Report("The archive " + Utf8_Text(file_) + " is damaged (" + reason +
          ") and can't be set aside: " + (failed ? failed.message() : "too many damaged ones are kept") + ".");
 }
 
@@ -300,7 +296,7 @@ auto Archive::Do(const Work& work) {
       return work(*database_);
     }
   } catch (const SqliteError& error) {
-    throw ArchiveError("The archive " + Text(file_) + " can't be used now: " + error.what() + ".");
+    throw ArchiveError("The archive " + Utf8_Text(file_) + " can't be used now: " + error.what() + ".");
   }
 }
 
