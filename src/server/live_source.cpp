@@ -360,6 +360,10 @@ LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const ServiceJob& job, Day
                                                     std::to_string(answer.Bad_Rows) + " rows of " +
                                                     job.Key.Symbol + " that make no sense.");
     }
+    if (!answer.Remark.empty()) {
+      Report_Once("remark " + job.Profile().Name,
+                  job.Profile().Title + " says with the bars: \"" + answer.Remark + "\"");
+    }
     if (answer.Ended_By) Take_Note(job, days, *answer.Ended_By);
     {
       const std::lock_guard lock{mutex_};
@@ -594,6 +598,8 @@ SourceStatus LiveSource::Status_Of(const LiveService& service) {
 }
 
 SourceTrial LiveSource::Try_Out(std::string_view name, const std::string& symbol) {
+  if (Trim_White(symbol).empty())
+    return {false, "unknown symbol", "No symbol is given.", "Name one, such as MSFT.", 0};
   for (const ChainLink& link : chain_) {
     if (const auto* other = std::get_if<OtherSource>(&link)) {
       if (other->Name == name) return Try_Out_Other(*other->Source, symbol);
@@ -631,6 +637,8 @@ SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::s
     return SourceTrial{false, Failed_Hop(failed), failed.Reason, Next_Step(failed, profile), 0};
   };
   try {
+    if (!Spell_Symbol(profile, symbol))
+      return fail({profile.Title + " has no symbols of this kind.", TroubleKind::NotServed, {}, true});
     ServiceFailure not_served{profile.Title + " has no bars.", TroubleKind::NotServed, {}, true};
     for (const int interval : {daily_interval, 5, 1}) {
       auto made = Make_Job(service, {symbol, interval, {}, 5});
@@ -647,12 +655,14 @@ SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::s
       if (count == 0)
         return fail(
             {profile.Title + " has sent no bars of " + symbol + ".", TroubleKind::NothingThere, {}, false});
+      const std::string remark = fetched.Remark.empty() ? "" : " It says: \"" + fetched.Remark + "\"";
       // It has the right key and is there, whatever was thought of it before.
       const std::lock_guard lock{mutex_};
       health_[profile.Name] = {};
       return {true,
               {},
-              profile.Title + " works: it has sent " + std::to_string(count) + " bars of " + symbol + ".",
+              profile.Title + " works: it has sent " + std::to_string(count) + " bars of " + symbol + "." +
+                  remark,
               {},
               count};
     }

@@ -91,6 +91,7 @@ std::variant<ServiceBars, ServiceFailure> ServiceCaller::Fetch(const ServiceJob&
       }
       UpstreamBars& answer = std::get<UpstreamBars>(got);
       fetched.Bad_Rows += answer.Bad_Rows;
+      if (fetched.Remark.empty()) fetched.Remark = answer.Remark;
       has_answer = true;
       fetched.Market_Zone = answer.Market_Zone;
       fetched.Us_Sessions = answer.Us_Sessions;

@@ -419,6 +419,17 @@ TEST_F(LiveSourceTest, AnswersThatMakeNoSenseDontReachTheArchive) {
   EXPECT_EQ(Bars_Of(Start()->Bars(Daily("S3"))), Expected(3, friday, 20));
 }
 
+TEST_F(LiveSourceTest, WhatAServiceWritesBesideTheBarsIsTold) {
+  Other_Answer = [](const HttpRequest&) {
+    return Reply(200, R"([{"date":"2026-11-13","open":1,"high":2,"low":1,"close":2,"adjusted_close":2,)"
+                      R"("volume":7,"warning":"One year only for key PLANTED+KEY/4711."}])");
+  };
+  const auto source = Start({Planted_Service("eodhd")});
+  EXPECT_EQ(Bars_Of(source->Bars(Daily("S3"))).size(), 1U);
+  EXPECT_THAT(Reports(), ElementsAre("EODHD says with the bars: \"One year only for key ***.\""));
+  EXPECT_THAT(source->Try_Out("eodhd", "S3").Text, HasSubstr("It says: \"One year only"));
+}
+
 TEST_F(LiveSourceTest, ASymbolThatNobodyServesIsToldAsUnknown) {
   const auto source =
       Start({Planted_Service("tiingo"), OtherSource{"csv:F", std::make_shared<CsvSource>(Folder.Path())}});
