@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/strings.h"
 #include "server/placeholders.h"
 
 namespace hq::server {
