@@ -62,6 +62,8 @@ int main(int argc, char** argv) {
   parts.SymbolSearchAddress = std::move(place.SymbolSearchAddress);
   parts.QuotesNote = std::move(place.Note);
   parts.FirstStartNote = quotes.First_Start_Note();
+  for (const std::string& line : quotes.Told())
+    parts.FirstStartNote += (parts.FirstStartNote.empty() ? "" : "\n") + line;
   parts.Set_Up_Quotes = [&](QWidget* parent) -> std::optional<hq::QuotePlace> {
     hq::QuoteServerForm form(quotes, boxes, parent);
     if (form.exec() != QDialog::Accepted) return std::nullopt;

@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QLocale>
 #include <QMetaObject>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTreeWidget>
@@ -182,6 +183,18 @@ QWidget* QuoteServerForm::Make_Details() {
   const auto bytes = service_.Sources().Archive_Size();
   archive->setText(bytes == 0 ? "nothing yet" : QLocale::c().formattedDataSize(static_cast<qint64>(bytes)));
   form->addRow("Archive of fetched quotes:", archive);
+  std::string told;
+  for (const std::string& line : service_.Told()) told += (told.empty() ? "" : "\n") + line;
+  if (!told.empty()) {
+    auto* const messages = new QPlainTextEdit(To_QString(told));
+    messages->setObjectName("txtTold");
+    messages->setReadOnly(true);
+    messages->setTabChangesFocus(true);
+    messages->setFixedHeight(fontMetrics().lineSpacing() * 4 + 12);
+    auto* const told_label = new QLabel("&Messages:");
+    told_label->setBuddy(messages);
+    form->addRow(told_label, messages);
+  }
   details_->addLayout(form);
   return widget;
 }

@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTextEdit>
@@ -196,7 +197,8 @@ class QuoteServerFormTest : public QObject {
     Item("simulated")->setCheckState(0, Qt::Checked);
     QVERIFY(!Get<QPushButton>("cmdUp")->isEnabled());
     Accept();
-    QVERIFY(Home_->Files().at("server.ini").find("Source=cboe,simulated\n") != std::string::npos);
+    const std::string settings = Home_->Files().at("server.ini");
+    QVERIFY2(settings.find("Source=cboe,simulated\r\n") != std::string::npos, settings.c_str());
   }
 
   void AFolderOfTheUsersOwnFilesComesFirst() {
@@ -343,6 +345,22 @@ class QuoteServerFormTest : public QObject {
                  qPrintable(List().currentItem()->text(0) + ": " + widget->objectName()));
       }
     }
+  }
+
+  void WhatFilesSayOfThemselvesIsShown() {
+    QVERIFY(Form_->findChild<QPlainTextEdit*>("txtTold") == nullptr);
+    QVERIFY(Service_->Told().empty());
+    Home_->Write("sources/acme.json", "{}");
+    Home_->Write("quotes.db", "This is no database, though it once was one.");
+    Home_->Write("server.ini", std::string("[Quotes]\nSource=tiingo,yahoo\n[Keys]\ntiingo=") + Key + "\n");
+    Open();
+    const QString text = Get<QPlainTextEdit>("txtTold")->toPlainText();
+    QVERIFY2(text.contains("acme.json: /: \"name\" is missing."), qPrintable(text));
+    QCOMPARE(text.count("acme.json"), 1);
+    QVERIFY2(text.contains("is damaged"), qPrintable(text));
+    QVERIFY2(!text.contains("not offered to programs"), qPrintable(text));
+    QVERIFY(!text.contains(Key));
+    NothingIsCutOff();
   }
 
   void TheFirstStartIsToldOnceAndOnlyWhileNothingIsSetUp() {
