@@ -561,6 +561,10 @@ std::vector<SourceStatus> LiveSource::Sources() {
   return list;
 }
 
+std::optional<std::uintmax_t> LiveSource::Archive_Size() const {
+  return archive_->Is_Kept() ? std::optional{archive_->File_Size()} : std::nullopt;
+}
+
 SourceStatus LiveSource::Status_Of(const LiveService& service) {
   const SourceProfile& profile = *service.Profile;
   SourceStatus status{profile.Name, profile.Title, SourceState::Ready, {}, {}};
