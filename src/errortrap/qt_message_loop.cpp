@@ -1,5 +1,6 @@
 #include "errortrap/qt_message_loop.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTimer>
@@ -7,7 +8,12 @@
 
 namespace hq {
 
+InnerLoop::~InnerLoop() {
+  if (auto* dispatcher = QAbstractEventDispatcher::instance()) dispatcher->wakeUp();
+}
+
 void QtMessageLoop::DoEvents() {
+  const InnerLoop inner;
   Check_Ended();
   Run_Posted();
   QCoreApplication::processEvents();
@@ -17,6 +23,7 @@ void QtMessageLoop::DoEvents() {
 void QtMessageLoop::Sleep(std::chrono::milliseconds time) {
   Check_Ended();
   if (!Has_Posted()) {
+    const InnerLoop inner;
     QEventLoop wait;
     waits_.push_back(&wait);
     QTimer::singleShot(time, &wait, &QEventLoop::quit);

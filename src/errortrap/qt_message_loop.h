@@ -12,6 +12,17 @@ class QEventLoop;
 
 namespace hq {
 
+// Put around a loop of the windows that may run inside another one. On Windows the outer one is told to end
+// by a message that the inner one can take from it, and would wait for the next of any kind: it is woken up
+// afterwards.
+class InnerLoop {
+ public:
+  InnerLoop() = default;
+  InnerLoop(const InnerLoop&) = delete;
+  InnerLoop& operator=(const InnerLoop&) = delete;
+  ~InnerLoop();
+};
+
 // The message loop of the window program: posted events and the window's own. Made on the user-interface
 // thread after the application object; its waits keep every window alive.
 class QtMessageLoop final : public QObject, public MessageLoop {

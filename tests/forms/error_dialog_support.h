@@ -63,7 +63,8 @@ class FormUse final : public QObject {
     const QPointer<QDialog> form = Shown_Form();
     if (Used || form == nullptr || QGuiApplication::focusWindow() != form->windowHandle()) return;
     Used = true;
-    timer_.stop();
+    // The timer goes on: a press serves events, as an inner loop does, and the form's own may have to be
+    // woken up.
     use_(*form);
     if (Ends_By_Itself) static_cast<void>(QTest::qWaitFor([&] { return !form || !form->isVisible(); }));
     if (!Leave_Up && form && form->isVisible()) {

@@ -1,6 +1,7 @@
 // The loop that window and transfer events go through.
 
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QThread>
 #include <QTimer>
 #include <thread>
@@ -156,6 +157,35 @@ class MessageLoopTest : public QObject {
     });
     Loop_->Sleep(1ms);
     QCOMPARE(order, QString("inner"));
+  }
+
+  void AnOuterLoopThatWasToEndIsNotHeldByWhatAnInnerOneTook_data() {
+    QTest::addColumn<bool>("sleeps");
+    QTest::newRow("events") << false;
+    QTest::newRow("sleep") << true;
+  }
+  void AnOuterLoopThatWasToEndIsNotHeldByWhatAnInnerOneTook() {
+    QFETCH(bool, sleeps);
+    QEventLoop outer;
+    bool late = false;
+    QTimer::singleShot(10'000, &outer, [&] {
+      late = true;
+      outer.quit();
+    });
+    QMetaObject::invokeMethod(
+        &outer,
+        [&] {
+          outer.quit();
+          for (int i = 0; i < 3; ++i) {
+            if (sleeps)
+              Loop_->Sleep(1ms);
+            else
+              Loop_->DoEvents();
+          }
+        },
+        Qt::QueuedConnection);
+    outer.exec();
+    QVERIFY(!late);
   }
 
   void AfterTheEndEveryWaitThrows() {
