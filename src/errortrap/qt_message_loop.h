@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -42,13 +43,19 @@ class QtMessageLoop final : public QObject, public MessageLoop {
   [[nodiscard]] bool Ended() const { return ended_; }
 
  private:
+  struct Posted {
+    std::uint64_t Serial;
+    std::function<void()> Run;
+  };
+
   void Wake();
   void Run_Posted();
   [[nodiscard]] bool Has_Posted();
   void Check_Ended() const;
 
   std::mutex mutex_;
-  std::deque<std::function<void()>> posted_;
+  std::deque<Posted> posted_;
+  std::uint64_t posts_ = 0;
   std::vector<QEventLoop*> waits_;
   bool ended_ = false;
 };

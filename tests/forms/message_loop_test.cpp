@@ -4,6 +4,8 @@
 #include <QEventLoop>
 #include <QThread>
 #include <QTimer>
+#include <memory>
+#include <stdexcept>
 #include <thread>
 
 #include "errortrap/qt_message_loop.h"
@@ -134,6 +136,49 @@ class MessageLoopTest : public QObject {
     });
     Loop_->DoEvents();
     QCOMPARE(order, QString("abc"));
+  }
+
+  void NoEventOvertakesThoseBehindOneThatWaits() {
+    QString order;
+    const auto event = [&](char c) { return [&order, c] { order += c; }; };
+    Loop_->Post([&] {
+      order += '1';
+      Loop_->Post(event('4'));
+      Loop_->DoEvents();
+      order += '5';
+      Loop_->Post(event('6'));
+    });
+    Loop_->Post(event('2'));
+    Loop_->Post(event('3'));
+    Loop_->DoEvents();
+    QVERIFY(order.startsWith("12345"));
+    Loop_->DoEvents();
+    QCOMPARE(order, QString("123456"));
+  }
+
+  void TheEventsBehindOneThatFailsAreKept() {
+    int runs = 0;
+    Loop_->Post([] { throw std::runtime_error("failed"); });
+    Loop_->Post([&] { ++runs; });
+    QVERIFY_EXCEPTION_THROWN(Loop_->DoEvents(), std::runtime_error);
+    QCOMPARE(runs, 0);
+    Loop_->DoEvents();
+    QCOMPARE(runs, 1);
+  }
+
+  void WhatAnEventOwnsMayPostWhenItIsDestroyed() {
+    struct PostsAtItsEnd {
+      PostsAtItsEnd(MessageLoop& loop, int& runs) : Loop(loop), Runs(runs) {}
+      ~PostsAtItsEnd() {
+        Loop.Post([&runs = Runs] { ++runs; });
+      }
+      MessageLoop& Loop;
+      int& Runs;
+    };
+    int runs = 0;
+    Loop_->Post([owned = std::make_shared<PostsAtItsEnd>(*Loop_, runs)] {});
+    Loop_->DoEvents();
+    QTRY_COMPARE(runs, 1);
   }
 
   void NestedSleepsBothWake() {
