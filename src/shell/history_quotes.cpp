@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "entry/system_folder_dialog.h"
+#include "errortrap/qt_message_loop.h"
 #include "platform/mail.h"
 #include "platform/open_address.h"
 #include "platform/program.h"
@@ -63,6 +64,7 @@ int main(int argc, char** argv) {
   parts.QuotesNote = std::move(place.Note);
   parts.FirstStartNote = quotes.First_Start_Note();
   parts.Set_Up_Quotes = [&](QWidget* parent) -> std::optional<hq::QuotePlace> {
+    const hq::InnerLoop inner;
     hq::QuoteServerForm form(quotes, boxes, parent);
     if (form.exec() != QDialog::Accepted) return std::nullopt;
     return form.Place();
