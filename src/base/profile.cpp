@@ -1,5 +1,6 @@
 #include "base/profile.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "base/strings.h"
@@ -41,15 +42,26 @@ Profile::Profile(std::string_view text) {
   }
 }
 
+const Profile::Section* Profile::Find(std::string_view section) const {
+  const auto found = std::find_if(sections_.begin(), sections_.end(), [section](const Section& candidate) {
+    return Equal_Without_Case(candidate.Name, section);
+  });
+  return found == sections_.end() ? nullptr : &*found;
+}
+
 const std::string* Profile::Find(std::string_view section, std::string_view key) const {
-  for (const Section& candidate : sections_) {
-    if (!Equal_Without_Case(candidate.Name, section)) continue;
-    for (const Entry& entry : candidate.Entries) {
-      if (Equal_Without_Case(entry.Key, key)) return &entry.Value;
-    }
-    break;
+  const Section* within = Find(section);
+  if (within == nullptr) return nullptr;
+  for (const auto& [name, value] : within->Entries) {
+    if (Equal_Without_Case(name, key)) return &value;
   }
   return nullptr;
+}
+
+std::vector<std::pair<std::string, std::string>> Profile::Entries(std::string_view section) const {
+  const Section* within = Find(section);
+  if (within == nullptr) return {};
+  return within->Entries;
 }
 
 std::string Profile::Get(std::string_view section, std::string_view key, std::string_view fallback) const {

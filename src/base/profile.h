@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace hq {
@@ -25,16 +26,17 @@ class Profile {
   // and the fallback loses the blanks at its end.
   [[nodiscard]] std::string Get(std::string_view section, std::string_view key, std::string_view fallback,
                                 std::size_t longest) const;
+  // The keys of a section with their values, in the file's order; of equal keys all.
+  [[nodiscard]] std::vector<std::pair<std::string, std::string>> Entries(std::string_view section) const;
 
  private:
-  struct Entry {
-    std::string Key;
-    std::string Value;
-  };
   struct Section {
     std::string Name;
-    std::vector<Entry> Entries;
+    // Keys and values.
+    std::vector<std::pair<std::string, std::string>> Entries;
   };
+  // Null when there is no such section.
+  [[nodiscard]] const Section* Find(std::string_view section) const;
   // Null when there is no such key.
   [[nodiscard]] const std::string* Find(std::string_view section, std::string_view key) const;
 

@@ -66,6 +66,23 @@ bool Contains_Without_Case(std::string_view text, std::string_view what) {
   return std::search(text.begin(), text.end(), what.begin(), what.end(), Same_Letter) != text.end();
 }
 
+std::string Percent_Encoded(std::string_view text) {
+  constexpr std::string_view Digits = "0123456789ABCDEF";
+  constexpr std::string_view Plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~";
+  std::string encoded;
+  for (const char c : text) {
+    if (Plain.find(c) != std::string_view::npos) {
+      encoded += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    encoded += '%';
+    encoded += Digits[byte >> 4U];
+    encoded += Digits[byte & 15U];
+  }
+  return encoded;
+}
+
 std::string_view Cut_Text(std::string_view text, std::size_t longest) {
   if (text.size() <= longest) return text;
   std::size_t start = longest;

@@ -26,6 +26,9 @@ namespace hq {
 // The text with every occurrence of what (not empty) replaced, found from left to right, compared exactly.
 [[nodiscard]] std::string Replace_All(std::string_view text, std::string_view what, std::string_view with);
 
+// The text with all bytes but letters, digits and -._~ as %XX, as the parts of addresses are written.
+[[nodiscard]] std::string Percent_Encoded(std::string_view text);
+
 // The first longest bytes of the text at most, without a UTF-8 character that would be cut there. A text of
 // another kind is cut at the very byte.
 [[nodiscard]] std::string_view Cut_Text(std::string_view text, std::size_t longest);

@@ -32,23 +32,6 @@ std::string Without_Controls(std::string_view text) {
   return line;
 }
 
-std::string Percent_Encoded(std::string_view text) {
-  constexpr std::string_view Digits = "0123456789ABCDEF";
-  constexpr std::string_view Plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~";
-  std::string encoded;
-  for (const char c : text) {
-    if (Plain.find(c) != std::string_view::npos) {
-      encoded += c;
-      continue;
-    }
-    const auto byte = static_cast<unsigned char>(c);
-    encoded += '%';
-    encoded += Digits[byte >> 4U];
-    encoded += Digits[byte & 15U];
-  }
-  return encoded;
-}
-
 std::string Cut_Body(std::string_view text, std::size_t most_bytes) {
   if (text.size() <= most_bytes) return std::string(text);
   const auto note = [&](std::size_t kept) {

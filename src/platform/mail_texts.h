@@ -9,9 +9,6 @@ namespace hq {
 // The text without control characters, so that it is one line and begins no further header.
 [[nodiscard]] std::string Without_Controls(std::string_view text);
 
-// The text with every byte that is no ASCII letter, digit or one of "-._~" written as "%" and two digits.
-[[nodiscard]] std::string Percent_Encoded(std::string_view text);
-
 // The text, or its start and a line that says what is missing when it is longer than most_bytes; no
 // character of UTF-8 is cut in two.
 [[nodiscard]] std::string Cut_Body(std::string_view text, std::size_t most_bytes);

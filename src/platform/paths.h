@@ -1,11 +1,19 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace hq {
 
 // The path that a text of the system's own 8-bit characters names.
 [[nodiscard]] std::filesystem::path System_Path(std::string_view text);
+
+// A path as text in UTF-8.
+[[nodiscard]] std::string Utf8_Text(const std::filesystem::path& path);
+
+// Whether other users of this computer can read a file, as far as its mode tells; false on systems where it
+// doesn't.
+[[nodiscard]] bool Others_Can_Read(const std::filesystem::path& file);
 
 }  // namespace hq

@@ -1,9 +1,18 @@
+#include <system_error>
+
 #include "platform/paths.h"
 
 namespace hq {
 
 std::filesystem::path System_Path(std::string_view text) {
   return text;
+}
+
+bool Others_Can_Read(const std::filesystem::path& file) {
+  using std::filesystem::perms;
+  std::error_code unknown;
+  const perms allowed = std::filesystem::status(file, unknown).permissions();
+  return !unknown && (allowed & (perms::group_read | perms::others_read)) != perms::none;
 }
 
 }  // namespace hq

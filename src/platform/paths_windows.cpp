@@ -14,4 +14,8 @@ std::filesystem::path System_Path(std::string_view text) {
   return wide;
 }
 
+bool Others_Can_Read(const std::filesystem::path& /*file*/) {
+  return false;
+}
+
 }  // namespace hq

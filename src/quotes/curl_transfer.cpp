@@ -14,20 +14,13 @@
 #include <thread>
 #include <utility>
 
+#include "base/freed_by.h"
 #include "base/run_time_error.h"
 #include "base/strings.h"
 
 namespace hq {
 
 namespace {
-
-template <auto Free>
-struct Freed_By {
-  template <class Object>
-  void operator()(Object* object) const {
-    Free(object);
-  }
-};
 
 using EasyHandle = std::unique_ptr<CURL, Freed_By<curl_easy_cleanup>>;
 using MultiHandle = std::unique_ptr<CURLM, Freed_By<curl_multi_cleanup>>;

@@ -7,13 +7,13 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <map>
-#include <sqlite3.h>
 #include <system_error>
 #include <thread>
 #include <utility>
 
 #include "base/strings.h"
+#include "platform/paths.h"
+#include "server/sqlite_database.h"
 
 namespace hq::server {
 namespace {
@@ -77,23 +77,6 @@ CREATE TABLE taken(
 CREATE INDEX taken_by_service ON taken(service, at);
 )";
 
-// A failure of the database, with the library's number for it.
-class SqliteError : public std::runtime_error {
- public:
-  SqliteError(int code, const std::string& text) : std::runtime_error(text), Code(code & 0xff) {}
-
-  [[nodiscard]] bool Is_Damage() const { return Code == SQLITE_CORRUPT || Code == SQLITE_NOTADB; }
-  // Another connection is at the file, and will let it go.
-  [[nodiscard]] bool Is_Busy() const { return Code == SQLITE_BUSY || Code == SQLITE_PROTOCOL; }
-
-  const int Code;
-};
-
-std::string Text(const fs::path& path) {
-  const std::u8string text = path.u8string();
-  return {text.begin(), text.end()};
-}
-
 std::int64_t Day_Number(Day day) {
   return day.time_since_epoch().count();
 }
@@ -138,237 +121,89 @@ void Append_Date(std::string& text, Day day) {
   Append_Two_Digits(text, static_cast<unsigned>(date.day()));
 }
 
-}  // namespace
+// Makes a connection ready for use. Raises SqliteError, and ArchiveError when the file is none of ours.
+void Prepare(SqliteDatabase& database, bool look_through, milliseconds busy_time) {
+  database.Keep_Safe(busy_time);
+  if (look_through) {
+    auto check = database.Use("PRAGMA quick_check(1)");
+    if (check.Step() && check.String(0) != "ok") throw SqliteError::Damage(check.String(0));
+  }
+  SqliteDatabase::Change change{database};
+  const auto id = database.Number("PRAGMA application_id");
+  const auto version = database.Number("PRAGMA user_version");
+  if (id == 0 && version == 0 && database.Number("SELECT count(*) FROM sqlite_master") == 0) {
+    database.Run(schema);
+    database.Run(("PRAGMA application_id=" + std::to_string(application_id)).c_str());
+    database.Run(("PRAGMA user_version=" + std::to_string(schema_version)).c_str());
+  } else if (id != application_id) {
+    throw SqliteError::Damage("it is the database of another program");
+  } else if (version != schema_version) {
+    throw ArchiveError("it was made by another version of the program");
+  }
+  change.Commit();
+}
 
-// One connection to the database, with the statements that were used on it. Raises SqliteError.
-class Archive::Database {
- public:
-  // One use of a statement; the statement can be used again when it goes.
-  class Query {
-   public:
-    Query(Database& database, sqlite3_stmt* statement) : database_(database), statement_(statement) {}
-    Query(const Query&) = delete;
-    Query& operator=(const Query&) = delete;
-    ~Query() {
-      sqlite3_reset(statement_);
-      sqlite3_clear_bindings(statement_);
-    }
+std::optional<std::int64_t> Find_Series(SqliteDatabase& database, const SeriesKey& key) {
+  auto query = database.Use(
+      "SELECT id FROM series WHERE source = ? AND symbol = ? AND interval = ? AND adjustment = ?");
+  query.Bind(key.Source).Bind(Upper_Case(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
+  return query.Step() ? std::optional{query.Integer(0)} : std::nullopt;
+}
 
-    Query& Bind(std::int64_t number) {
-      database_.Require(sqlite3_bind_int64(statement_, ++bound_, number));
-      return *this;
-    }
-    Query& Bind(double number) {
-      database_.Require(sqlite3_bind_double(statement_, ++bound_, number));
-      return *this;
-    }
-    Query& Bind(const std::string& text) {
-      database_.Require(sqlite3_bind_text(statement_, ++bound_, text.data(), static_cast<int>(text.size()),
-                                          SQLITE_TRANSIENT));
-      return *this;
-    }
+std::int64_t Make_Series(SqliteDatabase& database, const SeriesKey& key) {
+  if (const auto found = Find_Series(database, key)) return *found;
+  database
+      .Use(
+          "INSERT INTO series(source, symbol, interval, adjustment, fetched, known_until, zone, us_sessions) "
+          "VALUES(?, ?, ?, ?, 0, -9223372036854775807, 'UTC', 1)")
+      .Bind(key.Source)
+      .Bind(Upper_Case(key.Symbol))
+      .Bind(std::int64_t{key.Interval})
+      .Bind(key.Adjustment)
+      .Run();
+  return database.Last_Id();
+}
 
-    // Whether there is a further row.
-    bool Step() {
-      const int code = sqlite3_step(statement_);
-      if (code == SQLITE_ROW) return true;
-      if (code != SQLITE_DONE) database_.Raise(code);
-      return false;
-    }
-    void Run() {
-      while (Step()) {
-      }
-    }
-    // Makes it ready to be bound and run again.
-    void Again() {
-      sqlite3_reset(statement_);
-      bound_ = 0;
-    }
+void Forget_Series(SqliteDatabase& database, std::int64_t series) {
+  database.Use("DELETE FROM bars WHERE series = ?").Bind(series).Run();
+  database.Use("DELETE FROM answered WHERE series = ?").Bind(series).Run();
+  database.Use("DELETE FROM series WHERE id = ?").Bind(series).Run();
+}
 
-    [[nodiscard]] std::int64_t Integer(int column) const { return sqlite3_column_int64(statement_, column); }
-    [[nodiscard]] double Real(int column) const { return sqlite3_column_double(statement_, column); }
-    [[nodiscard]] std::string String(int column) const {
-      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-      const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
-      return text == nullptr ? std::string{} : std::string(text, size);
-    }
-
-   private:
-    Database& database_;
-    sqlite3_stmt* statement_;
-    int bound_ = 0;
-  };
-
-  // A change that happens whole or not at all.
-  class Change {
-   public:
-    explicit Change(Database& database) : database_(database) { database_.Run("BEGIN IMMEDIATE"); }
-    Change(const Change&) = delete;
-    Change& operator=(const Change&) = delete;
-    ~Change() {
-      if (!done_) sqlite3_exec(database_.handle_, "ROLLBACK", nullptr, nullptr, nullptr);
-    }
-    void Commit() {
-      database_.Run("COMMIT");
-      done_ = true;
-    }
-
-   private:
-    Database& database_;
-    bool done_ = false;
-  };
-
-  // An empty path makes a database in the memory.
-  explicit Database(const fs::path& file) {
-    const std::string name = file.empty() ? ":memory:" : Text(file);
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-    const int code = sqlite3_open_v2(name.c_str(), &handle_, flags, nullptr);
-    if (code != SQLITE_OK) {
-      const SqliteError error{code, handle_ != nullptr ? sqlite3_errmsg(handle_) : sqlite3_errstr(code)};
-      sqlite3_close_v2(handle_);
-      throw error;
+// Adds a range of answered days, joined with those it meets.
+void Add_Answered(SqliteDatabase& database, std::int64_t series, DayRange days) {
+  auto first = Day_Number(days.First);
+  auto last = Day_Number(days.Last);
+  {
+    auto met = database.Use(
+        "SELECT min(first), max(last), count(*) FROM answered WHERE series = ? AND first <= ? "
+        "AND last >= ?");
+    met.Bind(series).Bind(last + 1).Bind(first - 1);
+    if (met.Step() && met.Integer(2) > 0) {
+      first = std::min(first, met.Integer(0));
+      last = std::max(last, met.Integer(1));
     }
   }
-
-  ~Database() {
-    for (const auto& [sql, statement] : statements_) sqlite3_finalize(statement);
-    sqlite3_close_v2(handle_);
-  }
-  Database(const Database&) = delete;
-  Database& operator=(const Database&) = delete;
-
-  // Makes the connection ready. Raises ArchiveError when the file is none of ours.
-  void Prepare(bool look_through, milliseconds busy_time) {
-    sqlite3_extended_result_codes(handle_, 1);
-    sqlite3_busy_timeout(handle_, static_cast<int>(busy_time.count()));
-    // What is read can't make the library do anything but read tables.
-    sqlite3_db_config(handle_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_db_config(handle_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    Run("PRAGMA journal_mode=WAL");
-    // What was committed outlives the program's end. Only a power cut can take the last changes back, never
-    // damage the file.
-    Run("PRAGMA synchronous=NORMAL");
-    if (look_through) {
-      Query check = Use("PRAGMA quick_check(1)");
-      if (check.Step() && check.String(0) != "ok") throw SqliteError(SQLITE_CORRUPT, check.String(0));
-    }
-    Change change{*this};
-    const auto id = Number("PRAGMA application_id");
-    const auto version = Number("PRAGMA user_version");
-    if (id == 0 && version == 0 && Number("SELECT count(*) FROM sqlite_master") == 0) {
-      Run(schema);
-      Run(("PRAGMA application_id=" + std::to_string(application_id)).c_str());
-      Run(("PRAGMA user_version=" + std::to_string(schema_version)).c_str());
-    } else if (id != application_id) {
-      throw SqliteError(SQLITE_NOTADB, "it is the database of another program");
-    } else if (version != schema_version) {
-      throw ArchiveError("it was made by another version of the program");
-    }
-    change.Commit();
-  }
-
-  // Makes the end of the connection leave all files alone. It would take away what lies beside a file of this
-  // name, which may be another one's by then.
-  void Abandon() { sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr); }
-
-  void Run(const char* sql) { Require(sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr)); }
-
-  // `sql` must be a literal: its address is what the statement is found by.
-  Query Use(const char* sql) {
-    sqlite3_stmt*& statement = statements_[sql];
-    if (statement == nullptr)
-      Require(sqlite3_prepare_v3(handle_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr));
-    return Query{*this, statement};
-  }
-
-  std::int64_t Number(const char* sql) {
-    Query query = Use(sql);
-    return query.Step() ? query.Integer(0) : 0;
-  }
-
-  // Whether the file was taken away or replaced since it was opened.
-  [[nodiscard]] bool Has_Moved() const {
-    int moved = 0;
-    return sqlite3_file_control(handle_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved != 0;
-  }
-
-  [[nodiscard]] std::int64_t Last_Id() const { return sqlite3_last_insert_rowid(handle_); }
-  [[nodiscard]] std::int64_t Changed_Rows() const { return sqlite3_changes64(handle_); }
-
-  std::optional<std::int64_t> Find_Series(const SeriesKey& key) {
-    Query query =
-        Use("SELECT id FROM series WHERE source = ? AND symbol = ? AND interval = ? AND adjustment = ?");
-    query.Bind(key.Source).Bind(Upper_Case(key.Symbol)).Bind(std::int64_t{key.Interval}).Bind(key.Adjustment);
-    return query.Step() ? std::optional{query.Integer(0)} : std::nullopt;
-  }
-
-  std::int64_t Make_Series(const SeriesKey& key) {
-    if (const auto found = Find_Series(key)) return *found;
-    Use("INSERT INTO series(source, symbol, interval, adjustment, fetched, known_until, zone, us_sessions) "
-        "VALUES(?, ?, ?, ?, 0, -9223372036854775807, 'UTC', 1)")
-        .Bind(key.Source)
-        .Bind(Upper_Case(key.Symbol))
-        .Bind(std::int64_t{key.Interval})
-        .Bind(key.Adjustment)
-        .Run();
-    return Last_Id();
-  }
-
-  void Forget_Series(std::int64_t series) {
-    Use("DELETE FROM bars WHERE series = ?").Bind(series).Run();
-    Use("DELETE FROM answered WHERE series = ?").Bind(series).Run();
-    Use("DELETE FROM series WHERE id = ?").Bind(series).Run();
-  }
-
-  // Adds a range of answered days, joined with those it meets.
-  void Add_Answered(std::int64_t series, DayRange days) {
-    auto first = Day_Number(days.First);
-    auto last = Day_Number(days.Last);
-    {
-      Query met =
-          Use("SELECT min(first), max(last), count(*) FROM answered WHERE series = ? AND first <= ? "
-              "AND last >= ?");
-      met.Bind(series).Bind(last + 1).Bind(first - 1);
-      if (met.Step() && met.Integer(2) > 0) {
-        first = std::min(first, met.Integer(0));
-        last = std::max(last, met.Integer(1));
-      }
-    }
-    Use("DELETE FROM answered WHERE series = ? AND first >= ? AND last <= ?")
-        .Bind(series)
-        .Bind(first)
-        .Bind(last)
-        .Run();
-    Use("INSERT INTO answered(series, first, last) VALUES(?, ?, ?)")
-        .Bind(series)
-        .Bind(first)
-        .Bind(last)
-        .Run();
-  }
-
- private:
-  friend class Query;
-
-  void Require(int code) const {
-    if (code != SQLITE_OK) Raise(code);
-  }
-  [[noreturn]] void Raise(int code) const { throw SqliteError(code, sqlite3_errmsg(handle_)); }
-
-  sqlite3* handle_ = nullptr;
-  std::map<const char*, sqlite3_stmt*> statements_;
-};
-
-namespace {
+  database.Use("DELETE FROM answered WHERE series = ? AND first >= ? AND last <= ?")
+      .Bind(series)
+      .Bind(first)
+      .Bind(last)
+      .Run();
+  database.Use("INSERT INTO answered(series, first, last) VALUES(?, ?, ?)")
+      .Bind(series)
+      .Bind(first)
+      .Bind(last)
+      .Run();
+}
 
 // The bar in the columns at, open, high, low, close, volume. Raises SqliteError for what no bar can be.
-template <class Query>
-Bar Bar_In(const Query& row) {
+Bar Bar_In(const SqliteDatabase::Query& row) {
   const ExchangeTime at = Time_Of(row.Integer(0));
   const Bar bar{at.Date, at.Time, row.Real(1), row.Real(2), row.Real(3), row.Real(4), row.Integer(5)};
   for (const double price : {bar.Open, bar.High, bar.Low, bar.Close}) {
-    if (!std::isfinite(price)) throw SqliteError(SQLITE_CORRUPT, "a price in it is no number");
+    if (!std::isfinite(price)) throw SqliteError::Damage("a price in it is no number");
   }
-  if (bar.Volume < 0) throw SqliteError(SQLITE_CORRUPT, "a volume in it is negative");
+  if (bar.Volume < 0) throw SqliteError::Damage("a volume in it is negative");
   return bar;
 }
 
@@ -394,8 +229,8 @@ void Archive::Open() {
   database_.reset();
   is_kept_ = false;
   if (file_.empty()) {
-    database_ = std::make_unique<Database>(fs::path{});
-    database_->Prepare(false, busy_time_);
+    database_ = std::make_unique<SqliteDatabase>(fs::path{});
+    Prepare(*database_, false, busy_time_);
     return;
   }
   const auto begin = steady_clock::now();
@@ -406,9 +241,9 @@ void Archive::Open() {
       // Made before the first byte goes in, so that nobody else ever reads one.
       if (!fs::exists(file_, unknown)) std::ofstream{file_, std::ios::app};
       fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write, unknown);
-      auto database = std::make_unique<Database>(file_);
+      auto database = std::make_unique<SqliteDatabase>(file_);
       const auto size = fs::file_size(file_, unknown);
-      database->Prepare(!unknown && size <= checked_at_opening, busy_time_);
+      Prepare(*database, !unknown && size <= checked_at_opening, busy_time_);
       database_ = std::move(database);
       is_kept_ = true;
       return;
@@ -429,14 +264,14 @@ void Archive::Open() {
 }
 
 void Archive::Open_In_Memory(const std::string& reason) {
-  Report("The archive " + Text(file_) + " can't be used (" + reason +
+  Report("The archive " + Utf8_Text(file_) + " can't be used (" + reason +
          "): quotes are kept in memory until the program ends.");
-  database_ = std::make_unique<Database>(fs::path{});
-  database_->Prepare(false, busy_time_);
+  database_ = std::make_unique<SqliteDatabase>(fs::path{});
+  Prepare(*database_, false, busy_time_);
 }
 
 std::string Archive::Not_Usable_Now(const std::string& reason) const {
-  return "The archive " + Text(file_) + " can't be used now: " + reason + ".";
+  return "The archive " + Utf8_Text(file_) + " can't be used now: " + reason + ".";
 }
 
 void Archive::Set_File_Aside(const std::string& reason) {
@@ -451,10 +286,10 @@ void Archive::Set_File_Aside(const std::string& reason) {
       std::error_code ignored;
       fs::rename(With_Ending(file_, ending), With_Ending(aside, ending), ignored);
     }
-    return Report("The archive " + Text(file_) + " is damaged (" + reason + "). It was set aside as " +
-                  Text(aside.filename()) + " and begun anew.");
+    return Report("The archive " + Utf8_Text(file_) + " is damaged (" + reason + "). It was set aside as " +
+                  Utf8_Text(aside.filename()) + " and begun anew.");
   }
-  Report("The archive " + Text(file_) + " is damaged (" + reason +
+  Report("The archive " + Utf8_Text(file_) + " is damaged (" + reason +
          ") and can't be set aside: " + (failed ? failed.message() : "too many damaged ones are kept") + ".");
 }
 
@@ -491,9 +326,9 @@ bool Archive::Is_Kept() const {
 }
 
 void Archive::Store(const SeriesKey& key, const FetchedBars& fetched) {
-  Do([&](Database& database) {
-    Database::Change change{database};
-    const auto series = database.Make_Series(key);
+  Do([&](SqliteDatabase& database) {
+    SqliteDatabase::Change change{database};
+    const auto series = Make_Series(database, key);
     const std::int64_t now = fetched.Fetched.time_since_epoch().count();
     database
         .Use(
@@ -518,13 +353,13 @@ void Archive::Store(const SeriesKey& key, const FetchedBars& fetched) {
       }
     }
     if (fetched.Answered && fetched.Answered->First <= fetched.Answered->Last)
-      database.Add_Answered(series, *fetched.Answered);
+      Add_Answered(database, series, *fetched.Answered);
     change.Commit();
   });
 }
 
 ArchivedBars Archive::Last_Sessions(const SeriesKey& key, Day last, int sessions) {
-  return Do([&](Database& database) {
+  return Do([&](SqliteDatabase& database) {
     ArchivedBars found;
     std::int64_t series = 0;
     {
@@ -554,9 +389,9 @@ ArchivedBars Archive::Last_Sessions(const SeriesKey& key, Day last, int sessions
 }
 
 std::vector<Bar> Archive::Bars(const SeriesKey& key, DayRange days) {
-  return Do([&](Database& database) {
+  return Do([&](SqliteDatabase& database) {
     std::vector<Bar> bars;
-    const auto series = database.Find_Series(key);
+    const auto series = Find_Series(database, key);
     if (!series) return bars;
     auto rows = database.Use(
         "SELECT at, open, high, low, close, volume FROM bars WHERE series = ? AND at >= ? "
@@ -569,10 +404,10 @@ std::vector<Bar> Archive::Bars(const SeriesKey& key, DayRange days) {
 }
 
 std::vector<DayRange> Archive::Missing(const SeriesKey& key, DayRange wanted) {
-  return Do([&](Database& database) {
+  return Do([&](SqliteDatabase& database) {
     std::vector<DayRange> missing;
     Day next = wanted.First;
-    if (const auto series = database.Find_Series(key)) {
+    if (const auto series = Find_Series(database, key)) {
       auto rows = database.Use(
           "SELECT first, last FROM answered WHERE series = ? AND first <= ? AND last >= ? "
           "ORDER BY first");
@@ -589,8 +424,8 @@ std::vector<DayRange> Archive::Missing(const SeriesKey& key, DayRange wanted) {
 }
 
 std::optional<Moment> Archive::Last_Fetch(const SeriesKey& key) {
-  return Do([&](Database& database) {
-    const auto series = database.Find_Series(key);
+  return Do([&](SqliteDatabase& database) {
+    const auto series = Find_Series(database, key);
     if (!series) return std::optional<Moment>{};
     auto row = database.Use("SELECT fetched FROM series WHERE id = ?");
     row.Bind(*series);
@@ -599,12 +434,12 @@ std::optional<Moment> Archive::Last_Fetch(const SeriesKey& key) {
 }
 
 void Archive::Set_Aside(const SeriesKey& key, const std::string& new_adjustment) {
-  Do([&](Database& database) {
-    Database::Change change{database};
-    if (const auto series = database.Find_Series(key)) {
+  Do([&](SqliteDatabase& database) {
+    SqliteDatabase::Change change{database};
+    if (const auto series = Find_Series(database, key)) {
       SeriesKey aside = key;
       aside.Adjustment = new_adjustment;
-      if (const auto taken = database.Find_Series(aside)) database.Forget_Series(*taken);
+      if (const auto taken = Find_Series(database, aside)) Forget_Series(database, *taken);
       database.Use("UPDATE series SET adjustment = ? WHERE id = ?").Bind(new_adjustment).Bind(*series).Run();
       database.Use("DELETE FROM answered WHERE series = ?").Bind(*series).Run();
     }
@@ -613,8 +448,8 @@ void Archive::Set_Aside(const SeriesKey& key, const std::string& new_adjustment)
 }
 
 void Archive::Remember_Refusal(const SeriesKey& key, const std::string& reason, Moment until) {
-  Do([&](Database& database) {
-    Database::Change change{database};
+  Do([&](SqliteDatabase& database) {
+    SqliteDatabase::Change change{database};
     database
         .Use("INSERT OR REPLACE INTO refusals(source, symbol, interval, reason, until) VALUES(?, ?, ?, ?, ?)")
         .Bind(key.Source)
@@ -628,7 +463,7 @@ void Archive::Remember_Refusal(const SeriesKey& key, const std::string& reason, 
 }
 
 std::optional<std::string> Archive::Refusal(const SeriesKey& key, Moment now) {
-  return Do([&](Database& database) {
+  return Do([&](SqliteDatabase& database) {
     auto row = database.Use(
         "SELECT reason FROM refusals WHERE source = ? AND symbol = ? AND interval = ? AND "
         "until > ?");
@@ -641,7 +476,7 @@ std::optional<std::string> Archive::Refusal(const SeriesKey& key, Moment now) {
 }
 
 std::vector<std::string> Archive::Find_Symbols(std::string_view text, std::size_t limit) {
-  return Do([&](Database& database) {
+  return Do([&](SqliteDatabase& database) {
     std::vector<std::string> symbols;
     auto rows = database.Use(
         "SELECT DISTINCT symbol FROM series WHERE instr(symbol, ?) > 0 AND EXISTS(SELECT 1 "
@@ -653,7 +488,7 @@ std::vector<std::string> Archive::Find_Symbols(std::string_view text, std::size_
 }
 
 std::vector<SeriesInfo> Archive::List() {
-  return Do([](Database& database) {
+  return Do([](SqliteDatabase& database) {
     std::vector<SeriesInfo> list;
     auto rows = database.Use(
         "SELECT source, symbol, interval, adjustment, s.fetched, count(at), min(at), max(at), "
@@ -709,10 +544,10 @@ std::size_t Archive::Export_Csv(const SeriesKey& key, DayRange days, std::ostrea
 }
 
 std::uint64_t Archive::Shrink(Day before) {
-  return Do([before](Database& database) {
+  return Do([before](SqliteDatabase& database) {
     std::uint64_t deleted = 0;
     {
-      Database::Change change{database};
+      SqliteDatabase::Change change{database};
       database.Use("DELETE FROM bars WHERE at < ?").Bind(Stamp(before, seconds{0})).Run();
       deleted = static_cast<std::uint64_t>(database.Changed_Rows());
       const auto day = Day_Number(before);
@@ -770,8 +605,8 @@ std::vector<std::string> Archive::Check() {
 
 void Archive::Change_Pacing(const std::string& service,
                             const std::function<void(PacingState& state)>& change) {
-  Do([&](Database& database) {
-    Database::Change transaction{database};
+  Do([&](SqliteDatabase& database) {
+    SqliteDatabase::Change transaction{database};
     PacingState state;
     {
       auto row = database.Use("SELECT closed_until, reason, closings FROM pacing WHERE service = ?");

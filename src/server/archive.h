@@ -24,6 +24,8 @@
 
 namespace hq::server {
 
+class SqliteDatabase;
+
 // What bars belong together: those of one symbol, as one source sends them.
 struct SeriesKey {
   // The source's short name, such as "tiingo".
@@ -153,8 +155,6 @@ class Archive final : public PacingStore {
                      const std::function<void(PacingState& state)>& change) override;
 
  private:
-  class Database;
-
   template <class Work>
   auto Do(const Work& work);
   void Open();
@@ -167,7 +167,7 @@ class Archive final : public PacingStore {
   const Reporter report_;
   const std::chrono::milliseconds busy_time_;
   mutable std::mutex mutex_;
-  std::unique_ptr<Database> database_;
+  std::unique_ptr<SqliteDatabase> database_;
   bool is_kept_ = false;
 };
 

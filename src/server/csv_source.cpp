@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "base/strings.h"
+#include "platform/paths.h"
 #include "server/csv_answer.h"
 
 namespace hq::server {
@@ -23,15 +24,10 @@ using std::string_view;
 constexpr std::size_t most_cached_bars = 8'000'000;
 
 // The file system's own spelling as UTF-8, on every system.
-std::string Text(const fs::path& path) {
-  const std::u8string text = path.u8string();
-  return {text.begin(), text.end()};
-}
-
 // How much a file's ending is preferred, 0 the most; none when the file is no quote file.
 std::optional<std::size_t> Ending_Rank(const fs::path& file) {
   constexpr auto endings = std::to_array<string_view>({".csv", ".txt", ".tsv"});
-  const std::string ending = Lower_Case(Text(file.extension()));
+  const std::string ending = Lower_Case(Utf8_Text(file.extension()));
   const auto found = std::ranges::find(endings, ending);
   if (found == endings.end()) return std::nullopt;
   return static_cast<std::size_t>(found - endings.begin());
@@ -74,7 +70,7 @@ std::vector<fs::path> Quote_Files(const fs::path& folder) {
 
 // Raises UnreadableFile.
 std::string Read_File(const fs::path& file, std::uintmax_t size) {
-  const std::string name = Text(file.filename());
+  const std::string name = Utf8_Text(file.filename());
   if (size > CsvSource::Largest_File) {
     throw UnreadableFile(name + " is larger than " + std::to_string(CsvSource::Largest_File >> 20U) +
                          " MiB.");
@@ -115,7 +111,7 @@ Answer CsvSource::Bars(const QuoteRequest& request) {
       return Failure{FailureKind::UnknownSymbol,
                      "The folder has no file for the symbol \"" + request.Symbol + "\"."};
     }
-    return Answer_From_Table(*Load(file), Text(file.filename()), request);
+    return Answer_From_Table(*Load(file), Utf8_Text(file.filename()), request);
   } catch (const UnreadableFile& unreadable) {
     return Failure{FailureKind::Unreadable, unreadable.what()};
   }
@@ -131,9 +127,9 @@ std::vector<SymbolEntry> CsvSource::Find_Symbols(string_view text, std::size_t l
   const std::string wanted = Lower_Case(text);
   std::map<std::string, std::string> symbols;
   for (const fs::path& file : files) {
-    const std::string name = Text(file.filename());
+    const std::string name = Utf8_Text(file.filename());
     if (Lower_Case(name).find(wanted) != std::string::npos)
-      symbols.emplace(Upper_Case(Text(file.stem())), name);
+      symbols.emplace(Upper_Case(Utf8_Text(file.stem())), name);
   }
   std::vector<SymbolEntry> found;
   for (const auto& [symbol, name] : symbols) {
@@ -144,7 +140,7 @@ std::vector<SymbolEntry> CsvSource::Find_Symbols(string_view text, std::size_t l
 }
 
 std::string CsvSource::Description() const {
-  return "The files in the folder " + Text(folder_) + ".";
+  return "The files in the folder " + Utf8_Text(folder_) + ".";
 }
 
 // The symbol is only compared with the names the folder lists, so whatever it holds, it can't lead anywhere
@@ -154,17 +150,17 @@ fs::path CsvSource::Choose_File(const std::vector<fs::path>& files, string_view 
   using Rank = std::tuple<std::size_t, std::size_t, std::string>;
   std::vector<std::pair<Rank, const fs::path*>> candidates;
   for (const fs::path& file : files) {
-    const auto match = std::ranges::find(names, Lower_Case(Text(file.stem())));
+    const auto match = std::ranges::find(names, Lower_Case(Utf8_Text(file.stem())));
     if (match == names.end()) continue;
     const auto name_rank = static_cast<std::size_t>(match - names.begin());
-    candidates.push_back({{name_rank, Ending_Rank(file).value_or(0), Text(file.filename())}, &file});
+    candidates.push_back({{name_rank, Ending_Rank(file).value_or(0), Utf8_Text(file.filename())}, &file});
   }
   if (candidates.empty()) return {};
   std::ranges::sort(candidates);
   const fs::path chosen = *candidates.front().second;
 
   if (candidates.size() == 1) return chosen;
-  std::string choice = Text(chosen) + ": taken for its symbol, so passed over: ";
+  std::string choice = Utf8_Text(chosen) + ": taken for its symbol, so passed over: ";
   for (std::size_t i = 1; i < candidates.size(); ++i)
     choice += (i == 1 ? "" : ", ") + std::get<2>(candidates[i].first);
   bool is_news = false;
@@ -207,7 +203,7 @@ std::shared_ptr<const CsvTable> CsvSource::Load(const fs::path& file) {
   std::error_code error;
   const auto size = fs::file_size(file, error);
   const auto changed = error ? fs::file_time_type{} : fs::last_write_time(file, error);
-  if (error) throw UnreadableFile(Text(file.filename()) + " can't be read: " + error.message() + ".");
+  if (error) throw UnreadableFile(Utf8_Text(file.filename()) + " can't be read: " + error.message() + ".");
   if (place->Table && place->Size == size && place->Changed == changed) return place->Table;
 
   auto table = std::make_shared<const CsvTable>(Read_Csv(Read_File(file, size)));
@@ -225,10 +221,10 @@ void CsvSource::Report(const std::string& line) const {
 
 void CsvSource::Report_Bad_Lines(const fs::path& file, const CsvTable& table) const {
   for (const BadLine& bad : table.Bad_Lines) {
-    Report(Text(file) + ":" + std::to_string(bad.Line) + ": passed over, because " + bad.Reason);
+    Report(Utf8_Text(file) + ":" + std::to_string(bad.Line) + ": passed over, because " + bad.Reason);
   }
   const std::size_t more = table.Bad_Line_Count - table.Bad_Lines.size();
-  if (more > 0) Report(Text(file) + ": passed over " + std::to_string(more) + " more lines");
+  if (more > 0) Report(Utf8_Text(file) + ": passed over " + std::to_string(more) + " more lines");
 }
 
 }  // namespace hq::server

@@ -8,6 +8,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "base/freed_by.h"
 #include "base/strings.h"
 
 namespace hq::server {
@@ -15,14 +16,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-
-template <auto Free>
-struct Freed_By {
-  template <class Object>
-  void operator()(Object* object) const {
-    Free(object);
-  }
-};
 
 using EasyHandle = std::unique_ptr<CURL, Freed_By<curl_easy_cleanup>>;
 using MultiHandle = std::unique_ptr<CURLM, Freed_By<curl_multi_cleanup>>;
@@ -34,30 +27,6 @@ constexpr int most_redirects = 3;
 // Connections beyond these are closed after their request.
 constexpr std::size_t most_idle_handles = 16;
 constexpr milliseconds look_for_end = milliseconds{100};
-
-std::string Percent_Encoded(std::string_view text) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
-  std::string encoded;
-  for (const char c : text) {
-    const bool is_plain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-                          std::string_view{"-._~"}.find(c) != std::string_view::npos;
-    if (is_plain) {
-      encoded += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      encoded += '%';
-      encoded += digits[byte / 16U];
-      encoded += digits[byte % 16U];
-    }
-  }
-  return encoded;
-}
-
-void Replace_All(std::string& text, std::string_view what) {
-  constexpr std::string_view mask = "****";
-  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + mask.size()))
-    text.replace(at, what.size(), mask);
-}
 
 // Telling curl about the loopback hosts keeps it from reading the variable itself.
 std::string Hosts_Without_Proxy() {
@@ -237,10 +206,12 @@ std::string_view Hop_Name(FetchHop hop) {
 
 std::string Without_Secrets(std::string text, const std::vector<std::string>& secrets) {
   constexpr std::size_t shortest = 4;
+  constexpr std::string_view mask = "****";
   for (const std::string& secret : secrets) {
     if (secret.size() < shortest) continue;
-    Replace_All(text, secret);
-    if (const std::string encoded = Percent_Encoded(secret); encoded != secret) Replace_All(text, encoded);
+    text = Replace_All(text, secret, mask);
+    if (const std::string encoded = Percent_Encoded(secret); encoded != secret)
+      text = Replace_All(text, encoded, mask);
   }
   return text;
 }

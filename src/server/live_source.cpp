@@ -8,6 +8,7 @@
 
 #include "base/strings.h"
 #include "server/bar_maker.h"
+#include "server/rebased_prices.h"
 #include "server/trading_calendar.h"
 
 namespace hq::server {
@@ -15,21 +16,11 @@ namespace {
 
 using namespace std::chrono;
 
-constexpr int most_tries = 3;
-constexpr auto pauses = std::to_array<milliseconds>({1s, 3s});
-// A request that has less time than this is not worth beginning.
-constexpr milliseconds shortest_try = 1s;
 // A service that is down is left alone for so long.
 constexpr milliseconds down_time = 60s;
 constexpr milliseconds changed_time = 15min;
 constexpr int most_changed_answers = 3;
-// For services that say "too many" without saying for how long.
-constexpr seconds first_closing = 15min;
-constexpr seconds longest_closing = 4h;
-
 constexpr days overlap{7};
-// What a service has not sent of a day by then, it will not send.
-constexpr days settling{4};
 constexpr seconds unknown_symbol_time = 24h;
 constexpr seconds refused_time = 1h;
 
@@ -45,32 +36,8 @@ std::string_view Code_Of(Adjustment adjustment) {
   return "splits";
 }
 
-Moment Seconds_Of(PacingTime time) {
-  return floor<seconds>(time);
-}
-
 std::string Date_Text(Day day) {
   return New_York_Text(sys_days{day} + 12h).substr(0, 10);
-}
-
-std::string Without_Stop(std::string text) {
-  if (text.ends_with('.')) text.pop_back();
-  return text;
-}
-
-std::vector<RateLimit> Limits_Of(const SourcePacing& pacing) {
-  std::vector<RateLimit> limits;
-  if (pacing.Pause > 0ms) limits.push_back({1, pacing.Pause, {}});
-  if (pacing.Calls_A_Minute > 0) limits.push_back({pacing.Calls_A_Minute, 1min, {}});
-  if (pacing.Calls_An_Hour > 0) limits.push_back({pacing.Calls_An_Hour, 1h, {}});
-  if (pacing.Calls_A_Day > 0) {
-    const auto midnight = [zone = pacing.Day_Zone](PacingTime taken) {
-      const ExchangeTime local = zone.Local(floor<seconds>(taken));
-      return PacingTime{zone.Moment({local.Date + days{1}, 0s})};
-    };
-    limits.push_back({pacing.Calls_A_Day, 24h, midnight});
-  }
-  return limits;
 }
 
 std::string Needs_Key(const SourceProfile& profile, const SourceKey& key) {
@@ -84,81 +51,15 @@ bool Has_Session(DayRange range) {
   return false;
 }
 
-// Whether bars fetched now have other prices all along than the archived ones with the same stamps, as they
-// have after a split, or with full adjustment after a dividend.
-bool Is_Rebased(const std::vector<Bar>& archived, const std::vector<NativeBar>& fetched,
-                Adjustment adjusted) {
-  if (adjusted == Adjustment::Raw) return false;
-  std::vector<double> ratios;
-  double lowest_price = 1e300;
-  auto next = archived.begin();
-  for (const NativeBar& native : fetched) {
-    const Bar& bar = native.Quote;
-    while (next != archived.end() && Earlier(*next, bar)) ++next;
-    if (next == archived.end()) break;
-    if (Earlier(bar, *next) || next->Close <= 0 || bar.Close <= 0) continue;
-    ratios.push_back(bar.Close / next->Close);
-    lowest_price = std::min({lowest_price, bar.Close, next->Close});
-  }
-  if (ratios.empty()) return false;
-  std::ranges::sort(ratios);
-  const double middle = ratios[ratios.size() / 2];
-  // One bar alone may be a correction, unless it is worlds away.
-  const double least = ratios.size() == 1 ? 0.2 : adjusted == Adjustment::Full ? 0.0005 : 0.01;
-  if (std::abs(middle - 1) < least) return false;
-  const double rounding = 0.005 + 0.02 / lowest_price;
-  return ratios.front() > middle * (1 - rounding) && ratios.back() < middle * (1 + rounding);
-}
-
 bool Contains(DayRange outer, DayRange inner) {
   return outer.First <= inner.First && outer.Last >= inner.Last;
 }
 
 }  // namespace
 
-// What one request asks of one service.
-struct LiveSource::Job {
-  const LiveService* Service = nullptr;
-  QuoteRequest Request;
-  ChosenFeed Chosen;
-  SeriesKey Key;
-  DayRange Wanted;
-
-  [[nodiscard]] const SourceProfile& Profile() const { return *Service->Profile; }
-  [[nodiscard]] const SourceFeed& Feed() const { return Profile().Feeds[Chosen.Feed]; }
-};
-
-// Why a service has no bars.
-struct LiveSource::Failed {
-  std::string Reason;
-  // What the answer, or the way to ask, was wrong with; or the hop on the way to the service.
-  std::variant<TroubleKind, FetchHop> Why = TroubleKind::NothingThere;
-  // When it may be asked again.
-  std::optional<PacingTime> Until;
-  // Whether the service was not asked at all.
-  bool Not_Asked = false;
-
-  [[nodiscard]] bool Is(TroubleKind kind) const {
-    const auto* trouble = std::get_if<TroubleKind>(&Why);
-    return trouble != nullptr && *trouble == kind;
-  }
-  [[nodiscard]] bool Is(FetchHop hop) const {
-    const auto* failed = std::get_if<FetchHop>(&Why);
-    return failed != nullptr && *failed == hop;
-  }
-};
-
 // What a fetch brought, kept for those who wait for it.
 struct LiveSource::Fetched {
-  std::vector<NativeBar> Bars;
-  Moment Time;
-  ExchangeTime Known_Until;
-  Zone Market_Zone;
-  bool Us_Sessions = true;
-  // The days that were answered, as far as the fetch came.
-  std::optional<DayRange> Answered;
-  // Why the fetch ended before it had all days.
-  std::optional<Failed> Ended_By;
+  ServiceBars Answer;
   bool Is_Stored = true;
 };
 
@@ -183,22 +84,13 @@ LiveSource::LiveSource(std::vector<ChainLink> chain, std::shared_ptr<Archive> ar
       fetcher_(std::move(fetcher)),
       options_(std::move(options)),
       report_(std::move(report)),
-      pacing_(*archive_, [this] { return Now(); }) {}
+      pacing_(*archive_, [this] { return options_.Now(); }),
+      caller_(options_, *fetcher_, pacing_) {}
 
 LiveSource::~LiveSource() = default;
 
-PacingTime LiveSource::Now() const {
-  return options_.Clock ? options_.Clock() : floor<milliseconds>(system_clock::now());
-}
-
-void LiveSource::Wait(milliseconds time) {
-  if (options_.Wait) return options_.Wait(time);
-  std::unique_lock lock{mutex_};
-  changed_.wait_for(lock, time, [this] { return give_up_; });
-}
-
 void LiveSource::Give_Up(bool on) {
-  fetcher_->Give_Up(on);
+  caller_.Give_Up(on);
   {
     const std::lock_guard lock{mutex_};
     give_up_ = on;
@@ -220,25 +112,25 @@ void LiveSource::Report_Once(const std::string& service, const std::string& line
   report_(line);
 }
 
-std::variant<LiveSource::Job, LiveSource::Failed> LiveSource::Make_Job(const LiveService& service,
-                                                                       const QuoteRequest& request) {
+std::variant<ServiceJob, ServiceFailure> LiveSource::Make_Job(const LiveService& service,
+                                                              const QuoteRequest& request) {
   const SourceProfile& profile = *service.Profile;
   const auto chosen = Choose_Feed(profile, request.Interval, options_.Adjusted);
   if (!chosen) {
-    return Failed{
+    return ServiceFailure{
         profile.Title + " has no bars of this interval and adjustment.", TroubleKind::NotServed, {}, true};
   }
   if (!Spell_Symbol(profile, request.Symbol))
-    return Failed{profile.Title + " has no symbols of this kind.", TroubleKind::NotServed, {}, true};
-  Job job{&service, request, *chosen, {}, {}};
+    return ServiceFailure{profile.Title + " has no symbols of this kind.", TroubleKind::NotServed, {}, true};
+  ServiceJob job{&service, request, *chosen, {}, {}};
   job.Key = {profile.Name, Upper_Case(request.Symbol), job.Feed().Minutes,
              std::string{Code_Of(chosen->Adjusted)}};
-  job.Wanted = Days_Wanted(request, profile.Market_Zone.Local(Seconds_Of(Now())).Date);
+  job.Wanted = Days_Wanted(request, profile.Market_Zone.Local(floor<seconds>(options_.Now())).Date);
   return job;
 }
 
 Answer LiveSource::Bars(const QuoteRequest& request) {
-  const PacingTime deadline = Now() + options_.Time_Limit;
+  const PacingTime deadline = options_.Now() + options_.Time_Limit;
   std::vector<std::string> reasons;
   bool is_known = false;
   bool may_come = false;
@@ -252,7 +144,7 @@ Answer LiveSource::Bars(const QuoteRequest& request) {
         is_known = true;
         continue;
       }
-      const Failed& failed = std::get<Failed>(asked);
+      const ServiceFailure& failed = std::get<ServiceFailure>(asked);
       reasons.push_back(failed.Reason);
       may_come = may_come || !(failed.Is(TroubleKind::UnknownSymbol) ||
                                failed.Is(TroubleKind::NothingThere) || failed.Is(TroubleKind::NotServed));
@@ -290,23 +182,23 @@ Answer LiveSource::Bars(const QuoteRequest& request) {
   return Failure{FailureKind::UnknownSymbol, all.empty() ? "No source is set up." : all};
 }
 
-std::variant<BarTable, LiveSource::Failed> LiveSource::Ask_Service(const LiveService& service,
-                                                                   const QuoteRequest& request,
-                                                                   PacingTime deadline) {
+std::variant<BarTable, ServiceFailure> LiveSource::Ask_Service(const LiveService& service,
+                                                               const QuoteRequest& request,
+                                                               PacingTime deadline) {
   auto made = Make_Job(service, request);
-  if (auto* failed = std::get_if<Failed>(&made)) return std::move(*failed);
-  const Job& job = std::get<Job>(made);
+  if (auto* failed = std::get_if<ServiceFailure>(&made)) return std::move(*failed);
+  const ServiceJob& job = std::get<ServiceJob>(made);
   const std::string title = job.Profile().Title;
   try {
     const auto days = Days_To_Fetch(job);
     if (!days) return From_Archive(job, {}, false);
     if (auto closed = Why_Not_Ask(job)) return std::move(*closed);
     auto result = Share_Fetch(job, *days, deadline);
-    if (auto* failed = std::get_if<Failed>(&result)) return std::move(*failed);
-    const Fetched& fetched = *std::get<std::shared_ptr<const Fetched>>(result);
+    if (auto* failed = std::get_if<ServiceFailure>(&result)) return std::move(*failed);
+    const auto& [fetched, is_stored] = *std::get<std::shared_ptr<const Fetched>>(result);
     // Half of what was wanted is worse than the next source's whole; the archive keeps it for later.
     if (fetched.Ended_By) return *fetched.Ended_By;
-    if (fetched.Is_Stored) return From_Archive(job, {}, true);
+    if (is_stored) return From_Archive(job, {}, true);
 
     std::vector<Bar> bars;
     for (const NativeBar& native : fetched.Bars) {
@@ -315,21 +207,21 @@ std::variant<BarTable, LiveSource::Failed> LiveSource::Ask_Service(const LiveSer
     const FeedBars feed{bars, job.Feed().Minutes, fetched.Known_Until, fetched.Us_Sessions, title};
     Answer answer = Answer_From_Feed(feed, request);
     if (const auto* failure = std::get_if<Failure>(&answer))
-      return Failed{failure->Reason, TroubleKind::NotServed, {}, false};
+      return ServiceFailure{failure->Reason, TroubleKind::NotServed, {}, false};
     BarTable& table = std::get<BarTable>(answer);
     table.Source = title + " (fetched " + New_York_Text(fetched.Time) + ")";
     return std::move(table);
   } catch (const ArchiveError& error) {
     Report_Once("archive", error.what());
-    return Failed{error.what(), TroubleKind::ServerDown, {}, true};
+    return ServiceFailure{error.what(), TroubleKind::ServerDown, {}, true};
   }
 }
 
-std::optional<DayRange> LiveSource::Days_To_Fetch(const Job& job) {
+std::optional<DayRange> LiveSource::Days_To_Fetch(const ServiceJob& job) {
   std::vector<DayRange> missing = archive_->Missing(job.Key, job.Wanted);
   if (missing.empty()) return std::nullopt;
   const SourceFeed& feed = job.Feed();
-  const ExchangeTime now = job.Profile().Market_Zone.Local(Seconds_Of(Now()));
+  const ExchangeTime now = job.Profile().Market_Zone.Local(floor<seconds>(options_.Now()));
   const ArchivedBars newest = archive_->Last_Sessions(job.Key, job.Wanted.Last, 1);
   const auto last_fetch = archive_->Last_Fetch(job.Key);
   const bool is_us = newest.Bars.empty() ? job.Profile().Us_Sessions : newest.Us_Sessions;
@@ -351,7 +243,8 @@ std::optional<DayRange> LiveSource::Days_To_Fetch(const Job& job) {
   // What was asked a moment ago is not asked again for the little that may be new.
   const minutes fresh{feed.Minutes == daily_interval ? 15 : std::clamp(feed.Minutes, 1, 15)};
   const bool only_new = missing.size() == 1 && missing.front().First > now.Date - settling - days{1};
-  if (only_new && last_fetch && Seconds_Of(Now()) - *last_fetch < fresh && Seconds_Of(Now()) >= *last_fetch)
+  if (only_new && last_fetch && floor<seconds>(options_.Now()) - *last_fetch < fresh &&
+      floor<seconds>(options_.Now()) >= *last_fetch)
     return std::nullopt;
 
   DayRange days{missing.front().First, missing.back().Last};
@@ -359,29 +252,31 @@ std::optional<DayRange> LiveSource::Days_To_Fetch(const Job& job) {
   return days;
 }
 
-std::optional<LiveSource::Failed> LiveSource::Why_Not_Ask(const Job& job) {
+std::optional<ServiceFailure> LiveSource::Why_Not_Ask(const ServiceJob& job) {
   const SourceProfile& profile = job.Profile();
-  const PacingTime now = Now();
+  const PacingTime now = options_.Now();
   if (const auto missing = Missing_Keys(profile, job.Service->Keys); !missing.empty()) {
-    return Failed{Needs_Key(profile, missing.front()), TroubleKind::KeyRefused, {}, true};
+    return ServiceFailure{Needs_Key(profile, missing.front()), TroubleKind::KeyRefused, {}, true};
   }
   {
     const std::lock_guard lock{mutex_};
     const Health& health = health_[profile.Name];
-    if (!health.Key_Reason.empty()) return Failed{health.Key_Reason, TroubleKind::KeyRefused, {}, true};
+    if (!health.Key_Reason.empty())
+      return ServiceFailure{health.Key_Reason, TroubleKind::KeyRefused, {}, true};
     if (health.Down_Until > now)
-      return Failed{health.Down_Reason, TroubleKind::ServerDown, health.Down_Until, true};
+      return ServiceFailure{health.Down_Reason, TroubleKind::ServerDown, health.Down_Until, true};
   }
   for (const int interval : {0, job.Key.Interval}) {
-    const auto refusal = archive_->Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, Seconds_Of(now));
+    const auto refusal =
+        archive_->Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, floor<seconds>(now));
     if (refusal)
-      return Failed{
+      return ServiceFailure{
           *refusal, interval == 0 ? TroubleKind::UnknownSymbol : TroubleKind::NothingThere, {}, true};
   }
   return std::nullopt;
 }
 
-LiveSource::FetchResultOf LiveSource::Share_Fetch(const Job& job, DayRange days, PacingTime deadline) {
+LiveSource::FetchResultOf LiveSource::Share_Fetch(const ServiceJob& job, DayRange days, PacingTime deadline) {
   const std::string name = job.Key.Source + '\n' + job.Key.Symbol + '\n' + std::to_string(job.Key.Interval) +
                            '\n' + job.Key.Adjustment;
   std::shared_ptr<Flight> own;
@@ -396,11 +291,12 @@ LiveSource::FetchResultOf LiveSource::Share_Fetch(const Job& job, DayRange days,
     }
     const std::shared_ptr<Flight> other = found->second;
     const auto has_ended = [&] { return other->Result.has_value() || give_up_; };
-    const bool in_time = changed_.wait_for(lock, std::max(deadline - Now(), 0ms), has_ended);
+    const bool in_time = changed_.wait_for(lock, std::max(deadline - options_.Now(), 0ms), has_ended);
     if (!in_time || !other->Result) {
-      return Failed{job.Profile().Title + " did not answer in time.", FetchHop::TimeOut, {}, false};
+      return ServiceFailure{job.Profile().Title + " did not answer in time.", FetchHop::TimeOut, {}, false};
     }
-    if (Contains(other->Days, days) || std::holds_alternative<Failed>(*other->Result)) return *other->Result;
+    if (Contains(other->Days, days) || std::holds_alternative<ServiceFailure>(*other->Result))
+      return *other->Result;
     // It brought other days; what is left to fetch may be less.
     lock.unlock();
     const auto left = Days_To_Fetch(job);
@@ -413,7 +309,8 @@ LiveSource::FetchResultOf LiveSource::Share_Fetch(const Job& job, DayRange days,
   std::optional<FetchResultOf> result;
   const auto land = [&] {
     lock.lock();
-    own->Result = result ? *result : Failed{"The fetch came to nothing.", TroubleKind::ServerDown, {}, false};
+    own->Result =
+        result ? *result : ServiceFailure{"The fetch came to nothing.", TroubleKind::ServerDown, {}, false};
     flights_.erase(name);
     lock.unlock();
     changed_.notify_all();
@@ -433,37 +330,41 @@ LiveSource::FetchResultOf LiveSource::Share_Fetch(const Job& job, DayRange days,
   return *result;
 }
 
-LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const Job& job, DayRange days, PacingTime deadline) {
+LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const ServiceJob& job, DayRange days,
+                                                      PacingTime deadline) {
   for (bool is_again = false;; is_again = true) {
-    FetchResultOf result = Fetch(job, days, deadline);
-    if (const auto* failed = std::get_if<Failed>(&result)) {
+    auto asked = caller_.Fetch(job, days, deadline);
+    Fetched fetched;
+    if (const auto* failed = std::get_if<ServiceFailure>(&asked)) {
       Take_Note(job, days, *failed);
-      if (!failed->Is(TroubleKind::NothingThere)) return result;
-      if (!archive_->Last_Fetch(job.Key) && days.Last + overlap >= job.Wanted.Last) return result;
+      if (!failed->Is(TroubleKind::NothingThere)) return *failed;
+      if (!archive_->Last_Fetch(job.Key) && days.Last + overlap >= job.Wanted.Last) return *failed;
       // Nothing in these days, of a symbol that may have others.
-      Fetched none;
-      none.Time = Seconds_Of(Now());
-      none.Known_Until = {days.First - std::chrono::days{1}, 0s};
-      none.Market_Zone = job.Profile().Market_Zone;
-      none.Us_Sessions = job.Profile().Us_Sessions;
-      const Day today = none.Market_Zone.Local(none.Time).Date;
-      none.Answered = DayRange{days.First, std::min(days.Last, today - settling)};
-      result = std::make_shared<const Fetched>(std::move(none));
+      fetched.Answer = No_Bars(job, days);
+    } else {
+      fetched.Answer = std::get<ServiceBars>(std::move(asked));
+      const std::lock_guard lock{mutex_};
+      health_[job.Profile().Name].Changed_Answers = 0;
     }
-    Fetched fetched = *std::get<std::shared_ptr<const Fetched>>(result);
-    if (fetched.Ended_By) Take_Note(job, days, *fetched.Ended_By);
+    const ServiceBars& answer = fetched.Answer;
+    if (answer.Bad_Rows > 0) {
+      Report_Once("rows " + job.Profile().Name, job.Profile().Title + " sent " +
+                                                    std::to_string(answer.Bad_Rows) + " rows of " +
+                                                    job.Key.Symbol + " that make no sense.");
+    }
+    if (answer.Ended_By) Take_Note(job, days, *answer.Ended_By);
     try {
-      if (!is_again && Is_Rebased(archive_->Bars(job.Key, days), fetched.Bars, job.Chosen.Adjusted)) {
+      if (!is_again && Is_Rebased(archive_->Bars(job.Key, days), answer.Bars, job.Chosen.Adjusted)) {
         archive_->Set_Aside(job.Key,
-                            job.Key.Adjustment + " until " + Date_Text(New_York_Time(fetched.Time).Date));
+                            job.Key.Adjustment + " until " + Date_Text(New_York_Time(answer.Time).Date));
         Report_Once("split " + job.Key.Source + job.Key.Symbol,
                     job.Profile().Title + " has changed the past prices of " + job.Key.Symbol +
                         ", as after a split: they are fetched anew.");
         days = {std::min(job.Wanted.First, days.First), days.Last};
         continue;
       }
-      archive_->Store(job.Key, {fetched.Bars, fetched.Answered, fetched.Known_Until, fetched.Time,
-                                fetched.Market_Zone, fetched.Us_Sessions});
+      archive_->Store(job.Key, {answer.Bars, answer.Answered, answer.Known_Until, answer.Time,
+                                answer.Market_Zone, answer.Us_Sessions});
     } catch (const ArchiveError& error) {
       Report_Once("archive", error.what());
       fetched.Is_Stored = false;
@@ -472,155 +373,20 @@ LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const Job& job, DayRange d
   }
 }
 
-LiveSource::FetchResultOf LiveSource::Fetch(const Job& job, DayRange days, PacingTime deadline) {
-  const SourceProfile& profile = job.Profile();
-  const UpstreamWish wish{job.Request.Symbol, job.Request.Interval, job.Chosen.Adjusted, days};
-  const auto made = Make_Requests(profile, wish, job.Service->Keys, options_.Program, Seconds_Of(Now()));
-  if (const auto* trouble = std::get_if<Trouble>(&made))
-    return Failed{trouble->Reason, trouble->Kind, {}, true};
-
-  Fetched fetched;
-  fetched.Market_Zone = profile.Market_Zone;
-  fetched.Us_Sessions = profile.Us_Sessions;
-  fetched.Time = Seconds_Of(Now());
-  std::vector<Day> request_ends;
-  Day answered_last = days.First - std::chrono::days{1};
-  std::optional<Failed> nothing;
-  bool has_answer = false;
-  for (const UpstreamRequest& request : std::get<std::vector<UpstreamRequest>>(made)) {
-    std::vector<NativeBar> bars;
-    for (std::optional<UpstreamRequest> page = request; page && !fetched.Ended_By;) {
-      auto got = Get_Page(job, *page, deadline);
-      if (auto* failed = std::get_if<Failed>(&got)) {
-        if (failed->Is(TroubleKind::NothingThere)) {
-          nothing = std::move(*failed);
-        } else {
-          fetched.Ended_By = std::move(*failed);
-        }
-        break;
-      }
-      UpstreamBars& answer = std::get<UpstreamBars>(got);
-      if (answer.Bad_Rows > 0) {
-        Report_Once("rows " + profile.Name, profile.Title + " sent " + std::to_string(answer.Bad_Rows) +
-                                                " rows of " + job.Key.Symbol + " that make no sense.");
-      }
-      has_answer = true;
-      fetched.Market_Zone = answer.Market_Zone;
-      fetched.Us_Sessions = answer.Us_Sessions;
-      bars.insert(bars.end(), answer.Bars.begin(), answer.Bars.end());
-      page = std::move(answer.Next);
-    }
-    if (fetched.Ended_By) break;
-    fetched.Bars.insert(fetched.Bars.end(), bars.begin(), bars.end());
-    answered_last = std::max(request.Days.Last, answered_last);
-  }
-  if (fetched.Ended_By && answered_last < days.First) return *fetched.Ended_By;
-  if (!has_answer && nothing && !fetched.Ended_By) return *nothing;
-
-  // Pages and requests may meet in one bar, and the later one counts.
-  const auto earlier = [](const NativeBar& left, const NativeBar& right) {
-    return Earlier(left.Quote, right.Quote);
-  };
-  std::ranges::stable_sort(fetched.Bars, earlier);
-  std::vector<NativeBar> once;
-  for (const NativeBar& bar : fetched.Bars) {
-    if (!once.empty() && !earlier(once.back(), bar)) {
-      once.back() = bar;
-    } else {
-      once.push_back(bar);
-    }
-  }
-  fetched.Bars = std::move(once);
-
-  const ExchangeTime now = fetched.Market_Zone.Local(fetched.Time - duration_cast<seconds>(job.Feed().Delay));
-  fetched.Known_Until = std::min(now, ExchangeTime{answered_last + std::chrono::days{1}, 0s});
-  // A day is answered for good when its bars are there up to its end, or when it lies back far enough.
-  Day settled = now.Date - settling;
-  for (auto bar = fetched.Bars.rbegin(); bar != fetched.Bars.rend(); ++bar) {
-    if (!bar->Final) continue;
-    const Day day = bar->Quote.Date;
-    const bool is_over = day < now.Date || job.Feed().Minutes == daily_interval ||
-                         (fetched.Us_Sessions && now.Time >= Session_Close(day));
-    settled = std::max(settled, is_over ? day : day - std::chrono::days{1});
-    break;
-  }
-  fetched.Answered = DayRange{days.First, std::min({answered_last, settled, now.Date})};
-  return std::make_shared<const Fetched>(std::move(fetched));
+ServiceBars LiveSource::No_Bars(const ServiceJob& job, DayRange days) const {
+  ServiceBars none;
+  none.Time = floor<seconds>(options_.Now());
+  none.Known_Until = {days.First - std::chrono::days{1}, 0s};
+  none.Market_Zone = job.Profile().Market_Zone;
+  none.Us_Sessions = job.Profile().Us_Sessions;
+  const Day today = none.Market_Zone.Local(none.Time).Date;
+  none.Answered = DayRange{days.First, std::min(days.Last, today - settling)};
+  return none;
 }
 
-std::variant<UpstreamBars, LiveSource::Failed> LiveSource::Get_Page(const Job& job,
-                                                                    const UpstreamRequest& page,
-                                                                    PacingTime deadline) {
-  const SourceProfile& profile = job.Profile();
-  const std::string& title = profile.Title;
-  const std::vector<RateLimit> limits = Limits_Of(profile.Pacing);
-  HttpRequest http{page.Url, {}, page.Secrets};
-  for (const UpstreamHeader& header : page.Headers) http.Headers.emplace_back(header.Name, header.Value);
-
-  Failed failed;
-  for (int tries = 1; tries <= most_tries; ++tries) {
-    for (;;) {
-      const PacingAnswer pace = pacing_.Take(profile.Name, limits, job.Feed().Cost);
-      if (pace.Wait == 0ms) break;
-      const PacingTime until = Now() + pace.Wait;
-      if (until + shortest_try > deadline) {
-        return Failed{title + " is out of quota until " + New_York_Text(ceil<seconds>(until)) +
-                          " New York time: " + Without_Stop(pace.Reason) + ".",
-                      TroubleKind::Quota, until, true};
-      }
-      Wait(pace.Wait);
-      const std::lock_guard lock{mutex_};
-      if (give_up_) return Failed{"The request was given up.", FetchHop::GivenUp, {}, true};
-    }
-    const milliseconds limit = std::min(deadline - Now(), options_.Try_Limit);
-    if (limit < shortest_try && tries > 1) return failed;
-    FetchResult result = fetcher_->Get(http, limit);
-
-    milliseconds pause =
-        pauses[std::min<std::size_t>(static_cast<std::size_t>(tries - 1), pauses.size() - 1)];
-    if (auto* hop = std::get_if<FetchFailure>(&result)) {
-      failed = Failed{title + ": " + page.Without_Keys(hop->Reason), hop->Hop, {}, false};
-      // A name that isn't known or a bad certificate will be the same in three seconds, and a service that
-      // hangs has had its time.
-      if (hop->Hop != FetchHop::Connection && hop->Hop != FetchHop::BrokenOff) return failed;
-    } else {
-      const HttpReply& reply = std::get<HttpReply>(result);
-      UpstreamAnswer answer =
-          Read_Answer(profile, page, {reply.Status, reply.Headers, reply.Body}, Seconds_Of(Now()));
-      if (auto* bars = std::get_if<UpstreamBars>(&answer)) {
-        pacing_.Open(profile.Name);
-        const std::lock_guard lock{mutex_};
-        health_[profile.Name].Changed_Answers = 0;
-        return std::move(*bars);
-      }
-      const Trouble& trouble = std::get<Trouble>(answer);
-      failed = Failed{page.Without_Keys(trouble.Reason), trouble.Kind, {}, false};
-      const bool is_closing = failed.Is(TroubleKind::Quota) || failed.Is(TroubleKind::Throttled);
-      if (!is_closing && !failed.Is(TroubleKind::ServerDown)) return failed;
-      if (trouble.Wait) pause = std::max<milliseconds>(*trouble.Wait, is_closing ? 0ms : pause);
-      const bool fits = Now() + pause + shortest_try <= deadline;
-      if (is_closing && (!trouble.Wait || !fits || tries == most_tries)) {
-        const std::string reason = Without_Stop(failed.Reason);
-        if (trouble.Wait) {
-          pacing_.Close(profile.Name, Now() + *trouble.Wait, reason);
-        } else {
-          pacing_.Close_Growing(profile.Name, first_closing, longest_closing, reason);
-        }
-        if (const auto closed = pacing_.Closed(profile.Name)) failed.Until = closed->first;
-        return failed;
-      }
-    }
-    if (tries == most_tries || Now() + pause + shortest_try > deadline) return failed;
-    Wait(pause);
-    const std::lock_guard lock{mutex_};
-    if (give_up_) return Failed{"The request was given up.", FetchHop::GivenUp, {}, true};
-  }
-  return failed;
-}
-
-void LiveSource::Take_Note(const Job& job, DayRange days, const Failed& failed) {
+void LiveSource::Take_Note(const ServiceJob& job, DayRange days, const ServiceFailure& failed) {
   const std::string& name = job.Profile().Name;
-  const PacingTime now = Now();
+  const PacingTime now = options_.Now();
   if (failed.Is(FetchHop::GivenUp)) return;
   const auto close = [&](milliseconds time) {
     const std::lock_guard lock{mutex_};
@@ -636,7 +402,7 @@ void LiveSource::Take_Note(const Job& job, DayRange days, const Failed& failed) 
   const auto remember = [&](int interval, seconds time) {
     try {
       archive_->Remember_Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, failed.Reason,
-                                 Seconds_Of(now) + time);
+                                 floor<seconds>(now) + time);
     } catch (const ArchiveError& error) {
       Report_Once("archive", error.what());
     }
@@ -647,7 +413,7 @@ void LiveSource::Take_Note(const Job& job, DayRange days, const Failed& failed) 
     case TroubleKind::NothingThere:
       // Of a symbol that never had anything, up to now.
       if (!failed.Not_Asked && !archive_->Last_Fetch(job.Key) &&
-          days.Last + overlap >= job.Profile().Market_Zone.Local(Seconds_Of(now)).Date)
+          days.Last + overlap >= job.Profile().Market_Zone.Local(floor<seconds>(now)).Date)
         remember(job.Key.Interval, unknown_symbol_time);
       return;
     case TroubleKind::NotServed:
@@ -680,8 +446,8 @@ void LiveSource::Take_Note(const Job& job, DayRange days, const Failed& failed) 
   }
 }
 
-std::variant<BarTable, LiveSource::Failed> LiveSource::From_Archive(const Job& job, std::string_view remark,
-                                                                    bool is_new) {
+std::variant<BarTable, ServiceFailure> LiveSource::From_Archive(const ServiceJob& job,
+                                                                std::string_view remark, bool is_new) {
   const Day last = job.Request.Before ? *job.Request.Before - days{1} : job.Wanted.Last + days{1};
   // Two more sessions, of which the opening price of the first one wanted may be made.
   const ArchivedBars kept = archive_->Last_Sessions(job.Key, last, job.Request.Sessions + 2);
@@ -690,7 +456,8 @@ std::variant<BarTable, LiveSource::Failed> LiveSource::From_Archive(const Job& j
   Answer answer = Answer_From_Feed(
       {kept.Bars, job.Feed().Minutes, kept.Known_Until, kept.Us_Sessions, profile.Title}, job.Request);
   auto* table = std::get_if<BarTable>(&answer);
-  if (table == nullptr) return Failed{std::get<Failure>(answer).Reason, TroubleKind::NotServed, {}, true};
+  if (table == nullptr)
+    return ServiceFailure{std::get<Failure>(answer).Reason, TroubleKind::NotServed, {}, true};
   table->Source = profile.Title;
   if (job.Chosen.Adjusted != options_.Adjusted)
     table->Source.append(", ").append(Adjustment_Name(job.Chosen.Adjusted));
@@ -706,7 +473,7 @@ std::optional<BarTable> LiveSource::From_Archive_Alone(const QuoteRequest& reque
     const auto* service = std::get_if<LiveService>(&link);
     if (service == nullptr) continue;
     const auto made = Make_Job(*service, request);
-    const auto* job = std::get_if<Job>(&made);
+    const auto* job = std::get_if<ServiceJob>(&made);
     if (job == nullptr) continue;
     try {
       const std::string remark = reasons.empty() ? std::string{} : Without_Stop(reasons.front());
@@ -790,7 +557,7 @@ SourceStatus LiveSource::Status_Of(const LiveService& service) {
       status.Reason = health.Key_Reason;
       return status;
     }
-    if (health.Down_Until > Now()) {
+    if (health.Down_Until > options_.Now()) {
       status.State = SourceState::Down;
       status.Until = ceil<seconds>(health.Down_Until);
       status.Reason = health.Down_Reason;
@@ -801,7 +568,7 @@ SourceStatus LiveSource::Status_Of(const LiveService& service) {
     const auto wait = pacing_.Look(profile.Name, Limits_Of(profile.Pacing));
     if (wait.Wait > options_.Time_Limit) {
       status.State = SourceState::OutOfQuota;
-      status.Until = ceil<seconds>(Now() + wait.Wait);
+      status.Until = ceil<seconds>(options_.Now() + wait.Wait);
       status.Reason = Without_Stop(wait.Reason) + ".";
     }
   } catch (const ArchiveError& error) {
@@ -844,21 +611,21 @@ SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::s
                 " and enter it in the settings.",
             0};
   }
-  const auto fail = [&](const Failed& failed) {
+  const auto fail = [&](const ServiceFailure& failed) {
     return SourceTrial{false, Failed_Hop(failed), failed.Reason, Next_Step(failed, profile), 0};
   };
   try {
-    Failed not_served{profile.Title + " has no bars.", TroubleKind::NotServed, {}, true};
+    ServiceFailure not_served{profile.Title + " has no bars.", TroubleKind::NotServed, {}, true};
     for (const int interval : {daily_interval, 5, 1}) {
       auto made = Make_Job(service, {symbol, interval, {}, 5});
-      if (auto* failed = std::get_if<Failed>(&made)) {
+      if (auto* failed = std::get_if<ServiceFailure>(&made)) {
         not_served = std::move(*failed);
         continue;
       }
-      const Job& job = std::get<Job>(made);
-      const auto result = Fetch(job, job.Wanted, Now() + options_.Time_Limit);
-      if (const auto* failed = std::get_if<Failed>(&result)) return fail(*failed);
-      const Fetched& fetched = *std::get<std::shared_ptr<const Fetched>>(result);
+      const ServiceJob& job = std::get<ServiceJob>(made);
+      const auto result = caller_.Fetch(job, job.Wanted, options_.Now() + options_.Time_Limit);
+      if (const auto* failed = std::get_if<ServiceFailure>(&result)) return fail(*failed);
+      const auto& fetched = std::get<ServiceBars>(result);
       if (fetched.Ended_By) return fail(*fetched.Ended_By);
       const std::size_t count = fetched.Bars.size();
       if (count == 0)
@@ -878,87 +645,6 @@ SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::s
     return {false, "archive", error.what(),
             "Look whether the program may write into its folder and whether the disk is full.", 0};
   }
-}
-
-// What a trial names as the hop that failed.
-std::string LiveSource::Failed_Hop(const Failed& failed) {
-  if (const auto* hop = std::get_if<FetchHop>(&failed.Why)) return std::string{Hop_Name(*hop)};
-  switch (std::get<TroubleKind>(failed.Why)) {
-    case TroubleKind::UnknownSymbol:
-      return "unknown symbol";
-    case TroubleKind::NothingThere:
-      return "nothing there";
-    case TroubleKind::NotServed:
-      return "not served";
-    case TroubleKind::KeyRefused:
-      return "refused key";
-    case TroubleKind::NotAllowed:
-      return "plan";
-    case TroubleKind::Quota:
-    case TroubleKind::Throttled:
-      return "quota";
-    case TroubleKind::ServerDown:
-      return "service down";
-    case TroubleKind::BadRequest:
-      return "refused request";
-    case TroubleKind::FormatChanged:
-      break;
-  }
-  return "changed format";
-}
-
-std::string LiveSource::Next_Step(const Failed& failed, const SourceProfile& profile) {
-  const std::string site = profile.Site.empty() ? "" : " (" + profile.Site + ")";
-  const std::string file = "sources/" + profile.Name + ".json";
-  if (const auto* hop = std::get_if<FetchHop>(&failed.Why)) {
-    switch (*hop) {
-      case FetchHop::Address:
-        return "Look at the address in " + file + ".";
-      case FetchHop::NameLookUp:
-        return "Look whether this computer is on the network, and whether a browser finds the service" +
-               site + ".";
-      case FetchHop::Connection:
-        return "Look whether a firewall stops this program, or try again in a few minutes.";
-      case FetchHop::Proxy:
-        return "Look at the proxy that is set in the environment (HTTPS_PROXY, HTTP_PROXY), or take it away.";
-      case FetchHop::Certificate:
-        return "Somebody between this computer and the service may read along, or this computer's date or "
-               "list "
-               "of certificates is wrong. The key was not sent.";
-      case FetchHop::TimeOut:
-      case FetchHop::BrokenOff:
-        return "Try again in a few minutes; the service or the network is slow.";
-      case FetchHop::TooLarge:
-        return "Look whether the service has changed: it sends more than is asked for.";
-      case FetchHop::Redirect:
-        return "The service has moved, or something on the way asks to log in. The key was not sent there.";
-      case FetchHop::GivenUp:
-        break;
-    }
-    return "Try again.";
-  }
-  switch (std::get<TroubleKind>(failed.Why)) {
-    case TroubleKind::UnknownSymbol:
-    case TroubleKind::NothingThere:
-      return "Try a symbol that is traded a lot, such as MSFT, and look at the symbol's spelling.";
-    case TroubleKind::NotServed:
-      return "Ask another source for this kind of symbol.";
-    case TroubleKind::KeyRefused:
-      return "Copy the key from the service's page" + site + " again; it may have been changed there.";
-    case TroubleKind::NotAllowed:
-      return "Look at what the plan of the key includes" + site + ", or ask another source.";
-    case TroubleKind::Quota:
-    case TroubleKind::Throttled:
-      return failed.Until ? "Wait until " + New_York_Text(ceil<seconds>(*failed.Until)) +
-                                " (New York), or put another source behind this one."
-                          : "Wait a while, or put another source behind this one.";
-    case TroubleKind::ServerDown:
-      return "Try again in a few minutes.";
-    case TroubleKind::BadRequest:
-    case TroubleKind::FormatChanged:
-      break;
-  }
-  return "The service has changed, or something on the way answers for it: look for a newer " + file + ".";
 }
 
 }  // namespace hq::server

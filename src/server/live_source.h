@@ -17,18 +17,13 @@
 #include "server/http_fetch.h"
 #include "server/pacing.h"
 #include "server/quote_source.h"
+#include "server/service_caller.h"
 #include "server/source_profile.h"
 #include "server/source_status.h"
 #include "server/upstream_answer.h"
 #include "server/upstream_request.h"
 
 namespace hq::server {
-
-// A service in a chain of sources, with the user's keys for it.
-struct LiveService {
-  std::shared_ptr<const SourceProfile> Profile;
-  KeyTexts Keys;
-};
 
 // Any other source in a chain, with what it is called in lists.
 struct OtherSource {
@@ -39,22 +34,6 @@ struct OtherSource {
 
 // One place in a chain.
 using ChainLink = std::variant<LiveService, OtherSource>;
-
-// What a live source works with.
-struct LiveOptions {
-  // How the program calls itself to services, "history-quotes/1.0.0".
-  std::string Program = "history-quotes";
-  // Which prices are wanted of services that have several.
-  Adjustment Adjusted = Adjustment::Splits;
-  // How long a client waits for an answer.
-  std::chrono::milliseconds Time_Limit = std::chrono::seconds{25};
-  // The longest time one request to a service may take.
-  std::chrono::milliseconds Try_Limit = std::chrono::seconds{12};
-  // Tells the time; empty for the system clock.
-  PacingClock Clock;
-  // Waits for a time; empty for waits that Give_Up ends.
-  std::function<void(std::chrono::milliseconds)> Wait;
-};
 
 // A source of real quotes: a chain of services and other sources, in the order in which they are asked, with
 // an archive in front of the services.
@@ -92,35 +71,29 @@ class LiveSource final : public QuoteSource {
   [[nodiscard]] SourceTrial Try_Out(std::string_view service, const std::string& symbol);
 
  private:
-  struct Job;
-  struct Failed;
   struct Fetched;
   struct Flight;
   struct Health;
-  using FetchResultOf = std::variant<std::shared_ptr<const Fetched>, Failed>;
+  using FetchResultOf = std::variant<std::shared_ptr<const Fetched>, ServiceFailure>;
 
-  [[nodiscard]] PacingTime Now() const;
-  void Wait(std::chrono::milliseconds time);
   void Report_Once(const std::string& service, const std::string& line);
 
-  [[nodiscard]] std::variant<Job, Failed> Make_Job(const LiveService& service, const QuoteRequest& request);
-  [[nodiscard]] std::variant<BarTable, Failed> Ask_Service(const LiveService& service,
-                                                           const QuoteRequest& request, PacingTime deadline);
-  [[nodiscard]] std::optional<DayRange> Days_To_Fetch(const Job& job);
-  [[nodiscard]] std::optional<Failed> Why_Not_Ask(const Job& job);
-  [[nodiscard]] FetchResultOf Share_Fetch(const Job& job, DayRange days, PacingTime deadline);
-  [[nodiscard]] FetchResultOf Fetch_And_Store(const Job& job, DayRange days, PacingTime deadline);
-  [[nodiscard]] FetchResultOf Fetch(const Job& job, DayRange days, PacingTime deadline);
-  [[nodiscard]] std::variant<UpstreamBars, Failed> Get_Page(const Job& job, const UpstreamRequest& page,
-                                                            PacingTime deadline);
-  void Take_Note(const Job& job, DayRange days, const Failed& failed);
-  [[nodiscard]] std::variant<BarTable, Failed> From_Archive(const Job& job, std::string_view remark,
-                                                            bool is_new);
+  [[nodiscard]] std::variant<ServiceJob, ServiceFailure> Make_Job(const LiveService& service,
+                                                                  const QuoteRequest& request);
+  [[nodiscard]] std::variant<BarTable, ServiceFailure> Ask_Service(const LiveService& service,
+                                                                   const QuoteRequest& request,
+                                                                   PacingTime deadline);
+  [[nodiscard]] std::optional<DayRange> Days_To_Fetch(const ServiceJob& job);
+  [[nodiscard]] std::optional<ServiceFailure> Why_Not_Ask(const ServiceJob& job);
+  [[nodiscard]] FetchResultOf Share_Fetch(const ServiceJob& job, DayRange days, PacingTime deadline);
+  [[nodiscard]] FetchResultOf Fetch_And_Store(const ServiceJob& job, DayRange days, PacingTime deadline);
+  [[nodiscard]] ServiceBars No_Bars(const ServiceJob& job, DayRange days) const;
+  void Take_Note(const ServiceJob& job, DayRange days, const ServiceFailure& failed);
+  [[nodiscard]] std::variant<BarTable, ServiceFailure> From_Archive(const ServiceJob& job,
+                                                                    std::string_view remark, bool is_new);
   [[nodiscard]] SourceStatus Status_Of(const LiveService& service);
   [[nodiscard]] SourceTrial Try_Out_Service(const LiveService& service, const std::string& symbol);
   [[nodiscard]] static SourceTrial Try_Out_Other(QuoteSource& other, const std::string& symbol);
-  [[nodiscard]] static std::string Failed_Hop(const Failed& failed);
-  [[nodiscard]] static std::string Next_Step(const Failed& failed, const SourceProfile& profile);
   [[nodiscard]] std::optional<BarTable> From_Archive_Alone(const QuoteRequest& request,
                                                            const std::vector<std::string>& reasons);
 
@@ -130,6 +103,7 @@ class LiveSource final : public QuoteSource {
   const LiveOptions options_;
   const Reporter report_;
   Pacing pacing_;
+  ServiceCaller caller_;
 
   std::mutex mutex_;
   std::condition_variable changed_;

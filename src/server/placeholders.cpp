@@ -36,22 +36,6 @@ bool Is_Placeholder(string_view name) {
   return std::ranges::find(names, name) != names.end();
 }
 
-std::string Percent_Encoded(string_view text) {
-  constexpr string_view digits = "0123456789ABCDEF";
-  std::string encoded;
-  for (const char c : text) {
-    if (Is_Letter_Or_Digit(c) || string_view{"-._~"}.find(c) != string_view::npos) {
-      encoded += c;
-      continue;
-    }
-    const auto byte = static_cast<unsigned char>(c);
-    encoded += '%';
-    encoded += digits[byte >> 4U];
-    encoded += digits[byte & 0xFU];
-  }
-  return encoded;
-}
-
 std::optional<std::string> Host_Of(string_view address) {
   const auto scheme_end = address.find("://");
   if (scheme_end == string_view::npos) return std::nullopt;

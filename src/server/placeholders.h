@@ -20,9 +20,6 @@ struct TemplatePart {
 // Whether a profile may use the placeholder; {key:NAME} is not among these, because the names differ.
 [[nodiscard]] bool Is_Placeholder(std::string_view name);
 
-// `text` with all characters but letters, digits and -._~ as %XX.
-[[nodiscard]] std::string Percent_Encoded(std::string_view text);
-
 // The host of an http or https address in lower case, without a port; none when the address has none that is
 // a plain name or number, or has a user name before it.
 [[nodiscard]] std::optional<std::string> Host_Of(std::string_view address);

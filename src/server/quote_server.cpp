@@ -16,10 +16,7 @@
 #include <thread>
 #include <vector>
 
-#ifndef _WIN32
-#include <poll.h>
-#endif
-
+#include "platform/sockets.h"
 #include "server/quote_request.h"
 #include "server/quote_text.h"
 #include "server/server_pages.h"
@@ -47,52 +44,12 @@ constexpr auto write_limit = 30s;
 // How long a client that has stopped reading can hold up the end of the server.
 constexpr auto write_limit_at_end = 200ms;
 
-#ifdef _WIN32
-int Poll_One(socket_t socket, short events, int milliseconds) {
-  WSAPOLLFD polled{socket, events, 0};
-  return WSAPoll(&polled, 1, milliseconds);
-}
-constexpr int stop_reading = SD_RECEIVE;
-constexpr int stop_both = SD_BOTH;
-void Close_Socket(socket_t socket) {
-  closesocket(socket);
-}
-void Forget_Reason() {
-  WSASetLastError(0);
-}
-std::error_code Last_Reason() {
-  const int reason = WSAGetLastError();
-  // The standard library knows the number, but not what it means.
-  if (reason == WSAEADDRINUSE) return std::make_error_code(std::errc::address_in_use);
-  if (reason == WSAEACCES) return std::make_error_code(std::errc::permission_denied);
-  return {reason, std::system_category()};
-}
-// A wait here does not end when the reading side is shut.
-constexpr auto longest_wait = 100ms;
-#else
-int Poll_One(socket_t socket, short events, int milliseconds) {
-  pollfd polled{socket, events, 0};
-  return poll(&polled, 1, milliseconds);
-}
-constexpr int stop_reading = SHUT_RD;
-constexpr int stop_both = SHUT_RDWR;
-void Close_Socket(socket_t socket) {
-  close(socket);
-}
-void Forget_Reason() {
-  errno = 0;
-}
-std::error_code Last_Reason() {
-  return {errno, std::system_category()};
-}
-constexpr auto longest_wait = 1h;
-#endif
+// How long to wait at once where a wait does not end when the receiving side is shut.
+constexpr auto longest_deaf_wait = 100ms;
 
-#ifdef MSG_NOSIGNAL
-constexpr int send_flags = MSG_NOSIGNAL;
-#else
-constexpr int send_flags = 0;
-#endif
+SocketNumber Number(socket_t socket) {
+  return static_cast<SocketNumber>(socket);
+}
 
 // The buffered bytes of one connection, with the limits on the request now being read and the answer being
 // written.
@@ -114,8 +71,10 @@ class ConnectionStream final : public httplib::Stream {
   // Whether a request could not be read to its end, so that what follows on the connection is no new request.
   [[nodiscard]] bool Is_Cut_Off() const { return cut_off_; }
 
-  bool is_readable() const override { return next_ < filled_ || Poll_One(socket_, POLLIN, 0) > 0; }
-  bool is_writable() const override { return Poll_One(socket_, POLLOUT, 0) > 0; }
+  bool is_readable() const override {
+    return next_ < filled_ || Wait_For_Socket(Number(socket_), SocketReadiness::Reading, 0);
+  }
+  bool is_writable() const override { return Wait_For_Socket(Number(socket_), SocketReadiness::Writing, 0); }
 
   ssize_t read(char* to, std::size_t size) override {
     const bool has_bytes = next_ < filled_ || Fill();
@@ -132,23 +91,13 @@ class ConnectionStream final : public httplib::Stream {
 
   ssize_t write(const char* from, std::size_t size) override {
     if (!Wait_Writable()) return -1;
-#ifdef _WIN32
-    return send(socket_, from, static_cast<int>(std::min<std::size_t>(size, 1U << 20U)), send_flags);
-#else
-    return send(socket_, from, size, send_flags);
-#endif
+    return Send(Number(socket_), {from, size});
   }
 
   // Clients are of no interest here, and the library only copies their addresses into headers.
-  void get_remote_ip_and_port(std::string& ip, int& port) const override {
-    ip.clear(), port = 0;
-  }
-  void get_local_ip_and_port(std::string& ip, int& port) const override {
-    ip.clear(), port = 0;
-  }
-  socket_t socket() const override {
-    return socket_;
-  }
+  void get_remote_ip_and_port(std::string& ip, int& port) const override { ip.clear(), port = 0; }
+  void get_local_ip_and_port(std::string& ip, int& port) const override { ip.clear(), port = 0; }
+  socket_t socket() const override { return socket_; }
 
  private:
   static int Milliseconds_Until(steady_clock::time_point end) {
@@ -158,7 +107,7 @@ class ConnectionStream final : public httplib::Stream {
 
   bool Fill() {
     if (!Wait_Readable()) return false;
-    const auto count = recv(socket_, buffer_.data(), buffer_size, 0);
+    const auto count = Receive(Number(socket_), buffer_.data(), buffer_size);
     if (count <= 0) return false;
     next_ = 0;
     filled_ = static_cast<std::size_t>(count);
@@ -169,9 +118,9 @@ class ConnectionStream final : public httplib::Stream {
   bool Wait_Readable() const {
     for (;;) {
       const int left = Milliseconds_Until(read_end_);
-      const int most = static_cast<int>(std::chrono::milliseconds(longest_wait).count());
-      const int ready = Poll_One(socket_, POLLIN, std::min(left, most));
-      if (ready != 0) return ready > 0;
+      const int at_once =
+          Stop_Ends_Wait() ? left : std::min(left, static_cast<int>(longest_deaf_wait.count()));
+      if (Wait_For_Socket(Number(socket_), SocketReadiness::Reading, at_once)) return true;
       if (left == 0 || stopping_) return false;
     }
   }
@@ -181,8 +130,7 @@ class ConnectionStream final : public httplib::Stream {
     for (;;) {
       if (stopping_) write_end_ = std::min(*write_end_, steady_clock::now() + write_limit_at_end);
       const int left = Milliseconds_Until(*write_end_);
-      const int ready = Poll_One(socket_, POLLOUT, std::min(left, 100));
-      if (ready != 0) return ready > 0;
+      if (Wait_For_Socket(Number(socket_), SocketReadiness::Writing, std::min(left, 100))) return true;
       if (left == 0) return false;
     }
   }
@@ -339,14 +287,7 @@ class QuoteServer::Listener final : public httplib::Server {
     // confirm the first.
     set_tcp_nodelay(true);
     // The library would let several processes share one port, and a request would reach any of them.
-    set_socket_options([](socket_t socket) {
-      const int yes = 1;
-#ifdef _WIN32
-      setsockopt(socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&yes), sizeof yes);
-#else
-      setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-#endif
-    });
+    set_socket_options([](socket_t socket) { Take_Port_Alone(Number(socket)); });
     set_default_headers({{"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}});
 
     Get(quotes_path, [this, source](const httplib::Request& request, httplib::Response& response) {
@@ -372,14 +313,12 @@ class QuoteServer::Listener final : public httplib::Server {
     }
   }
 
-  ~Listener() override {
-    Stop();
-  }
+  ~Listener() override { Stop(); }
 
   int Start(const std::string& address, int port) {
-    Forget_Reason();
+    Forget_Last_Socket_Error();
     const int bound = port == 0 ? bind_to_any_port(address) : (bind_to_port(address, port) ? port : -1);
-    if (bound < 0) Raise_Place_Taken(address, port, Last_Reason());
+    if (bound < 0) Raise_Place_Taken(address, port, Last_Socket_Error());
     request_template_ = "http://" + Host_For_Clients(address) + ":" + std::to_string(bound) + quotes_path +
                         "?Interval=XXX&Symbol=SSS&Date=DDD";
     thread_ = std::thread{[this] {
@@ -395,7 +334,7 @@ class QuoteServer::Listener final : public httplib::Server {
     {
       const std::lock_guard lock{mutex_};
       stopping_ = true;
-      for (const socket_t connection : connections_) shutdown(connection, stop_reading);
+      for (const socket_t connection : connections_) Stop_Receiving(Number(connection));
     }
     if (!thread_.joinable()) return;
     source_->Give_Up(true);
@@ -404,9 +343,7 @@ class QuoteServer::Listener final : public httplib::Server {
     source_->Give_Up(false);
   }
 
-  [[nodiscard]] const std::string& Request_Template() const {
-    return request_template_;
-  }
+  [[nodiscard]] const std::string& Request_Template() const { return request_template_; }
 
  private:
   static void Set_Page(httplib::Response& response, const std::string& page) {
@@ -433,7 +370,7 @@ class QuoteServer::Listener final : public httplib::Server {
     {
       const std::lock_guard lock{mutex_};
       connections_.insert(socket);
-      if (stopping_) shutdown(socket, stop_reading);
+      if (stopping_) Stop_Receiving(Number(socket));
     }
     ConnectionStream stream{socket, stopping_};
     for (int left = requests_a_connection; left > 0 && stream.Begin_Request(); --left) {
@@ -445,8 +382,7 @@ class QuoteServer::Listener final : public httplib::Server {
       const std::lock_guard lock{mutex_};
       connections_.erase(socket);
     }
-    shutdown(socket, stop_both);
-    Close_Socket(socket);
+    Close_Connection(Number(socket));
     return true;
   }
 

@@ -1,58 +1,19 @@
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <semaphore>
 #include <string>
 
-#ifdef _WIN32
-#include <atomic>
-#include <chrono>
-#include <thread>
-#endif
-
+#include "platform/interrupts.h"
 #include "platform/program.h"
 #include "server/quote_server.h"
 #include "server/source_setup.h"
 
 namespace {
-
-// Ctrl-C and a request to end wait here instead of ending the program.
-#ifdef _WIN32
-std::atomic<bool> end_wanted = false;
-
-void Catch_End_Signals() {
-  std::signal(SIGINT, [](int) { end_wanted = true; });
-  std::signal(SIGTERM, [](int) { end_wanted = true; });
-}
-
-void Wait_For_End() {
-  while (!end_wanted) std::this_thread::sleep_for(std::chrono::milliseconds{100});
-}
-#else
-sigset_t End_Signals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  return signals;
-}
-
-// Must come before the first thread starts, because threads inherit what is blocked.
-void Catch_End_Signals() {
-  const sigset_t signals = End_Signals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
-
-void Wait_For_End() {
-  const sigset_t signals = End_Signals();
-  int received = 0;
-  sigwait(&signals, &received);
-}
-#endif
 
 // Writes whole lines to the error stream from any thread.
 class ErrorLines {
@@ -77,7 +38,8 @@ struct Options {
 };
 
 void Serve(const Options& options) {
-  Catch_End_Signals();
+  std::counting_semaphore<> end_wanted{0};
+  const hq::InterruptWatch watch{[&end_wanted] { end_wanted.release(); }};
   ErrorLines errors;
   const auto report = [&errors](const std::string& line) { errors.Write(line); };
 
@@ -94,7 +56,7 @@ void Serve(const Options& options) {
             << "Symbol search: " << server.Symbol_Search_Address() << '\n'
             << "Source: " << source->Description() << '\n'
             << "Press Ctrl-C to end." << std::endl;
-  Wait_For_End();
+  end_wanted.acquire();
   server.Stop();
 }
 

@@ -4,35 +4,20 @@
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
-#include <system_error>
 
+#include "base/profile.h"
 #include "base/strings.h"
+#include "platform/paths.h"
 
 namespace hq::server {
 
 namespace fs = std::filesystem;
 
 std::map<std::string, std::string> Read_Keys(std::string_view settings_text) {
-  constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-  if (settings_text.starts_with(byte_order_mark)) settings_text.remove_prefix(byte_order_mark.size());
   std::map<std::string, std::string> keys;
-  bool is_within = false;
-  while (!settings_text.empty()) {
-    const auto end = std::min(settings_text.find('\n'), settings_text.size());
-    const std::string_view line = Trim_White(settings_text.substr(0, end));
-    settings_text.remove_prefix(std::min(end + 1, settings_text.size()));
-    if (line.starts_with('[')) {
-      const auto close = line.find(']');
-      is_within = close != std::string_view::npos &&
-                  Equal_Without_Case(Trim_White(line.substr(1, close - 1)), "keys");
-      continue;
-    }
-    const auto equals = line.find('=');
-    if (!is_within || line.starts_with(';') || line.starts_with('#') || equals == std::string_view::npos)
-      continue;
-    const std::string name{Trim_White(line.substr(0, equals))};
-    const auto is_same = [&name](const auto& entry) { return Equal_Without_Case(entry.first, name); };
-    if (std::ranges::none_of(keys, is_same)) keys.emplace(name, Trim_White(line.substr(equals + 1)));
+  for (const auto& [name, key] : Profile{settings_text}.Entries("Keys")) {
+    const auto is_same = [&name = name](const auto& entry) { return Equal_Without_Case(entry.first, name); };
+    if (!name.starts_with('#') && std::ranges::none_of(keys, is_same)) keys.emplace(name, key);
   }
   return keys;
 }
@@ -44,17 +29,10 @@ std::map<std::string, std::string> Load_Keys(const fs::path& settings_file,
   std::ostringstream text;
   text << stream.rdbuf();
   std::map<std::string, std::string> keys = Read_Keys(text.str());
-#ifndef _WIN32
-  std::error_code unknown;
-  const auto others = fs::perms::group_read | fs::perms::others_read;
-  const bool is_open = (fs::status(settings_file, unknown).permissions() & others) != fs::perms::none;
-  if (is_open && !unknown && !keys.empty() && warn) {
-    warn("Other users of this computer can read the keys in " + settings_file.string() +
+  if (Others_Can_Read(settings_file) && !keys.empty() && warn) {
+    warn("Other users of this computer can read the keys in " + Utf8_Text(settings_file) +
          ": let only yourself read that file (chmod 600).");
   }
-#else
-  (void)warn;
-#endif
   return keys;
 }
 

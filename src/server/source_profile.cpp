@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "base/strings.h"
+#include "platform/paths.h"
 #include "server/json_tree.h"
 #include "server/placeholders.h"
 
@@ -535,11 +536,6 @@ std::string Line_And_Column(string_view text, std::size_t position) {
          std::to_string(std::max<std::size_t>(column, 1));
 }
 
-std::string File_Text(const std::filesystem::path& file) {
-  const std::u8string text = file.u8string();
-  return {text.begin(), text.end()};
-}
-
 // The name without folders and the ending.
 string_view Stem(string_view file_name) {
   const auto slash = file_name.find_last_of("/\\");
@@ -602,7 +598,7 @@ std::variant<SourceProfile, ProfileError> Read_Profile(string_view text, string_
 }
 
 std::variant<SourceProfile, ProfileError> Load_Profile(const std::filesystem::path& file) {
-  const std::string name = File_Text(file);
+  const std::string name = Utf8_Text(file);
   std::error_code error;
   if (std::filesystem::is_directory(file, error)) return ProfileError{name, "/", "it is a folder"};
   errno = 0;
@@ -626,7 +622,7 @@ ProfileFolder Load_Profiles(const std::filesystem::path& folder) {
       if (entry.path().extension() == ".json") files.push_back(entry.path());
     }
   } catch (const std::filesystem::filesystem_error& error) {
-    result.Errors.push_back({File_Text(folder), "/", "it can't be listed: " + error.code().message()});
+    result.Errors.push_back({Utf8_Text(folder), "/", "it can't be listed: " + error.code().message()});
     return result;
   }
   std::ranges::sort(files);

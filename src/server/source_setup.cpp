@@ -10,7 +10,9 @@
 #include <system_error>
 #include <utility>
 
+#include "base/profile.h"
 #include "base/strings.h"
+#include "platform/paths.h"
 #include "server/archive.h"
 #include "server/live_source.h"
 
@@ -19,84 +21,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view quotes_section = "quotes";
-constexpr std::string_view keys_section = "keys";
+constexpr std::string_view quotes_section = "Quotes";
+constexpr std::string_view keys_section = "Keys";
 
 constexpr auto adjustment_words = std::to_array<std::pair<Adjustment, std::string_view>>(
     {{Adjustment::Splits, "splits"}, {Adjustment::Raw, "raw"}, {Adjustment::Full, "full"}});
 
-// A line of a settings file, as far as it matters here.
-struct SettingsLine {
-  // With its line end.
-  std::string_view Text;
-  // In lower case; that of the line itself where it begins a section.
-  std::string Section;
-  bool Begins_Section = false;
-  // Empty when the line sets nothing.
-  std::string_view Name;
-  std::string_view Value;
-};
-
-std::vector<SettingsLine> Lines_Of(std::string_view text) {
-  constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
-  std::vector<SettingsLine> lines;
-  std::string section;
-  while (!text.empty()) {
-    const auto end = std::min(text.find('\n'), text.size() - 1) + 1;
-    SettingsLine line;
-    line.Text = text.substr(0, end);
-    text.remove_prefix(end);
-    std::string_view plain = line.Text;
-    if (lines.empty() && plain.starts_with(byte_order_mark)) plain.remove_prefix(byte_order_mark.size());
-    plain = Trim_White(plain);
-    if (plain.starts_with('[')) {
-      section = Lower_Case(Trim_White(plain.substr(1, std::min(plain.find(']'), plain.size()) - 1)));
-      line.Begins_Section = true;
-    } else if (const auto equals = plain.find('=');
-               !plain.starts_with(';') && !plain.starts_with('#') && equals != std::string_view::npos) {
-      line.Name = Trim_White(plain.substr(0, equals));
-      line.Value = Trim_White(plain.substr(equals + 1));
-    }
-    line.Section = section;
-    lines.push_back(std::move(line));
-  }
-  return lines;
-}
-
-std::string Quotes_Value(std::string_view settings_text, std::string_view name) {
-  for (const SettingsLine& line : Lines_Of(settings_text)) {
-    if (line.Section == quotes_section && Lower_Case(line.Name) == name) return std::string{line.Value};
-  }
-  return {};
-}
-
 std::string One_Value(std::string_view text) {
   return std::string{Trim_White(text.substr(0, text.find_first_of("\r\n")))};
-}
-
-using Entries = std::vector<std::pair<std::string, std::string>>;
-
-// `text` with the entries of a section in place of those it has; `is_replaced` tells which of the old ones
-// go.
-template <class Replaced>
-std::string With_Section(std::string_view text, std::string_view section, std::string_view title,
-                         const Entries& entries, const Replaced& is_replaced) {
-  std::string written;
-  for (const auto& [name, value] : entries) written.append(name).append("=").append(value).append("\n");
-  std::string made;
-  bool is_written = false;
-  for (const SettingsLine& line : Lines_Of(text)) {
-    if (line.Section == section && is_replaced(Lower_Case(line.Name))) continue;
-    made += line.Text;
-    if (!made.ends_with('\n')) made += '\n';
-    if (line.Begins_Section && line.Section == section && !is_written) {
-      made += written;
-      is_written = true;
-    }
-  }
-  if (is_written || written.empty()) return made;
-  if (!made.empty()) made += '\n';
-  return made.append("[").append(title).append("]\n").append(written);
 }
 
 std::string Read_File(const fs::path& file) {
@@ -104,11 +36,6 @@ std::string Read_File(const fs::path& file) {
   std::ostringstream text;
   text << stream.rdbuf();
   return text.str();
-}
-
-std::string Shown(const fs::path& path) {
-  const std::u8string text = path.u8string();
-  return {text.begin(), text.end()};
 }
 
 // Writes a file that only the user can read, whole or not at all.
@@ -125,22 +52,23 @@ void Write_Private(const fs::path& file, const std::string& text) {
     if (!stream) {
       stream.close();
       fs::remove(beside, failed);
-      throw std::runtime_error("The settings can't be written to " + Shown(file) + ".");
+      throw std::runtime_error("The settings can't be written to " + Utf8_Text(file) + ".");
     }
   }
   fs::rename(beside, file, failed);
   if (!failed) return;
   const std::string reason = failed.message();
   fs::remove(beside, failed);
-  throw std::runtime_error("The settings can't be written to " + Shown(file) + ": " + reason + ".");
+  throw std::runtime_error("The settings can't be written to " + Utf8_Text(file) + ": " + reason + ".");
 }
 
 }  // namespace
 
 SourceSettings Read_Source_Settings(std::string_view settings_text) {
   SourceSettings settings;
-  settings.Source = Quotes_Value(settings_text, "source");
-  const std::string adjusted = Lower_Case(Quotes_Value(settings_text, "adjustment"));
+  const Profile profile{settings_text};
+  settings.Source = profile.Get(quotes_section, "Source");
+  const std::string adjusted = Lower_Case(profile.Get(quotes_section, "Adjustment"));
   for (const auto& [adjustment, word] : adjustment_words) {
     if (adjusted == word) settings.Adjusted = adjustment;
   }
@@ -149,22 +77,20 @@ SourceSettings Read_Source_Settings(std::string_view settings_text) {
 }
 
 std::string With_Source_Settings(std::string_view settings_text, const SourceSettings& settings) {
-  Entries quotes;
-  if (const std::string source = One_Value(settings.Source); !source.empty())
-    quotes.emplace_back("Source", source);
   const auto adjusted =
       std::ranges::find(adjustment_words, settings.Adjusted, &std::pair<Adjustment, std::string_view>::first);
-  if (settings.Adjusted != Adjustment::Splits) quotes.emplace_back("Adjustment", adjusted->second);
-  Entries keys;
-  for (const auto& [name, key] : settings.Keys) {
-    if (!One_Value(name).empty() && !One_Value(key).empty())
-      keys.emplace_back(One_Value(name), One_Value(key));
+  std::string text = With_Profile_Value(settings_text, quotes_section, "Source", One_Value(settings.Source));
+  text = With_Profile_Value(text, quotes_section, "Adjustment",
+                            settings.Adjusted == Adjustment::Splits ? "" : adjusted->second);
+  for (const auto& [name, key] : Read_Keys(settings_text)) {
+    const auto is_same = [&name = name](const auto& kept) { return Equal_Without_Case(kept.first, name); };
+    if (std::ranges::none_of(settings.Keys, is_same)) text = With_Profile_Value(text, keys_section, name, {});
   }
-  const std::string with_quotes =
-      With_Section(settings_text, quotes_section, "Quotes", quotes,
-                   [](std::string_view name) { return name == "source" || name == "adjustment"; });
-  return With_Section(with_quotes, keys_section, "Keys", keys,
-                      [](std::string_view name) { return !name.empty(); });
+  for (const auto& [name, key] : settings.Keys) {
+    if (const std::string setting = One_Value(name); !setting.empty())
+      text = With_Profile_Value(text, keys_section, setting, One_Value(key));
+  }
+  return text;
 }
 
 SourcePlaces Places_In(const fs::path& program_folder, std::string program, const fs::path& own_folder) {
@@ -233,7 +159,7 @@ bool SourceSetUp::Is_Set_Up() const {
 std::string SourceSetUp::Simulated_Note() const {
   if (Is_Set_Up()) return {};
   return "The quotes are simulated until you choose a source of real ones: put a service's key into " +
-         Shown(places_.Settings) + " or use Quote Server... in the menu.";
+         Utf8_Text(places_.Settings) + " or use Quote Server... in the menu.";
 }
 
 std::string SourceSetUp::First_Start_Note() {
@@ -241,10 +167,9 @@ std::string SourceSetUp::First_Start_Note() {
   if (note.empty()) return {};
   const std::lock_guard lock{mutex_};
   const std::string text = Read_File(places_.Settings);
-  if (!Quotes_Value(text, "told").empty()) return {};
+  if (!Profile{text}.Get(quotes_section, "Told").empty()) return {};
   try {
-    Write_Private(places_.Settings, With_Section(text, quotes_section, "Quotes", {{"Told", "yes"}},
-                                                 [](std::string_view name) { return name == "told"; }));
+    Write_Private(places_.Settings, With_Profile_Value(text, quotes_section, "Told", "yes"));
   } catch (const std::runtime_error&) {
     // It is then said once more the next time.
   }

@@ -38,4 +38,9 @@ std::string State_Text(const SourceStatus& status) {
   return "off";
 }
 
+std::string Without_Stop(std::string text) {
+  if (text.ends_with('.')) text.pop_back();
+  return text;
+}
+
 }  // namespace hq::server

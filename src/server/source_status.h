@@ -41,6 +41,9 @@ struct SourceStatus {
 // "2026-11-21 16:00", in New York.
 [[nodiscard]] std::string New_York_Text(std::chrono::sys_seconds moment);
 
+// A sentence without its full stop, to be gone on with.
+[[nodiscard]] std::string Without_Stop(std::string text);
+
 // What trying a source out brought. No text holds a key.
 struct SourceTrial {
   bool Works = false;

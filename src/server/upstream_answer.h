@@ -74,9 +74,4 @@ using UpstreamAnswer = std::variant<UpstreamBars, Trouble>;
 [[nodiscard]] UpstreamAnswer Read_Answer(const SourceProfile& profile, const UpstreamRequest& request,
                                          const UpstreamResponse& response, std::chrono::sys_seconds now);
 
-// How long a Retry-After header asks to wait: its number of seconds, or the time from `now` to its HTTP date
-// (0 when that is past); none when it is neither. At most 31 days.
-[[nodiscard]] std::optional<std::chrono::seconds> Read_Retry_After(std::string_view value,
-                                                                   std::chrono::sys_seconds now);
-
 }  // namespace hq::server

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "base/strings.h"
 #include "server/placeholders.h"
 
 namespace hq::server {
@@ -128,6 +129,20 @@ std::string UpstreamRequest::Without_Keys(string_view text) const {
       shown.replace(at, secret.size(), mask);
   }
   return shown;
+}
+
+Path Expanded(const Path& path, const UpstreamRequest& request, const SourceFeed& feed) {
+  Path expanded = path;
+  for (PathStep& step : expanded) {
+    auto* const name = std::get_if<std::string>(&step);
+    if (name == nullptr) continue;
+    for (const auto& [placeholder, value] :
+         {std::pair{string_view{"{symbol}"}, &request.Spelled_Symbol}, {"{interval}", &feed.Interval_Word}}) {
+      if (const auto at = name->find(placeholder); at != std::string::npos)
+        name->replace(at, placeholder.size(), *value);
+    }
+  }
+  return expanded;
 }
 
 std::vector<SourceKey> Missing_Keys(const SourceProfile& profile, const KeyTexts& keys) {

@@ -93,6 +93,9 @@ inline constexpr int most_pages = 100;
                                                                                 std::string_view program,
                                                                                 std::chrono::sys_seconds now);
 
+// A path into the answer to a request, with what its placeholders stand for.
+[[nodiscard]] Path Expanded(const Path& path, const UpstreamRequest& request, const SourceFeed& feed);
+
 // The keys that the profile asks for and `keys` lacks or leaves empty.
 [[nodiscard]] std::vector<SourceKey> Missing_Keys(const SourceProfile& profile, const KeyTexts& keys);
 

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "support/profile_cases.h"
 
@@ -24,6 +26,14 @@ TEST(Profile, GivesAnEmptyTextForWhatIsMissingWithoutFallback) {
   const Profile profile("[A]\nKey=1\n");
   EXPECT_EQ(profile.Get("C", "Key"), "");
   EXPECT_EQ(profile.Get("A", "Other"), "");
+}
+
+TEST(Profile, GivesTheEntriesOfASectionInOrder) {
+  const Profile profile("[B]\nOther=0\n[A]\nKey = 1\n;Key=2\nempty=\nKEY='3'\n[a]\nKey=4\n");
+  const std::vector<std::pair<std::string, std::string>> expected = {
+      {"Key", "1"}, {"empty", ""}, {"KEY", "3"}};
+  EXPECT_EQ(profile.Entries("a"), expected);
+  EXPECT_TRUE(profile.Entries("C").empty());
 }
 
 TEST(Profile, GivesAWholeTextWhereNoRoomIsNamed) {

@@ -77,6 +77,13 @@ TEST(ReplaceAll, ReplacesEveryOccurrenceFromLeftToRight) {
   EXPECT_EQ(Replace_All("^IXIC", "^", "_"), "_IXIC");
 }
 
+TEST(PercentEncoded, LeavesLettersDigitsAndFourMarks) {
+  EXPECT_EQ(Percent_Encoded("azAZ09-._~"), "azAZ09-._~");
+  EXPECT_EQ(Percent_Encoded("a b&c=d?e#f%g+h,i@j\n"), "a%20b%26c%3Dd%3Fe%23f%25g%2Bh%2Ci%40j%0A");
+  EXPECT_EQ(Percent_Encoded("\xC3\xBC\xFF"), "%C3%BC%FF");
+  EXPECT_EQ(Percent_Encoded(std::string_view("\0", 1)), "%00");
+}
+
 TEST(Contains, FindsAnyPartIncludingTheEmptyOne) {
   EXPECT_TRUE(Contains("date,0930,open", ",0930,"));
   EXPECT_TRUE(Contains("abc", "abc"));

@@ -12,14 +12,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "support/environment.h"
 #include "support/temp_folder.h"
-#include "support/variable.h"
 
 namespace hq {
 namespace {
 
 namespace fs = std::filesystem;
-using test::Variable;
+using test::EnvironmentVariable;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -97,11 +97,11 @@ TEST(LookAtMachine, NamesTheLoadedLibraries) {
 
 TEST(LookAtMachine, StandsAMachineThatTellsNothing) {
   const FakeSystem system;
-  const Variable home("HOME", nullptr);
-  const Variable destination("LPDEST", nullptr);
-  const Variable printer("PRINTER", nullptr);
-  const Variable log_name("LOGNAME", nullptr);
-  const Variable user("USER", nullptr);
+  const EnvironmentVariable home("HOME", std::nullopt);
+  const EnvironmentVariable destination("LPDEST", std::nullopt);
+  const EnvironmentVariable printer("PRINTER", std::nullopt);
+  const EnvironmentVariable log_name("LOGNAME", std::nullopt);
+  const EnvironmentVariable user("USER", std::nullopt);
   const MachineFacts facts = system.Look();
   EXPECT_EQ(facts.ExePath, "");
   EXPECT_EQ(facts.ExeStamp, "");
@@ -219,8 +219,8 @@ TEST(LookAtMachine, ReadsMemoryAndProcessors) {
 
 TEST(LookAtMachine, NamesTheUserOfTheMachinesOwnList) {
   const FakeSystem system;
-  const Variable log_name("LOGNAME", "from_log_in");
-  const Variable user("USER", "from_shell");
+  const EnvironmentVariable log_name("LOGNAME", "from_log_in");
+  const EnvironmentVariable user("USER", "from_shell");
   EXPECT_EQ(system.Look().UserName, "from_log_in");
   system.Put("etc/passwd", "listed:x:" + std::to_string(geteuid()) + ":0::/:/bin/sh\n");
   EXPECT_EQ(system.Look().UserName, "listed");
@@ -228,16 +228,16 @@ TEST(LookAtMachine, NamesTheUserOfTheMachinesOwnList) {
 
 TEST(LookAtMachine, TakesTheLanguageOfTheUsersMessages) {
   const FakeSystem system;
-  const Variable all("LC_ALL", nullptr);
-  const Variable messages("LC_MESSAGES", "he_IL.UTF-8");
-  const Variable lang("LANG", "ja_JP.eucJP");
-  const Variable ctype("LC_CTYPE", nullptr);
+  const EnvironmentVariable all("LC_ALL", std::nullopt);
+  const EnvironmentVariable messages("LC_MESSAGES", "he_IL.UTF-8");
+  const EnvironmentVariable lang("LANG", "ja_JP.eucJP");
+  const EnvironmentVariable ctype("LC_CTYPE", std::nullopt);
   const MachineFacts facts = system.Look();
   EXPECT_EQ(facts.Language, "he");
   EXPECT_EQ(facts.Country, "IL");
   EXPECT_EQ(facts.MidEast, true);
   EXPECT_EQ(facts.DoubleByte, true);
-  const Variable over_all("LC_ALL", "de_CH.UTF-8");
+  const EnvironmentVariable over_all("LC_ALL", "de_CH.UTF-8");
   const MachineFacts swiss = system.Look();
   EXPECT_EQ(swiss.Language, "de");
   EXPECT_EQ(swiss.Country, "CH");
@@ -247,7 +247,7 @@ TEST(LookAtMachine, TakesTheLanguageOfTheUsersMessages) {
 
 TEST(LookAtMachine, KnowsNoLanguageOfThePlainLocale) {
   const FakeSystem system;
-  const Variable all("LC_ALL", "C");
+  const EnvironmentVariable all("LC_ALL", "C");
   const MachineFacts facts = system.Look();
   EXPECT_EQ(facts.Language, "");
   EXPECT_FALSE(facts.MidEast.has_value());
@@ -256,24 +256,24 @@ TEST(LookAtMachine, KnowsNoLanguageOfThePlainLocale) {
 
 TEST(LookAtMachine, FindsThePrinter) {
   const FakeSystem system;
-  const Variable destination("LPDEST", nullptr);
-  const Variable printer("PRINTER", nullptr);
-  const Variable home("HOME", system / "home");
+  const EnvironmentVariable destination("LPDEST", std::nullopt);
+  const EnvironmentVariable printer("PRINTER", std::nullopt);
+  const EnvironmentVariable home("HOME", system / "home");
   system.Put("etc/cups/lpoptions", "Default Office printer-make-and-model='Office Maker'\n");
   EXPECT_EQ(system.Look().PrinterDriver, "Office Maker");
   system.Put("home/.cups/lpoptions", "Default Home printer-make-and-model='Home Maker'\n");
   EXPECT_EQ(system.Look().PrinterDriver, "Home Maker");
-  const Variable wanted("PRINTER", "Office");
+  const EnvironmentVariable wanted("PRINTER", "Office");
   EXPECT_EQ(system.Look().PrinterDriver, "Office Maker");
-  const Variable elsewhere("LPDEST", "Elsewhere");
+  const EnvironmentVariable elsewhere("LPDEST", "Elsewhere");
   EXPECT_EQ(system.Look().PrinterDriver, "Elsewhere");
 }
 
 TEST(LookAtMachine, DoesNotLookIntoAHomeOnTheNetwork) {
   const FakeSystem system;
-  const Variable destination("LPDEST", nullptr);
-  const Variable printer("PRINTER", nullptr);
-  const Variable home("HOME", system / "home");
+  const EnvironmentVariable destination("LPDEST", std::nullopt);
+  const EnvironmentVariable printer("PRINTER", std::nullopt);
+  const EnvironmentVariable home("HOME", system / "home");
   system.Put("home/.cups/lpoptions", "Default Home\n");
   EXPECT_EQ(system.Look().PrinterDriver, "Home");
   system.Put("proc/self/mounts", "srv:/home " + (system / "home") + " nfs rw 0 0\n");

@@ -14,15 +14,15 @@
 #include <vector>
 
 #include "platform/mail.h"
+#include "support/environment.h"
 #include "support/temp_folder.h"
-#include "support/variable.h"
 
 namespace hq {
 namespace {
 
 namespace fs = std::filesystem;
 using std::chrono::steady_clock;
-using test::Variable;
+using test::EnvironmentVariable;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -60,9 +60,9 @@ class MailTest : public testing::Test {
   }
 
   test::TempFolder folder_;
-  Variable path_{"PATH", folder_.Path()};
-  Variable display_{"DISPLAY", ":7"};
-  Variable wayland_{"WAYLAND_DISPLAY", nullptr};
+  EnvironmentVariable path_{"PATH", folder_.Path()};
+  EnvironmentVariable display_{"DISPLAY", ":7"};
+  EnvironmentVariable wayland_{"WAYLAND_DISPLAY", std::nullopt};
   SystemMail mail_;
 };
 
@@ -204,11 +204,11 @@ TEST_F(MailTest, NeedsAnAddress) {
 
 TEST_F(MailTest, NeedsADesktop) {
   Put_Program("xdg-email");
-  const Variable no_display("DISPLAY", nullptr);
+  const EnvironmentVariable no_display("DISPLAY", std::nullopt);
   EXPECT_EQ(mail_.Send(A_Mail()), "There is no desktop to send mail from.");
-  const Variable empty("DISPLAY", "");
+  const EnvironmentVariable empty("DISPLAY", "");
   EXPECT_EQ(mail_.Send(A_Mail()), "There is no desktop to send mail from.");
-  const Variable wayland("WAYLAND_DISPLAY", "wayland-0");
+  const EnvironmentVariable wayland("WAYLAND_DISPLAY", "wayland-0");
   EXPECT_EQ(mail_.Send(A_Mail()), "");
   EXPECT_THAT(Record_Of("xdg-email"), HasSubstr("[support@example.com]"));
 }
@@ -223,7 +223,7 @@ TEST_F(MailTest, NeedsAProgram) {
 
 TEST_F(MailTest, LooksInEveryFolderOfThePath) {
   Put_Program("xdg-email");
-  const Variable path("PATH", "/nowhere::relative:" + folder_.Path() + ":");
+  const EnvironmentVariable path("PATH", "/nowhere::relative:" + folder_.Path() + ":");
   EXPECT_EQ(mail_.Send(A_Mail()), "");
   EXPECT_THAT(Record_Of("xdg-email"), HasSubstr("[support@example.com]"));
 }
@@ -234,7 +234,7 @@ TEST_F(MailTest, TakesNoProgramFromTheCurrentFolder) {
   fs::current_path(folder_.Path());
   std::vector<std::string> reasons;
   for (const char* value : {".", "", ":", "./"}) {
-    const Variable path("PATH", value);
+    const EnvironmentVariable path("PATH", value);
     reasons.push_back(mail_.Send(A_Mail()));
   }
   fs::current_path(before);

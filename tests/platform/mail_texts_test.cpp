@@ -13,13 +13,6 @@ TEST(WithoutControls, IsOneLine) {
   EXPECT_EQ(Without_Controls(""), "");
 }
 
-TEST(PercentEncoded, LeavesLettersDigitsAndFourSigns) {
-  EXPECT_EQ(Percent_Encoded("azAZ09-._~"), "azAZ09-._~");
-  EXPECT_EQ(Percent_Encoded("a b&c=d?e#f%g+h,i@j\n"), "a%20b%26c%3Dd%3Fe%23f%25g%2Bh%2Ci%40j%0A");
-  EXPECT_EQ(Percent_Encoded("\xC3\xBC\xFF"), "%C3%BC%FF");
-  EXPECT_EQ(Percent_Encoded(std::string_view("\0", 1)), "%00");
-}
-
 TEST(CutText, LeavesAShortText) {
   EXPECT_EQ(Cut_Body("", 0), "");
   EXPECT_EQ(Cut_Body("12345", 5), "12345");

@@ -73,8 +73,9 @@ TEST(SourceSettings, AreWrittenWithoutTouchingTheRest) {
   settings.Keys = {{"tiingo", "new\r\n[Request]"}, {"eodhd", ""}};
   const std::string made = With_Source_Settings(text, settings);
   EXPECT_EQ(made,
-            "; mine\r\n[Request]\r\nTemplate=http://a/\r\n\r\n[Keys]\r\ntiingo=new\n; my keys\r\n"
-            "[Symbol Search]\r\nAddress=http://b/\r\n\n[Quotes]\nSource=live,csv:F\nAdjustment=raw\n");
+            "; mine\r\n[Request]\r\nTemplate=http://a/\r\n\r\n[Keys]\r\n; my keys\r\ntiingo=new\r\n"
+            "[Symbol Search]\r\nAddress=http://b/\r\n\r\n[Quotes]\r\nSource=live,csv:F\r\n"
+            "Adjustment=raw\r\n");
   settings.Source = "live,csv:F";
   settings.Keys = {{"tiingo", "new"}};
   EXPECT_EQ(Read_Source_Settings(made), settings);

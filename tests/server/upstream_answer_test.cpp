@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <random>
 
+#include "server/answer_trouble.h"
 #include "server/answer_writer.h"
 #include "server/bar_maker.h"
 #include "server/quote_request.h"

@@ -11,17 +11,11 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/freed_by.h"
+
 namespace hq::test {
 
 namespace {
-
-template <auto Free>
-struct Freed_By {
-  template <class Object>
-  void operator()(Object* object) const {
-    Free(object);
-  }
-};
 
 using Key = std::unique_ptr<EVP_PKEY, Freed_By<EVP_PKEY_free>>;
 using Certificate = std::unique_ptr<X509, Freed_By<X509_free>>;

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <vector>
+
+#include "server/bar.h"
+#include "server/source_profile.h"
+#include "server/upstream_answer.h"
+
+namespace hq::server {
+
+// Whether bars fetched now have other prices all along than the archived ones with the same stamps, as they
+// have after a split, or with full adjustment after a dividend.
+[[nodiscard]] bool Is_Rebased(const std::vector<Bar>& archived, const std::vector<NativeBar>& fetched,
+                              Adjustment adjusted);
+
+}  // namespace hq::server
