@@ -18,6 +18,10 @@ bool SqliteError::Is_Damage() const {
   return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
 }
 
+bool SqliteError::Is_Busy() const {
+  return code_ == SQLITE_BUSY || code_ == SQLITE_PROTOCOL;
+}
+
 SqliteDatabase::Query::Query(SqliteDatabase& database, sqlite3_stmt* statement)
     : database_(database), statement_(statement) {}
 
