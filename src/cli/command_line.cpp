@@ -1,5 +1,6 @@
 #include "cli/command_line.h"
 
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 
@@ -10,6 +11,7 @@
 #include "entry/interval_choice.h"
 #include "errortrap/trap_session.h"
 #include "platform/machine.h"
+#include "platform/paths.h"
 #include "quotes/curl_transfer.h"
 #include "quotes/request.h"
 #include "server/quote_server.h"
@@ -23,6 +25,17 @@ namespace {
 
 constexpr int IntradayTextWithHeader = 11;
 constexpr size_t MostSymbols = 32768;
+
+// The folder as one that another name is joined to: "C:\data\" and "C:\" as "C:\data" and "C:".
+std::string Without_Separator_At_End(std::string folder) {
+  const auto is_separator = [](char c) {
+    return c == '/' || c == std::filesystem::path::preferred_separator;
+  };
+  // In some code pages a letter ends in the byte of a backslash.
+  while (folder.size() > 1 && is_separator(folder.back()) && !System_Path(folder).has_filename())
+    folder.pop_back();
+  return folder;
+}
 
 // Why nothing was done, for the user.
 struct Refusal {
@@ -117,7 +130,8 @@ class CommandLineRun {
     entry.IntervalPosition = interval;
     entry.Interval = Interval_Choices()[static_cast<size_t>(interval)].Text;
     entry.OutputFormat = Format_Items()[static_cast<size_t>(Format_Position(entry.Interval))];
-    entry.OutputFolder = options_.OutputFolder.value_or(state_.Settings.OutputFolder);
+    entry.OutputFolder = options_.OutputFolder ? Without_Separator_At_End(*options_.OutputFolder)
+                                               : state_.Settings.OutputFolder;
     entry.Days = options_.Days.value_or(std::to_string(Day_Limit(entry.Interval)));
     entry.EndDate =
         End_Date_Texts(options_.EndDate.value_or(Format_Date(environment_.Time.Today(), "MM/DD/YY")));

@@ -20,6 +20,7 @@
 #include "errortrap/error_help.h"
 #include "errortrap/procedure.h"
 #include "errortrap/qt_message_boxes.h"
+#include "errortrap/qt_message_loop.h"
 #include "errortrap/report_text.h"
 #include "ui_frmFAILSAFE.h"
 
@@ -201,7 +202,10 @@ ErrorAnswer frmFAILSAFE::Ask() {
   ensurePolished();
   Unfold(question_.Display != DisplayMode::Compact);
   ui_->nsCtrlContinue->setFocus();
-  exec();
+  {
+    const InnerLoop inner;
+    exec();
+  }
   if (!answered_) End_With(trap_choice::Continue);
   return answer_;
 }

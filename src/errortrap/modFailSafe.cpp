@@ -4,6 +4,7 @@
 
 #include "errortrap/entry_text.h"
 #include "platform/program.h"
+#include "platform/timer.h"
 
 namespace hq {
 
@@ -29,7 +30,7 @@ bool Names_Procedure(std::string_view text, std::string_view module, std::string
 }  // namespace
 
 modFailSafe::modFailSafe(MessageLoop* loop, ErrorReporter* reporter)
-    : loop_(loop), reporter_(reporter), start_(std::chrono::steady_clock::now()) {}
+    : loop_(loop), reporter_(reporter), start_(Timer_Now()) {}
 
 void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, std::string_view text) {
   if (options_.TraceOff) return;
@@ -144,7 +145,7 @@ std::vector<std::string> modFailSafe::CallStack() const {
 
 void modFailSafe::Start() {
   started_ = true;
-  start_ = std::chrono::steady_clock::now();
+  start_ = Timer_Now();
   // The levels never move, so that a record's text stays where it is while its reader runs traced procedures.
   levels_.reserve(DeepestLevel);
   if (Read_Options) options_ = Read_Options();
@@ -168,7 +169,7 @@ void modFailSafe::Complain(std::string_view module, std::string_view procedure, 
 }
 
 double modFailSafe::Elapsed() const {
-  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_).count();
+  return std::chrono::duration<double, std::milli>(Timer_Now() - start_).count();
 }
 
 }  // namespace hq

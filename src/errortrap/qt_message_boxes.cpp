@@ -4,6 +4,8 @@
 #include <QMessageBox>
 #include <QPointer>
 
+#include "errortrap/qt_message_loop.h"
+
 namespace hq {
 
 QString To_QString(const std::string& text) {
@@ -29,7 +31,11 @@ MessageAnswer QtMessageBoxes::Show(const std::string& text, const std::string& t
     box.setDefaultButton(QMessageBox::Yes);
     box.setEscapeButton(QMessageBox::Cancel);
   }
-  const int pressed = box.exec();
+  int pressed = 0;
+  {
+    const InnerLoop inner;
+    pressed = box.exec();
+  }
   // Where no window manager does it.
   if (owner && owner->isVisible()) owner->activateWindow();
   switch (pressed) {

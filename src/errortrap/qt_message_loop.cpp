@@ -1,5 +1,6 @@
 #include "errortrap/qt_message_loop.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QTimer>
@@ -7,7 +8,12 @@
 
 namespace hq {
 
+InnerLoop::~InnerLoop() {
+  if (auto* dispatcher = QAbstractEventDispatcher::instance()) dispatcher->wakeUp();
+}
+
 void QtMessageLoop::DoEvents() {
+  const InnerLoop inner;
   Check_Ended();
   Run_Posted();
   QCoreApplication::processEvents();
@@ -17,6 +23,7 @@ void QtMessageLoop::DoEvents() {
 void QtMessageLoop::Sleep(std::chrono::milliseconds time) {
   Check_Ended();
   if (!Has_Posted()) {
+    const InnerLoop inner;
     QEventLoop wait;
     waits_.push_back(&wait);
     QTimer::singleShot(time, &wait, &QEventLoop::quit);
@@ -29,7 +36,7 @@ void QtMessageLoop::Sleep(std::chrono::milliseconds time) {
 void QtMessageLoop::Post(std::function<void()> event) {
   {
     const std::lock_guard lock(mutex_);
-    posted_.push_back(std::move(event));
+    posted_.push_back({++posts_, std::move(event)});
   }
   QMetaObject::invokeMethod(
       this, [this] { Wake(); }, Qt::QueuedConnection);
@@ -54,14 +61,19 @@ void QtMessageLoop::Wake() {
 }
 
 void QtMessageLoop::Run_Posted() {
-  std::deque<std::function<void()>> events;
-  {
-    const std::lock_guard lock(mutex_);
-    events.swap(posted_);
-  }
-  for (const auto& event : events) {
-    if (ended_) return;
-    event();
+  std::unique_lock lock(mutex_);
+  // Serial numbers and not a count: an event that waits itself takes events that this call would count again.
+  // Those behind it stay in the queue meanwhile, so that none overtakes them.
+  const std::uint64_t last = posts_;
+  while (!ended_ && !posted_.empty() && posted_.front().Serial <= last) {
+    {
+      const std::function<void()> run = std::move(posted_.front().Run);
+      posted_.pop_front();
+      lock.unlock();
+      run();
+      // What the event owns is destroyed here, before the lock is taken again: its destructors may post.
+    }
+    lock.lock();
   }
 }
 

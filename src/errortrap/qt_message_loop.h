@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -11,6 +12,17 @@
 class QEventLoop;
 
 namespace hq {
+
+// Put around a loop of the windows that may run inside another one. On Windows the outer one is told to end
+// by a message that the inner one can take from it, and would wait for the next of any kind: it is woken up
+// afterwards.
+class InnerLoop {
+ public:
+  InnerLoop() = default;
+  InnerLoop(const InnerLoop&) = delete;
+  InnerLoop& operator=(const InnerLoop&) = delete;
+  ~InnerLoop();
+};
 
 // The message loop of the window program: posted events and the window's own. Made on the user-interface
 // thread after the application object; its waits keep every window alive.
@@ -31,13 +43,19 @@ class QtMessageLoop final : public QObject, public MessageLoop {
   [[nodiscard]] bool Ended() const { return ended_; }
 
  private:
+  struct Posted {
+    std::uint64_t Serial;
+    std::function<void()> Run;
+  };
+
   void Wake();
   void Run_Posted();
   [[nodiscard]] bool Has_Posted();
   void Check_Ended() const;
 
   std::mutex mutex_;
-  std::deque<std::function<void()>> posted_;
+  std::deque<Posted> posted_;
+  std::uint64_t posts_ = 0;
   std::vector<QEventLoop*> waits_;
   bool ended_ = false;
 };

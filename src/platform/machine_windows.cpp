@@ -126,12 +126,32 @@ void Look_At_System(MachineFacts& facts) {
       [](char* text, DWORD size) { return GetUserNameA(text, &size) != 0 && size > 0 ? size - 1 : 0; });
 }
 
-MEMORYSTATUSEX Memory() {
-  MEMORYSTATUSEX memory{};
+struct MemoryFacts {
+  int LoadPercent = 0;
+  std::uint64_t Physical = 0;
+  std::uint64_t AvailablePhysical = 0;
+  std::uint64_t Virtual = 0;
+  std::uint64_t AvailableVirtual = 0;
+};
+
+MemoryFacts Memory() {
+  MEMORYSTATUS memory{};
   memory.dwLength = sizeof memory;
-  // Without the Ex the system stops counting where 32 bits end.
-  if (GlobalMemoryStatusEx(&memory) == 0) memory.dwLength = 0;
-  return memory;
+  GlobalMemoryStatus(&memory);
+  MemoryFacts facts{static_cast<int>(memory.dwMemoryLoad), memory.dwTotalPhys, memory.dwAvailPhys,
+                    memory.dwTotalPageFile, memory.dwAvailPageFile};
+  if constexpr (sizeof memory.dwTotalPhys < sizeof(DWORDLONG)) {
+    // A 32-bit record can't hold what most machines have; its sizes end at 2 or 4 GB.
+    MEMORYSTATUSEX longer{};
+    longer.dwLength = sizeof longer;
+    if (GlobalMemoryStatusEx(&longer) != 0) {
+      facts.Physical = longer.ullTotalPhys;
+      facts.AvailablePhysical = longer.ullAvailPhys;
+      facts.Virtual = longer.ullTotalPageFile;
+      facts.AvailableVirtual = longer.ullAvailPageFile;
+    }
+  }
+  return facts;
 }
 
 std::string Processor_Kind(const SYSTEM_INFO& system) {
@@ -148,14 +168,13 @@ std::string Processor_Kind(const SYSTEM_INFO& system) {
 }
 
 void Look_At_Hardware(MachineFacts& facts) {
-  if (const MEMORYSTATUSEX memory = Memory(); memory.dwLength != 0) {
-    facts.PhysicalBytes = memory.ullTotalPhys;
-    facts.AvailablePhysicalBytes = memory.ullAvailPhys;
-    facts.VirtualBytes = memory.ullTotalPageFile;
-    facts.AvailableVirtualBytes = memory.ullAvailPageFile;
-  }
+  const MemoryFacts memory = Memory();
+  facts.PhysicalBytes = memory.Physical;
+  facts.AvailablePhysicalBytes = memory.AvailablePhysical;
+  facts.VirtualBytes = memory.Virtual;
+  facts.AvailableVirtualBytes = memory.AvailableVirtual;
   SYSTEM_INFO system;
-  GetNativeSystemInfo(&system);
+  GetSystemInfo(&system);
   facts.Processors = static_cast<int>(system.dwNumberOfProcessors);
   facts.Processor = Registry_Text(R"(HARDWARE\DESCRIPTION\System\CentralProcessor\0)", "ProcessorNameString");
   if (facts.Processor.empty()) facts.Processor = Processor_Kind(system);
@@ -323,9 +342,7 @@ MachineFacts Look_At_Machine() {
 }
 
 std::optional<int> Memory_Load_Percent() {
-  const MEMORYSTATUSEX memory = Memory();
-  if (memory.dwLength == 0) return std::nullopt;
-  return static_cast<int>(memory.dwMemoryLoad);
+  return Memory().LoadPercent;
 }
 
 std::optional<int> Free_Resources_Percent() {

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <fstream>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "base/strings.h"
@@ -24,8 +25,8 @@ using namespace std::chrono;
 constexpr int application_id = 0x48517161;
 constexpr int schema_version = 1;
 constexpr std::int64_t seconds_a_day = 86400;
-// Another process may be packing the file.
-constexpr milliseconds patience{3000};
+// How long to wait before a busy file is tried again.
+constexpr milliseconds busy_pause{5};
 // Up to this size a file is looked through when it is opened; damage of larger ones shows when it is met.
 constexpr std::uintmax_t checked_at_opening = std::uintmax_t{4} << 20U;
 
@@ -131,8 +132,8 @@ bool Is_Archive(SqliteDatabase& database) {
 }
 
 // Makes a connection ready for use. Raises SqliteError, and ArchiveError when the file is none of ours.
-void Prepare(SqliteDatabase& database, bool look_through) {
-  database.Keep_Safe(patience);
+void Prepare(SqliteDatabase& database, bool look_through, milliseconds busy_time) {
+  database.Keep_Safe(busy_time);
   if (look_through) {
     auto check = database.Use("PRAGMA quick_check(1)");
     if (check.Step() && check.String(0) != "ok") throw SqliteError::Damage(check.String(0));
@@ -214,9 +215,14 @@ Bar Bar_In(const SqliteDatabase::Query& row) {
 
 }  // namespace
 
-Archive::Archive(fs::path file, Reporter report) : file_(std::move(file)), report_(std::move(report)) {
+Archive::Archive(fs::path file, Reporter report, milliseconds busy_time)
+    : file_(std::move(file)), report_(std::move(report)), busy_time_(busy_time) {
   const std::lock_guard lock{mutex_};
-  Open();
+  try {
+    Open();
+  } catch (const SqliteError& error) {
+    Report(Not_Usable_Now(error.what()));
+  }
 }
 
 Archive::~Archive() = default;
@@ -232,10 +238,11 @@ void Archive::Open() {
   is_kept_ = false;
   if (file_.empty()) {
     database_ = std::make_unique<SqliteDatabase>(fs::path{});
-    Prepare(*database_, false);
+    Prepare(*database_, false, busy_time_);
     return;
   }
-  for (int tries = 0;; ++tries) {
+  const auto begin = steady_clock::now();
+  for (bool was_set_aside = false;;) {
     try {
       std::error_code unknown;
       if (fs::is_directory(file_, unknown)) return Open_In_Memory("a folder has its name");
@@ -244,13 +251,20 @@ void Archive::Open() {
       fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write, unknown);
       auto database = std::make_unique<SqliteDatabase>(file_);
       const auto size = fs::file_size(file_, unknown);
-      Prepare(*database, !unknown && size <= checked_at_opening);
+      Prepare(*database, !unknown && size <= checked_at_opening, busy_time_);
       database_ = std::move(database);
       is_kept_ = true;
       return;
     } catch (const SqliteError& error) {
-      if (!error.Is_Damage() || tries > 0) return Open_In_Memory(error.what());
+      if (error.Is_Busy()) {
+        // Where two begin one file the library does not wait by itself.
+        if (steady_clock::now() - begin >= busy_time_) throw;
+        std::this_thread::sleep_for(busy_pause);
+        continue;
+      }
+      if (!error.Is_Damage() || was_set_aside) return Open_In_Memory(error.what());
       Set_File_Aside(error.what());
+      was_set_aside = true;
     } catch (const ArchiveError& error) {
       return Open_In_Memory(error.what());
     }
@@ -261,7 +275,11 @@ void Archive::Open_In_Memory(const std::string& reason) {
   Report("The archive " + Utf8_Text(file_) + " can't be used (" + reason +
          "): quotes are kept in memory until the program ends.");
   database_ = std::make_unique<SqliteDatabase>(fs::path{});
-  Prepare(*database_, false);
+  Prepare(*database_, false, busy_time_);
+}
+
+std::string Archive::Not_Usable_Now(const std::string& reason) const {
+  return "The archive " + Utf8_Text(file_) + " can't be used now: " + reason + ".";
 }
 
 void Archive::Set_File_Aside(const std::string& reason) {
@@ -287,6 +305,8 @@ template <class Work>
 auto Archive::Do(const Work& work) {
   const std::lock_guard lock{mutex_};
   try {
+    // It was busy for too long when it was to be opened.
+    if (database_ == nullptr) Open();
     // Another process may have set the file aside; what went there now would be lost.
     if (is_kept_ && database_->Has_Moved()) {
       database_->Abandon();
@@ -304,7 +324,7 @@ auto Archive::Do(const Work& work) {
       return work(*database_);
     }
   } catch (const SqliteError& error) {
-    throw ArchiveError("The archive " + Utf8_Text(file_) + " can't be used now: " + error.what() + ".");
+    throw ArchiveError(Not_Usable_Now(error.what()));
   }
 }
 
@@ -557,6 +577,7 @@ std::vector<std::string> Archive::Check() {
   const std::lock_guard lock{mutex_};
   std::vector<std::string> findings;
   try {
+    if (database_ == nullptr) Open();
     {
       auto rows = database_->Use("PRAGMA integrity_check");
       while (rows.Step()) {

@@ -91,16 +91,19 @@ class ArchiveError : public std::runtime_error {
 //
 // A damaged file is set aside (its name gets ".damaged-1" or the next number), told to the reporter, and
 // begun anew. Where no file can be, such as in a folder that can't be written to, the archive lives in the
-// memory until its end, and the reporter is told.
+// memory until its end, and the reporter is told. A file that another program holds on to is waited for, and
+// is tried again at each use when that was in vain.
 class Archive final : public PacingStore {
  public:
-  // `report` may be empty. The file can be read and written by its owner alone.
-  explicit Archive(std::filesystem::path file, Reporter report = {});
+  // `report` may be empty. The file can be read and written by its owner alone. `busy_time` is how long
+  // another program that holds on to it is waited for; it may be packing the file.
+  explicit Archive(std::filesystem::path file, Reporter report = {},
+                   std::chrono::milliseconds busy_time = std::chrono::seconds{3});
   ~Archive() override;
   Archive(const Archive&) = delete;
   Archive& operator=(const Archive&) = delete;
 
-  // Whether the archive has a file, and does not live in the memory alone.
+  // Whether the archive lives in its file: not in the memory, and not still waiting for a busy one.
   [[nodiscard]] bool Is_Kept() const;
 
   // Stores what a fetch brought, over what was there with the same stamps.
@@ -158,9 +161,11 @@ class Archive final : public PacingStore {
   void Open_In_Memory(const std::string& reason);
   void Set_File_Aside(const std::string& reason);
   void Report(std::string line) const;
+  [[nodiscard]] std::string Not_Usable_Now(const std::string& reason) const;
 
   const std::filesystem::path file_;
   const Reporter report_;
+  const std::chrono::milliseconds busy_time_;
   mutable std::mutex mutex_;
   std::unique_ptr<SqliteDatabase> database_;
   bool is_kept_ = false;

@@ -6,12 +6,20 @@ namespace hq::server {
 
 SqliteError::SqliteError(int code, const std::string& text) : std::runtime_error(text), code_(code & 0xff) {}
 
+bool SqliteError::Is_Busy() const {
+  return code_ == SQLITE_BUSY || code_ == SQLITE_PROTOCOL;
+}
+
 SqliteError SqliteError::Damage(const std::string& text) {
   return {SQLITE_CORRUPT, text};
 }
 
 bool SqliteError::Is_Damage() const {
   return code_ == SQLITE_CORRUPT || code_ == SQLITE_NOTADB;
+}
+
+bool SqliteError::Is_Busy() const {
+  return code_ == SQLITE_BUSY || code_ == SQLITE_PROTOCOL;
 }
 
 SqliteDatabase::Query::Query(SqliteDatabase& database, sqlite3_stmt* statement)

@@ -22,6 +22,8 @@ class SqliteError : public std::runtime_error {
 
   // Whether the file is damaged, or no database at all.
   [[nodiscard]] bool Is_Damage() const;
+  // Whether another connection is at the file, and will let it go.
+  [[nodiscard]] bool Is_Busy() const;
 
  private:
   const int code_;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "entry/system_folder_dialog.h"
+#include "errortrap/qt_message_loop.h"
 #include "platform/mail.h"
 #include "platform/open_address.h"
 #include "platform/program.h"
@@ -65,6 +66,7 @@ int main(int argc, char** argv) {
   for (const std::string& line : quotes.Told())
     parts.FirstStartNote += (parts.FirstStartNote.empty() ? "" : "\n") + line;
   parts.Set_Up_Quotes = [&](QWidget* parent) -> std::optional<hq::QuotePlace> {
+    const hq::InnerLoop inner;
     hq::QuoteServerForm form(quotes, boxes, parent);
     if (form.exec() != QDialog::Accepted) return std::nullopt;
     return form.Place();

@@ -56,6 +56,13 @@ class CommandLineTest : public ::testing::Test {
   test::TempFolder Output;
 };
 
+TEST_F(CommandLineTest, ASeparatorBehindTheFolderIsNotDoubled) {
+  for (const char* end : {"/", "//"}) {
+    EXPECT_EQ(Run({"MSFT", "--output", Output.Path() + end, "--end-date", "03/13/03", "--days", "2"}), 0);
+    EXPECT_THAT(Out.str(), HasSubstr("exporting to " + (Output / "031203-031303MSFT1D.txt") + "\n"));
+  }
+}
+
 TEST_F(CommandLineTest, ARunWritesTheLogLineForLine) {
   EXPECT_EQ(Run_With_Answer({"msft", "index:dji", "--days", "2"}), 0);
   const std::string time = System_Time_Text(std::chrono::hours(10));

@@ -60,19 +60,30 @@ class FormUse final : public QObject {
 
  private:
   void Look() {
-    const QPointer<QDialog> form = Shown_Form();
-    if (Used || form == nullptr || QGuiApplication::focusWindow() != form->windowHandle()) return;
+    if (Used) return Look_After_Use();
+    form_ = Shown_Form();
+    if (form_ == nullptr || QGuiApplication::focusWindow() != form_->windowHandle()) return;
+    // What the form's coming has set going begins first: a handler that waits for the answer inside of a
+    // press would hold it.
+    if (++looks_ < 3) return;
     Used = true;
-    timer_.stop();
-    use_(*form);
-    if (Ends_By_Itself) static_cast<void>(QTest::qWaitFor([&] { return !form || !form->isVisible(); }));
-    if (!Leave_Up && form && form->isVisible()) {
-      Closed = true;
-      form->reject();
-    }
+    use_(*form_);
+    since_use_.start();
+    Look_After_Use();
+  }
+
+  // By the timer, too: what the form waits for may be done by a loop that this is called in.
+  void Look_After_Use() {
+    if (!since_use_.isValid() || Leave_Up || Closed || !form_ || !form_->isVisible()) return;
+    if (Ends_By_Itself && !since_use_.hasExpired(5000)) return;
+    Closed = true;
+    form_->reject();
   }
 
   QTimer timer_;
+  QPointer<QDialog> form_;
+  QElapsedTimer since_use_;
+  int looks_ = 0;
   std::function<void(QDialog&)> use_;
 };
 

@@ -1,8 +1,11 @@
 // The loop that window and transfer events go through.
 
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QThread>
 #include <QTimer>
+#include <memory>
+#include <stdexcept>
 #include <thread>
 
 #include "errortrap/qt_message_loop.h"
@@ -135,6 +138,49 @@ class MessageLoopTest : public QObject {
     QCOMPARE(order, QString("abc"));
   }
 
+  void NoEventOvertakesThoseBehindOneThatWaits() {
+    QString order;
+    const auto event = [&](char c) { return [&order, c] { order += c; }; };
+    Loop_->Post([&] {
+      order += '1';
+      Loop_->Post(event('4'));
+      Loop_->DoEvents();
+      order += '5';
+      Loop_->Post(event('6'));
+    });
+    Loop_->Post(event('2'));
+    Loop_->Post(event('3'));
+    Loop_->DoEvents();
+    QVERIFY(order.startsWith("12345"));
+    Loop_->DoEvents();
+    QCOMPARE(order, QString("123456"));
+  }
+
+  void TheEventsBehindOneThatFailsAreKept() {
+    int runs = 0;
+    Loop_->Post([] { throw std::runtime_error("failed"); });
+    Loop_->Post([&] { ++runs; });
+    QVERIFY_EXCEPTION_THROWN(Loop_->DoEvents(), std::runtime_error);
+    QCOMPARE(runs, 0);
+    Loop_->DoEvents();
+    QCOMPARE(runs, 1);
+  }
+
+  void WhatAnEventOwnsMayPostWhenItIsDestroyed() {
+    struct PostsAtItsEnd {
+      PostsAtItsEnd(MessageLoop& loop, int& runs) : Loop(loop), Runs(runs) {}
+      ~PostsAtItsEnd() {
+        Loop.Post([&runs = Runs] { ++runs; });
+      }
+      MessageLoop& Loop;
+      int& Runs;
+    };
+    int runs = 0;
+    Loop_->Post([owned = std::make_shared<PostsAtItsEnd>(*Loop_, runs)] {});
+    Loop_->DoEvents();
+    QTRY_COMPARE(runs, 1);
+  }
+
   void NestedSleepsBothWake() {
     bool inner_done = false;
     QTimer::singleShot(0, this, [&] {
@@ -156,6 +202,35 @@ class MessageLoopTest : public QObject {
     });
     Loop_->Sleep(1ms);
     QCOMPARE(order, QString("inner"));
+  }
+
+  void AnOuterLoopThatWasToEndIsNotHeldByWhatAnInnerOneTook_data() {
+    QTest::addColumn<bool>("sleeps");
+    QTest::newRow("events") << false;
+    QTest::newRow("sleep") << true;
+  }
+  void AnOuterLoopThatWasToEndIsNotHeldByWhatAnInnerOneTook() {
+    QFETCH(bool, sleeps);
+    QEventLoop outer;
+    bool late = false;
+    QTimer::singleShot(10'000, &outer, [&] {
+      late = true;
+      outer.quit();
+    });
+    QMetaObject::invokeMethod(
+        &outer,
+        [&] {
+          outer.quit();
+          for (int i = 0; i < 3; ++i) {
+            if (sleeps)
+              Loop_->Sleep(1ms);
+            else
+              Loop_->DoEvents();
+          }
+        },
+        Qt::QueuedConnection);
+    outer.exec();
+    QVERIFY(!late);
   }
 
   void AfterTheEndEveryWaitThrows() {

@@ -17,15 +17,24 @@ using testing::HasSubstr;
 using testing::Not;
 
 // A mail interface that writes down what it is given, found before the system's. It is loaded once, whatever
-// the number of tests.
+// the number of tests; these are run with one that has BMAPISendMail and, in another program, with one that
+// has not.
 class MailTest : public testing::Test {
  protected:
   MailTest() {
     SetDllDirectoryA(HQ_MAPI_FOLDER);
-    _putenv_s("MAPI_RECORD", (folder_ / "mail.txt").c_str());
-    SetEnvironmentVariableA("MAPI_RECORD", (folder_ / "mail.txt").c_str());
+    Set("MAPI_RECORD", folder_ / "mail.txt");
   }
-  ~MailTest() override { SetDllDirectoryA(nullptr); }
+  ~MailTest() override {
+    SetDllDirectoryA(nullptr);
+    Set("MAPI_REFUSES_AUTOMATION", "");
+  }
+
+  // For the library's environment as well as for ours; an empty value takes the variable away.
+  static void Set(const char* name, const std::string& value) {
+    _putenv_s(name, value.c_str());
+    SetEnvironmentVariableA(name, value.empty() ? nullptr : value.c_str());
+  }
 
   // What the mail interface was given; waits for it.
   [[nodiscard]] std::string Given() const {
@@ -50,13 +59,32 @@ TEST_F(MailTest, GoesToTheMailInterfaceWithItsAttachment) {
                         folder_ / "error.log",
                         "no attachment"}),
             "");
+  EXPECT_EQ(Given(), HQ_MAPI_CALL
+                         " session 0 window 0 flags 9 reserved 0\n"
+                         "subject Remote Error Report From anna\n"
+                         "to 1 anna@x.example SMTP:anna@x.example\n"
+                         "to 1 Bernd <b@y.example> SMTP:Bernd <b@y.example>\n"
+                         "file -1 " +
+                         folder_ / "error.log" + "\nbody Line 1\r\nLine 2\r\n");
+}
+
+TEST_F(MailTest, GoesByTheOtherCallWhereTheFirstIsNotSupported) {
+  Set("MAPI_REFUSES_AUTOMATION", "1");
+  folder_.Write("error.log", "text");
+  EXPECT_EQ(mail_.Send({{"a@x.example"}, "S", "B", folder_ / "error.log", {}}), "");
   EXPECT_EQ(Given(),
-            "session 0 window 0 flags 9 reserved 0\n"
-            "subject Remote Error Report From anna\n"
-            "to 1 anna@x.example SMTP:anna@x.example\n"
-            "to 1 Bernd <b@y.example> SMTP:Bernd <b@y.example>\n"
+            "MAPISendMail session 0 window 0 flags 9 reserved 0\n"
+            "subject S\n"
+            "to 1 a@x.example SMTP:a@x.example\n"
             "file -1 " +
-                folder_ / "error.log" + "\nbody Line 1\r\nLine 2\r\n");
+                folder_ / "error.log" + "\nbody B");
+}
+
+TEST_F(MailTest, KeepsTheBytesOfTheCodePage) {
+  EXPECT_EQ(mail_.Send({{"a@x.example"}, "\xC4rger", "\xFC\x80 odd", {}, {}}), "");
+  const std::string given = Given();
+  EXPECT_THAT(given, HasSubstr("\nsubject \xC4rger\n"));
+  EXPECT_TRUE(given.ends_with("\nbody \xFC\x80 odd")) << given;
 }
 
 TEST_F(MailTest, GoesWithoutAFileWhenNoneIsNamed) {

@@ -398,7 +398,7 @@ TEST(CurlTransfer, RefusesMoreThan64MiBUnlessToldOtherwise) {
     for (int sent = 0; sent < 65; ++sent) connection.Send(block);
   });
   Client client;
-  EXPECT_EQ(client.Get(server.Address(), seconds(60)), TransferError);
+  EXPECT_EQ(client.Get(server.Address(), seconds(300)), TransferError);
   EXPECT_EQ(client.Control->Reason(), "The answer is too large");
 }
 
@@ -410,7 +410,7 @@ TEST(CurlTransfer, HandsOut64MiBInSmallPieces) {
     for (int sent = 0; sent < 64; ++sent) connection.Send(block);
   });
   Client client;
-  ASSERT_EQ(client.Get(server.Address(), seconds(60)), ResponseCompleted);
+  ASSERT_EQ(client.Get(server.Address(), seconds(300)), ResponseCompleted);
   size_t position = 0;
   for (;;) {
     const std::string piece = client.Control->GetChunk(1024, 0);

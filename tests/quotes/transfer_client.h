@@ -37,7 +37,7 @@ struct Client {
   }
 
   // False when it did not come true in time.
-  bool Run_Until(const std::function<bool()>& condition, seconds deadline = seconds(10)) {
+  bool Run_Until(const std::function<bool()>& condition, seconds deadline = seconds(60)) {
     const auto end = steady_clock::now() + deadline;
     while (!condition()) {
       if (steady_clock::now() > end) return false;
@@ -48,7 +48,7 @@ struct Client {
   }
 
   // Runs a transfer to its end and gives the last state, or 0 when none came in time.
-  int Get(const std::string& address, seconds deadline = seconds(10)) {
+  int Get(const std::string& address, seconds deadline = seconds(60)) {
     States.clear();
     Control->Execute(address, "GET");
     return Run_Until([this] { return Done(); }, deadline) ? States.back() : 0;

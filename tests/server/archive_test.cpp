@@ -4,6 +4,7 @@
 #include <cmath>
 #include <gmock/gmock.h>
 #include <limits>
+#include <sqlite3.h>
 #include <sstream>
 #include <thread>
 
@@ -395,6 +396,80 @@ TEST_F(ArchiveTest, LeavesAnArchiveOfAnotherVersionAlone) {
   folder_.Write("quotes.db", bytes);
   Expect_Works_In_Memory(*Open(), reports_);
   EXPECT_EQ(Bytes_Of(file_), bytes);
+}
+
+// Another program that holds on to the file, as long as the object lives.
+class OtherConnection {
+ public:
+  OtherConnection(const fs::path& file, const char* begin) {
+    const std::u8string name = file.u8string();
+    if (sqlite3_open(std::string(name.begin(), name.end()).c_str(), &handle_) != SQLITE_OK ||
+        sqlite3_exec(handle_, begin, nullptr, nullptr, nullptr) != SQLITE_OK)
+      throw std::runtime_error(sqlite3_errmsg(handle_));
+  }
+  OtherConnection(const OtherConnection&) = delete;
+  OtherConnection& operator=(const OtherConnection&) = delete;
+  ~OtherConnection() { sqlite3_close(handle_); }
+
+ private:
+  sqlite3* handle_ = nullptr;
+};
+
+class BusyArchive : public ArchiveTest, public testing::WithParamInterface<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Locks, BusyArchive, testing::Values("BEGIN IMMEDIATE", "BEGIN EXCLUSIVE"));
+
+TEST_P(BusyArchive, OfANewFileIsUsedAsSoonAsItIsFree) {
+  auto other = std::make_unique<OtherConnection>(file_, GetParam());
+  Archive archive{file_, [this](const std::string& line) { reports_.push_back(line); }, milliseconds{20}};
+  EXPECT_FALSE(archive.Is_Kept());
+  EXPECT_THAT(reports_,
+              ElementsAre(testing::AllOf(HasSubstr("quotes.db can't be used now: "), HasSubstr("locked"))));
+  EXPECT_THROW(Store_Days(archive, daily, Date(2026, 11, 2), 2), ArchiveError);
+  EXPECT_THAT(archive.Check(), ElementsAre(HasSubstr("locked")));
+  EXPECT_EQ(archive.File_Size(), 0U);
+  other.reset();
+  Store_Days(archive, daily, Date(2026, 11, 2), 2);
+  EXPECT_TRUE(archive.Is_Kept());
+  EXPECT_THAT(archive.Check(), IsEmpty());
+  // For everybody.
+  EXPECT_THAT(Open()->Last_Sessions(daily, Date(2030, 1, 1), 10).Bars, SizeIs(2));
+  EXPECT_THAT(reports_, SizeIs(1));
+}
+
+TEST_P(BusyArchive, OfANewFileIsWaitedFor) {
+  auto other = std::make_unique<OtherConnection>(file_, GetParam());
+  std::thread opening{[this] { Store_Days(*Open(), daily, Date(2026, 11, 2), 2); }};
+  // Whether it has come to the file by then or not: it has to have it in the end.
+  std::this_thread::sleep_for(milliseconds{50});
+  other.reset();
+  opening.join();
+  EXPECT_THAT(reports_, IsEmpty());
+  EXPECT_THAT(Open()->Last_Sessions(daily, Date(2030, 1, 1), 10).Bars, SizeIs(2));
+}
+
+TEST_P(BusyArchive, OfBarsIsUsedAsSoonAsItIsFree) {
+  Store_Days(*Open(), daily, Date(2026, 11, 2), 2);
+  auto other = std::make_unique<OtherConnection>(file_, GetParam());
+  Archive archive{file_, {}, milliseconds{20}};
+  EXPECT_THROW(Store_Days(archive, daily, Date(2026, 11, 4), 2), ArchiveError);
+  other.reset();
+  Store_Days(archive, daily, Date(2026, 11, 4), 2);
+  EXPECT_THAT(archive.Last_Sessions(daily, Date(2030, 1, 1), 10).Bars, SizeIs(4));
+}
+
+TEST_P(BusyArchive, GivesNoTokensOfItsOwn) {
+  const std::vector<RateLimit> limits{{1, hours{1}, {}}};
+  const auto clock = [] { return PacingTime{sys_days{year{2026} / 11 / 20}}; };
+  auto other = std::make_unique<OtherConnection>(file_, GetParam());
+  Archive one{file_, {}, milliseconds{20}};
+  Archive two{file_, {}, milliseconds{20}};
+  Pacing first{one, clock};
+  Pacing second{two, clock};
+  EXPECT_THROW((void)first.Take("tiingo", limits), ArchiveError);
+  other.reset();
+  EXPECT_EQ(first.Take("tiingo", limits).Wait, milliseconds{0});
+  EXPECT_EQ(second.Take("tiingo", limits).Wait, hours{1});
 }
 
 #ifndef _WIN32

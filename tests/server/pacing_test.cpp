@@ -5,7 +5,6 @@
 
 #include "server/archive.h"
 #include "server/server_test_support.h"
-#include "support/environment.h"
 
 namespace hq::server {
 namespace {
@@ -147,9 +146,6 @@ TEST(Pacing, OutlivesTheProgram) {
 }
 
 TEST(Pacing, TwoServersOnOneFileShareTheBucket) {
-  // The cause has not been found; no Windows was at hand to see whether it is Wine's locks.
-  if (test::Under_Wine())
-    GTEST_SKIP() << "under Wine two connections now and then take more than the bucket has";
   const TemporaryFolder folder;
   const PacingTime now = sys_days{year{2026} / 11 / 20} + 18h;
   const std::vector<RateLimit> limits{{50, hours{1}, {}}};

@@ -13,6 +13,10 @@ namespace {
 
 using std::chrono::steady_clock;
 
+BOOL WINAPI Take_No_Notice(DWORD) {
+  return TRUE;
+}
+
 HANDLE Handle_Of(std::intptr_t value) {
   return reinterpret_cast<HANDLE>(value);
 }
@@ -116,7 +120,7 @@ bool ChildProgram::Wait_For_Output(const std::string& text, std::chrono::seconds
 void ChildProgram::Signal(int number) const {
   if (number != SIGINT) throw std::logic_error("no signals between processes");
   // Only who shares its console may tell it, and is told too. Wine knows no other wish than this one.
-  static const BOOL deaf = SetConsoleCtrlHandler([](DWORD) -> BOOL { return TRUE; }, TRUE);
+  static const BOOL deaf = SetConsoleCtrlHandler(Take_No_Notice, TRUE);
   FreeConsole();
   const bool told = deaf != 0 && AttachConsole(GetProcessId(Handle_Of(process_))) != 0 &&
                     GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) != 0;
