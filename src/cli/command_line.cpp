@@ -199,10 +199,10 @@ class CommandLineRun {
           if (!alive.expired()) console_.Tell(line);
         });
       };
-      const server::SourceSetUp setup{
+      server::SourceSetUp setup{
           server::Places_In(program_folder_, "history-quotes/" HQ_VERSION, environment_.ProgramFolder),
           report};
-      if (!options_.Source) note = setup.Simulated_Note();
+      if (!options_.Source) note = setup.First_Start_Note();
       source = setup.Make(options_.Source);
     } catch (const std::invalid_argument& error) {
       throw Refusal{(options_.Source ? "--source: " : "server.ini: ") + std::string(error.what())};

@@ -150,11 +150,12 @@ int Export_Archive(Archive& archive, const Arguments& arguments, const CommandLi
   return exit_code::Done;
 }
 
-int Check_Archive(Archive& archive, std::ostream& out) {
+int Check_Archive(Archive& archive, bool is_trouble_told, std::ostream& out) {
   const std::vector<std::string> findings = archive.Check();
   for (const std::string& finding : findings) out << finding << '\n';
-  if (findings.empty()) out << "The archive is sound.\n";
-  return findings.empty() ? exit_code::Done : exit_code::SymbolsFailed;
+  if (!findings.empty() || is_trouble_told) return exit_code::SymbolsFailed;
+  out << "The archive is sound.\n";
+  return exit_code::Done;
 }
 
 }  // namespace
@@ -231,8 +232,12 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
       return exit_code::SymbolsFailed;
     }
     const server::Day before = shrink->parsed() ? Read_Day(given.Before, "--before") : server::Day{};
-    Archive quotes{places.Archive, report};
-    if (check->parsed()) return Check_Archive(quotes, environment.Out);
+    bool is_trouble_told = false;
+    Archive quotes{places.Archive, [&](const std::string& line) {
+                     is_trouble_told = true;
+                     report(line);
+                   }};
+    if (check->parsed()) return Check_Archive(quotes, is_trouble_told, environment.Out);
     if (write->parsed()) {
       given.Symbol = exported_symbol;
       return Export_Archive(quotes, given, environment);

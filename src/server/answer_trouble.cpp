@@ -111,8 +111,12 @@ std::string Sentence(const SourceProfile& profile, const UpstreamRequest& reques
 std::optional<Trouble> Find_Trouble(const SourceProfile& profile, const UpstreamRequest& request,
                                     const UpstreamResponse& response, const JsonTree* tree, sys_seconds now) {
   Trouble trouble;
+  // A service that is overrun or down may tell so in the words of any error.
+  const bool is_no_fault_of_the_request = response.Status == 429 || response.Status >= 500;
   const auto rule = std::ranges::find_if(profile.Troubles, [&](const TroubleRule& each) {
-    return Holds(each.Test, request, profile.Feeds.at(request.Feed), response, tree);
+    const bool may_be = each.Test.Status || each.Kind != TroubleKind::BadRequest;
+    return (may_be || !is_no_fault_of_the_request) &&
+           Holds(each.Test, request, profile.Feeds.at(request.Feed), response, tree);
   });
   if (rule != profile.Troubles.end()) {
     trouble.Kind = rule->Kind;

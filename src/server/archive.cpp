@@ -121,6 +121,16 @@ void Append_Date(std::string& text, Day day) {
   Append_Two_Digits(text, static_cast<unsigned>(date.day()));
 }
 
+// Whether the database is an archive; false when it is empty. Raises ArchiveError when it is none of ours.
+bool Is_Archive(SqliteDatabase& database) {
+  const auto id = database.Number("PRAGMA application_id");
+  const auto version = database.Number("PRAGMA user_version");
+  if (id == 0 && version == 0 && database.Number("SELECT count(*) FROM sqlite_master") == 0) return false;
+  if (id != application_id) throw SqliteError::Damage("it is the database of another program");
+  if (version != schema_version) throw ArchiveError("it was made by another version of the program");
+  return true;
+}
+
 // Makes a connection ready for use. Raises SqliteError, and ArchiveError when the file is none of ours.
 void Prepare(SqliteDatabase& database, bool look_through, milliseconds busy_time) {
   database.Keep_Safe(busy_time);
@@ -128,17 +138,13 @@ void Prepare(SqliteDatabase& database, bool look_through, milliseconds busy_time
     auto check = database.Use("PRAGMA quick_check(1)");
     if (check.Step() && check.String(0) != "ok") throw SqliteError::Damage(check.String(0));
   }
+  // Without a change: another process may be in the middle of a long one.
+  if (Is_Archive(database)) return;
   SqliteDatabase::Change change{database};
-  const auto id = database.Number("PRAGMA application_id");
-  const auto version = database.Number("PRAGMA user_version");
-  if (id == 0 && version == 0 && database.Number("SELECT count(*) FROM sqlite_master") == 0) {
+  if (!Is_Archive(database)) {
     database.Run(schema);
     database.Run(("PRAGMA application_id=" + std::to_string(application_id)).c_str());
     database.Run(("PRAGMA user_version=" + std::to_string(schema_version)).c_str());
-  } else if (id != application_id) {
-    throw SqliteError::Damage("it is the database of another program");
-  } else if (version != schema_version) {
-    throw ArchiveError("it was made by another version of the program");
   }
   change.Commit();
 }
@@ -221,7 +227,9 @@ Archive::Archive(fs::path file, Reporter report, milliseconds busy_time)
 
 Archive::~Archive() = default;
 
-void Archive::Report(const std::string& line) const {
+void Archive::Report(std::string line) const {
+  // What the database says of damage has several lines.
+  std::ranges::replace(line, '\n', ' ');
   if (report_) report_(line);
 }
 

@@ -160,7 +160,7 @@ class Archive final : public PacingStore {
   void Open();
   void Open_In_Memory(const std::string& reason);
   void Set_File_Aside(const std::string& reason);
-  void Report(const std::string& line) const;
+  void Report(std::string line) const;
   [[nodiscard]] std::string Not_Usable_Now(const std::string& reason) const;
 
   const std::filesystem::path file_;

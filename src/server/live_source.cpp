@@ -51,6 +51,12 @@ bool Has_Session(DayRange range) {
   return false;
 }
 
+// Tells the series of a job from all others.
+std::string Series_Name(const ServiceJob& job) {
+  return job.Key.Source + '\n' + job.Key.Symbol + '\n' + std::to_string(job.Key.Interval) + '\n' +
+         job.Key.Adjustment;
+}
+
 bool Contains(DayRange outer, DayRange inner) {
   return outer.First <= inner.First && outer.Last >= inner.Last;
 }
@@ -244,8 +250,10 @@ std::optional<DayRange> LiveSource::Days_To_Fetch(const ServiceJob& job) {
   const minutes fresh{feed.Minutes == daily_interval ? 15 : std::clamp(feed.Minutes, 1, 15)};
   const bool only_new = missing.size() == 1 && missing.front().First > now.Date - settling - days{1};
   if (only_new && last_fetch && floor<seconds>(options_.Now()) - *last_fetch < fresh &&
-      floor<seconds>(options_.Now()) >= *last_fetch)
-    return std::nullopt;
+      floor<seconds>(options_.Now()) >= *last_fetch) {
+    const std::lock_guard lock{mutex_};
+    if (!unfinished_.contains(Series_Name(job))) return std::nullopt;
+  }
 
   DayRange days{missing.front().First, missing.back().Last};
   if (last_fetch) days = {days.First - overlap, std::min(days.Last + overlap, last)};
@@ -277,8 +285,7 @@ std::optional<ServiceFailure> LiveSource::Why_Not_Ask(const ServiceJob& job) {
 }
 
 LiveSource::FetchResultOf LiveSource::Share_Fetch(const ServiceJob& job, DayRange days, PacingTime deadline) {
-  const std::string name = job.Key.Source + '\n' + job.Key.Symbol + '\n' + std::to_string(job.Key.Interval) +
-                           '\n' + job.Key.Adjustment;
+  const std::string name = Series_Name(job);
   std::shared_ptr<Flight> own;
   std::unique_lock lock{mutex_};
   while (!own) {
@@ -295,8 +302,9 @@ LiveSource::FetchResultOf LiveSource::Share_Fetch(const ServiceJob& job, DayRang
     if (!in_time || !other->Result) {
       return ServiceFailure{job.Profile().Title + " did not answer in time.", FetchHop::TimeOut, {}, false};
     }
-    if (Contains(other->Days, days) || std::holds_alternative<ServiceFailure>(*other->Result))
-      return *other->Result;
+    const auto* const failed = std::get_if<ServiceFailure>(&*other->Result);
+    const bool is_of_its_days = failed == nullptr || failed->Is(TroubleKind::NothingThere);
+    if (!is_of_its_days || Contains(other->Days, days)) return *other->Result;
     // It brought other days; what is left to fetch may be less.
     lock.unlock();
     const auto left = Days_To_Fetch(job);
@@ -352,7 +360,19 @@ LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const ServiceJob& job, Day
                                                     std::to_string(answer.Bad_Rows) + " rows of " +
                                                     job.Key.Symbol + " that make no sense.");
     }
+    if (!answer.Remark.empty()) {
+      Report_Once("remark " + job.Profile().Name,
+                  job.Profile().Title + " says with the bars: \"" + answer.Remark + "\"");
+    }
     if (answer.Ended_By) Take_Note(job, days, *answer.Ended_By);
+    {
+      const std::lock_guard lock{mutex_};
+      if (answer.Ended_By) {
+        unfinished_.insert(Series_Name(job));
+      } else {
+        unfinished_.erase(Series_Name(job));
+      }
+    }
     try {
       if (!is_again && Is_Rebased(archive_->Bars(job.Key, days), answer.Bars, job.Chosen.Adjusted)) {
         archive_->Set_Aside(job.Key,
@@ -387,7 +407,7 @@ ServiceBars LiveSource::No_Bars(const ServiceJob& job, DayRange days) const {
 void LiveSource::Take_Note(const ServiceJob& job, DayRange days, const ServiceFailure& failed) {
   const std::string& name = job.Profile().Name;
   const PacingTime now = options_.Now();
-  if (failed.Is(FetchHop::GivenUp)) return;
+  if (failed.Is(FetchHop::GivenUp) || (failed.Is(FetchHop::TimeOut) && failed.Not_Asked)) return;
   const auto close = [&](milliseconds time) {
     const std::lock_guard lock{mutex_};
     Health& health = health_[name];
@@ -578,6 +598,8 @@ SourceStatus LiveSource::Status_Of(const LiveService& service) {
 }
 
 SourceTrial LiveSource::Try_Out(std::string_view name, const std::string& symbol) {
+  if (Trim_White(symbol).empty())
+    return {false, "unknown symbol", "No symbol is given.", "Name one, such as MSFT.", 0};
   for (const ChainLink& link : chain_) {
     if (const auto* other = std::get_if<OtherSource>(&link)) {
       if (other->Name == name) return Try_Out_Other(*other->Source, symbol);
@@ -615,6 +637,8 @@ SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::s
     return SourceTrial{false, Failed_Hop(failed), failed.Reason, Next_Step(failed, profile), 0};
   };
   try {
+    if (!Spell_Symbol(profile, symbol))
+      return fail({profile.Title + " has no symbols of this kind.", TroubleKind::NotServed, {}, true});
     ServiceFailure not_served{profile.Title + " has no bars.", TroubleKind::NotServed, {}, true};
     for (const int interval : {daily_interval, 5, 1}) {
       auto made = Make_Job(service, {symbol, interval, {}, 5});
@@ -631,12 +655,14 @@ SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::s
       if (count == 0)
         return fail(
             {profile.Title + " has sent no bars of " + symbol + ".", TroubleKind::NothingThere, {}, false});
+      const std::string remark = fetched.Remark.empty() ? "" : " It says: \"" + fetched.Remark + "\"";
       // It has the right key and is there, whatever was thought of it before.
       const std::lock_guard lock{mutex_};
       health_[profile.Name] = {};
       return {true,
               {},
-              profile.Title + " works: it has sent " + std::to_string(count) + " bars of " + symbol + ".",
+              profile.Title + " works: it has sent " + std::to_string(count) + " bars of " + symbol + "." +
+                  remark,
               {},
               count};
     }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -111,6 +112,8 @@ class LiveSource final : public QuoteSource {
   std::map<std::string, std::shared_ptr<Flight>> flights_;
   std::map<std::string, Health> health_;
   std::map<std::string, std::string> reported_;
+  // Series of which the last fetch ended before it had all days.
+  std::set<std::string> unfinished_;
 };
 
 }  // namespace hq::server

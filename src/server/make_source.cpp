@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/strings.h"
 #include "platform/paths.h"
 #include "server/live_source.h"
 #include "server/simulated_source.h"
@@ -65,7 +66,8 @@ class Services {
     const auto found = std::ranges::find(folder.Profiles, name, &SourceProfile::Name);
     if (found == folder.Profiles.end()) {
       for (const ProfileError& error : folder.Errors) {
-        if (error.File == name + ".json" || error.File.ends_with("/" + name + ".json"))
+        const std::string_view file = error.File;
+        if (file.substr(file.find_last_of("/\\") + 1) == name + ".json")
           throw std::invalid_argument(error.Text());
       }
       return std::nullopt;
@@ -101,20 +103,29 @@ class Services {
   std::optional<ProfileFolder> folder_;
 };
 
+// Where the first name of a list ends that begins with a folder: a folder may have commas in its name, and
+// the longest name that is one counts. `first_comma` when none is.
+std::size_t End_Of_Folder(std::string_view spec, std::size_t first_comma) {
+  for (auto end = spec.size(); end != std::string_view::npos && end > first_comma;
+       end = spec.rfind(',', end - 1)) {
+    const auto folder = Trim_White(spec.substr(csv_marker.size(), end - csv_marker.size()));
+    std::error_code unknown;
+    if (std::filesystem::is_directory(System_Path(std::string{folder}), unknown)) return end;
+  }
+  return first_comma;
+}
+
 }  // namespace
 
 std::vector<std::string> Split_Source_List(std::string_view spec) {
-  // A folder may have commas in its name.
-  std::error_code unknown;
-  if (spec.starts_with(csv_marker) &&
-      std::filesystem::is_directory(System_Path(std::string{spec.substr(csv_marker.size())}), unknown))
-    return {std::string{spec}};
   std::vector<std::string> names;
   for (;;) {
-    const auto comma = std::min(spec.find(','), spec.size());
-    names.emplace_back(spec.substr(0, comma));
-    if (comma == spec.size()) return names;
-    spec.remove_prefix(comma + 1);
+    while (spec.starts_with(' ')) spec.remove_prefix(1);
+    auto end = std::min(spec.find(','), spec.size());
+    if (spec.starts_with(csv_marker)) end = End_Of_Folder(spec, end);
+    names.emplace_back(Trim_White(spec.substr(0, end)));
+    if (end == spec.size()) return names;
+    spec.remove_prefix(end + 1);
   }
 }
 

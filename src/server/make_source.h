@@ -34,8 +34,8 @@ struct LiveSetUp {
   std::shared_ptr<HttpFetcher> Fetcher;
 };
 
-// The names in a list of sources as Make_Source takes it. A folder's name may hold commas where it is the
-// only one named.
+// The names in a list of sources as Make_Source takes it, without the blanks around them. The name of a
+// folder that is there may hold commas.
 [[nodiscard]] std::vector<std::string> Split_Source_List(std::string_view spec);
 
 // Makes the source that `spec` names, a list of these with commas between them, in the order in which they

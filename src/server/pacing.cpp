@@ -100,8 +100,9 @@ void Pacing::Close_Growing(const std::string& service, seconds first, seconds lo
   });
 }
 
-void Pacing::Open(const std::string& service) {
-  store_.Change_Pacing(service, [](PacingState& state) {
+void Pacing::Answered(const std::string& service) {
+  store_.Change_Pacing(service, [&](PacingState& state) {
+    if (state.Closed_Until > clock_()) return;
     state.Closed_Until = {};
     state.Closed_Reason.clear();
     state.Closings = 0;

@@ -86,8 +86,9 @@ class Pacing {
   void Close_Growing(const std::string& service, std::chrono::seconds first, std::chrono::seconds longest,
                      const std::string& reason);
 
-  // Forgets that the service was closed: it has answered, or its settings have changed.
-  void Open(const std::string& service);
+  // The service has answered as it should: unless it was closed while the answer was on its way, the next
+  // closing counts as the first one.
+  void Answered(const std::string& service);
 
   // Until when a service is closed and why; none when it may be asked.
   [[nodiscard]] std::optional<std::pair<PacingTime, std::string>> Closed(const std::string& service);

@@ -8,8 +8,9 @@
 
 namespace hq::server {
 
-// Whether bars fetched now have other prices all along than the archived ones with the same stamps, as they
-// have after a split, or with full adjustment after a dividend.
+// Whether bars fetched now, all of them or the older ones, have other prices than the archived ones with the
+// same stamps and in the same proportion, as they have after a split, or with full adjustment after a
+// dividend.
 [[nodiscard]] bool Is_Rebased(const std::vector<Bar>& archived, const std::vector<NativeBar>& fetched,
                               Adjustment adjusted);
 

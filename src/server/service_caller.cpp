@@ -74,7 +74,6 @@ std::variant<ServiceBars, ServiceFailure> ServiceCaller::Fetch(const ServiceJob&
   fetched.Market_Zone = profile.Market_Zone;
   fetched.Us_Sessions = profile.Us_Sessions;
   fetched.Time = floor<seconds>(options_.Now());
-  std::vector<Day> request_ends;
   Day answered_last = days.First - std::chrono::days{1};
   std::optional<ServiceFailure> nothing;
   bool has_answer = false;
@@ -92,11 +91,19 @@ std::variant<ServiceBars, ServiceFailure> ServiceCaller::Fetch(const ServiceJob&
       }
       UpstreamBars& answer = std::get<UpstreamBars>(got);
       fetched.Bad_Rows += answer.Bad_Rows;
+      if (fetched.Remark.empty()) fetched.Remark = answer.Remark;
       has_answer = true;
       fetched.Market_Zone = answer.Market_Zone;
       fetched.Us_Sessions = answer.Us_Sessions;
       bars.insert(bars.end(), answer.Bars.begin(), answer.Bars.end());
       page = std::move(answer.Next);
+    }
+    if (fetched.Ended_By && !bars.empty() && !job.Feed().Layout.Newest_First) {
+      // The pages that came are whole days but for the last one.
+      const Day cut = bars.back().Quote.Date;
+      std::erase_if(bars, [cut](const NativeBar& bar) { return bar.Quote.Date >= cut; });
+      fetched.Bars.insert(fetched.Bars.end(), bars.begin(), bars.end());
+      answered_last = std::max(cut - std::chrono::days{1}, answered_last);
     }
     if (fetched.Ended_By) break;
     fetched.Bars.insert(fetched.Bars.end(), bars.begin(), bars.end());
@@ -148,6 +155,10 @@ std::variant<UpstreamBars, ServiceFailure> ServiceCaller::Get_Page(const Service
   ServiceFailure failed;
   for (int tries = 1; tries <= most_tries; ++tries) {
     for (;;) {
+      if (options_.Now() + shortest_try > deadline) {
+        if (tries > 1) return failed;
+        return ServiceFailure{title + " was not asked: no time was left.", FetchHop::TimeOut, {}, true};
+      }
       const PacingAnswer pace = pacing_.Take(profile.Name, limits, job.Feed().Cost);
       if (pace.Wait == 0ms) break;
       const PacingTime until = options_.Now() + pace.Wait;
@@ -158,9 +169,7 @@ std::variant<UpstreamBars, ServiceFailure> ServiceCaller::Get_Page(const Service
       }
       if (!Wait(pace.Wait)) return ServiceFailure{"The request was given up.", FetchHop::GivenUp, {}, true};
     }
-    const milliseconds limit = std::min(deadline - options_.Now(), options_.Try_Limit);
-    if (limit < shortest_try && tries > 1) return failed;
-    FetchResult result = fetcher_.Get(http, limit);
+    FetchResult result = fetcher_.Get(http, std::min(deadline - options_.Now(), options_.Try_Limit));
 
     milliseconds pause =
         pauses[std::min<std::size_t>(static_cast<std::size_t>(tries - 1), pauses.size() - 1)];
@@ -174,22 +183,23 @@ std::variant<UpstreamBars, ServiceFailure> ServiceCaller::Get_Page(const Service
       UpstreamAnswer answer = Read_Answer(profile, page, {reply.Status, reply.Headers, reply.Body},
                                           floor<seconds>(options_.Now()));
       if (auto* bars = std::get_if<UpstreamBars>(&answer)) {
-        pacing_.Open(profile.Name);
+        pacing_.Answered(profile.Name);
         return std::move(*bars);
       }
       const Trouble& trouble = std::get<Trouble>(answer);
       failed = ServiceFailure{page.Without_Keys(trouble.Reason), trouble.Kind, {}, false};
       const bool is_closing = failed.Is(TroubleKind::Quota) || failed.Is(TroubleKind::Throttled);
       if (!is_closing && !failed.Is(TroubleKind::ServerDown)) return failed;
-      if (trouble.Wait) pause = std::max<milliseconds>(*trouble.Wait, is_closing ? 0ms : pause);
+      const std::string reason = Without_Stop(failed.Reason);
+      if (trouble.Wait) {
+        // For everybody: others that went on asking would be told the same, or worse.
+        pacing_.Close(profile.Name, options_.Now() + *trouble.Wait, reason);
+        pause = std::max<milliseconds>(*trouble.Wait, is_closing ? 0ms : pause);
+      } else if (is_closing) {
+        pacing_.Close_Growing(profile.Name, first_closing, longest_closing, reason);
+      }
       const bool fits = options_.Now() + pause + shortest_try <= deadline;
-      if (is_closing && (!trouble.Wait || !fits || tries == most_tries)) {
-        const std::string reason = Without_Stop(failed.Reason);
-        if (trouble.Wait) {
-          pacing_.Close(profile.Name, options_.Now() + *trouble.Wait, reason);
-        } else {
-          pacing_.Close_Growing(profile.Name, first_closing, longest_closing, reason);
-        }
+      if ((is_closing && !trouble.Wait) || !fits || tries == most_tries) {
         if (const auto closed = pacing_.Closed(profile.Name)) failed.Until = closed->first;
         return failed;
       }

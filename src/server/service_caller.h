@@ -71,6 +71,8 @@ struct ServiceBars {
   std::optional<ServiceFailure> Ended_By;
   // How many rows the service sent that make no sense.
   std::size_t Bad_Rows = 0;
+  // What the service wrote for its user beside the bars; without keys.
+  std::string Remark;
 };
 
 // What a service has not sent of a day by then, it will not send.

@@ -260,7 +260,7 @@ SourceTrial SourceSetUp::Test(const std::string& name, const std::string& symbol
   try {
     LiveSetUp live = Live();
     live.Fetcher = fetcher_;
-    const auto source = Make_Source(name, New_York_Now, {}, live);
+    const auto source = Make_Source(name, New_York_Now, report_, live);
     if (auto* chain = dynamic_cast<LiveSource*>(source.get())) return chain->Try_Out(name, symbol);
     const Answer answer = source->Bars({symbol, daily_interval, {}, 5});
     if (const auto* failure = std::get_if<Failure>(&answer)) {
@@ -274,9 +274,14 @@ SourceTrial SourceSetUp::Test(const std::string& name, const std::string& symbol
             {},
             count};
   } catch (const std::invalid_argument& error) {
-    const bool is_key = std::string_view{error.what()}.find("needs a key") != std::string_view::npos;
-    return {false, is_key ? "missing key" : "source", error.what(),
-            is_key ? "Get a key from the service and enter it." : "Choose one of the sources in the list.",
+    const std::string text = error.what();
+    if (text.find("needs a key") != std::string::npos)
+      return {false, "missing key", text, "Get a key from the service and enter it.", 0};
+    const auto faults = Profile_Errors();
+    const bool is_profile = std::ranges::find(faults, text) != faults.end();
+    return {false, "source", text,
+            is_profile ? "Mend that file, or take the one that came with the program."
+                       : "Choose one of the sources in the list.",
             0};
   }
 }

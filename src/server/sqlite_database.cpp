@@ -6,10 +6,6 @@ namespace hq::server {
 
 SqliteError::SqliteError(int code, const std::string& text) : std::runtime_error(text), code_(code & 0xff) {}
 
-bool SqliteError::Is_Busy() const {
-  return code_ == SQLITE_BUSY || code_ == SQLITE_PROTOCOL;
-}
-
 SqliteError SqliteError::Damage(const std::string& text) {
   return {SQLITE_CORRUPT, text};
 }

@@ -69,14 +69,29 @@ std::optional<UpstreamRequest> Next_Request(const JsonTree& tree, const Upstream
   return next;
 }
 
+bool Has_Us_Sessions(const SourceProfile& profile, const Zone& zone) {
+  return profile.Us_Sessions && (zone.Name() == "America/New_York" || zone.Name() == "US/Eastern");
+}
+
+// What an empty page with others behind it gives.
+UpstreamBars No_Bars(const SourceProfile& profile, const UpstreamRequest& request, const JsonTree* tree,
+                     UpstreamRequest next) {
+  const SourceFeed& feed = profile.Feeds.at(request.Feed);
+  UpstreamBars none;
+  none.Minutes = feed.Minutes;
+  none.Adjusted = request.Adjusted;
+  none.Market_Zone = Zone_Of(tree, profile, feed.Layout.Zone_Name, request);
+  none.Us_Sessions = Has_Us_Sessions(profile, none.Market_Zone);
+  none.Next = std::move(next);
+  return none;
+}
+
 UpstreamBars Read_Bars(const SourceProfile& profile, const UpstreamRequest& request,
                        const UpstreamResponse& response, const JsonTree* tree, sys_seconds now) {
   const SourceFeed& feed = profile.Feeds.at(request.Feed);
   const AnswerLayout& layout = feed.Layout;
   const Zone zone = Zone_Of(tree, profile, layout.Zone_Name, request);
-  const bool us_sessions =
-      profile.Us_Sessions && (zone.Name() == "America/New_York" || zone.Name() == "US/Eastern");
-  RowTaker taker{feed, request.Adjusted, zone, us_sessions, now};
+  RowTaker taker{feed, request.Adjusted, zone, Has_Us_Sessions(profile, zone), now};
   const auto take = [&taker](std::size_t number, const RowCells& cells) { taker.Take(number, cells); };
   if (layout.Shape == RowShape::Csv) {
     Walk_Lines(response.Body, layout, take);
@@ -116,7 +131,9 @@ UpstreamAnswer Read_Answer(const SourceProfile& profile, const UpstreamRequest& 
     auto read = JsonTree::Read(response.Body);
     if (auto* json = std::get_if<JsonTree>(&read)) tree = std::move(*json);
   }
-  if (auto trouble = Find_Trouble(profile, request, response, tree ? &*tree : nullptr, now)) return *trouble;
+  const auto trouble = Find_Trouble(profile, request, response, tree ? &*tree : nullptr, now);
+  const bool is_empty_page = trouble && trouble->Kind == TroubleKind::NothingThere && tree;
+  if (trouble && !is_empty_page) return *trouble;
 
   const auto changed = [&](const std::string& reason) {
     return Trouble{TroubleKind::FormatChanged,
@@ -124,6 +141,15 @@ UpstreamAnswer Read_Answer(const SourceProfile& profile, const UpstreamRequest& 
                        " In short: " + request.Without_Keys(reason) + ".",
                    {}};
   };
+  if (is_empty_page) {
+    // Bars may be on the pages behind it.
+    try {
+      auto next = Next_Request(*tree, request, profile.Feeds.at(request.Feed).Layout);
+      return next ? UpstreamAnswer{No_Bars(profile, request, &*tree, *std::move(next))} : *trouble;
+    } catch (const AnswerChange& change) {
+      return changed(change.Reason);
+    }
+  }
   if (body.empty()) return changed("it is empty");
   if (body.starts_with('<')) return changed("it is a web page instead of quotes");
   if (shape == RowShape::Csv ? tree.has_value() : !tree)

@@ -43,7 +43,7 @@ struct ProgramParts {
   // Lets the user choose where quotes come from, in a form above the window. Empty: there is nothing to
   // choose. It gives nothing when the user left all as it was.
   std::function<std::optional<QuotePlace>(QWidget* parent)> Set_Up_Quotes = {};
-  std::string FirstStartNote = {};  // a sentence to be shown once beside that menu entry, empty for none
+  std::string FirstStartNote = {};  // what is to be said at the start below the window, empty for nothing
   std::string Version = {};
   bool WatchesCrashes = false;  // leaves a record of a crash of the process
   int MajorVersion = 0;

@@ -63,6 +63,8 @@ int main(int argc, char** argv) {
   parts.SymbolSearchAddress = std::move(place.SymbolSearchAddress);
   parts.QuotesNote = std::move(place.Note);
   parts.FirstStartNote = quotes.First_Start_Note();
+  for (const std::string& line : quotes.Told())
+    parts.FirstStartNote += (parts.FirstStartNote.empty() ? "" : "\n") + line;
   parts.Set_Up_Quotes = [&](QWidget* parent) -> std::optional<hq::QuotePlace> {
     const hq::InnerLoop inner;
     hq::QuoteServerForm form(quotes, boxes, parent);

@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QLocale>
 #include <QMetaObject>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTreeWidget>
@@ -182,6 +183,18 @@ QWidget* QuoteServerForm::Make_Details() {
   const auto bytes = service_.Sources().Archive_Size();
   archive->setText(bytes == 0 ? "nothing yet" : QLocale::c().formattedDataSize(static_cast<qint64>(bytes)));
   form->addRow("Archive of fetched quotes:", archive);
+  std::string told;
+  for (const std::string& line : service_.Told()) told += (told.empty() ? "" : "\n") + line;
+  if (!told.empty()) {
+    auto* const messages = new QPlainTextEdit(To_QString(told));
+    messages->setObjectName("txtTold");
+    messages->setReadOnly(true);
+    messages->setTabChangesFocus(true);
+    messages->setFixedHeight(fontMetrics().lineSpacing() * 4 + 12);
+    auto* const told_label = new QLabel("&Messages:");
+    told_label->setBuddy(messages);
+    form->addRow(told_label, messages);
+  }
   details_->addLayout(form);
   return widget;
 }
@@ -222,6 +235,7 @@ void QuoteServerForm::Add_Item(const server::SourceEntry& entry) {
   item->setCheckState(NameColumn, entry.In_Use ? Qt::Checked : Qt::Unchecked);
   item->setToolTip(StateColumn, To_QString(status.Reason).toHtmlEscaped());
   entries_[status.Name] = entry;
+  if (entry.In_Use) read_.insert(status.Name);
 }
 
 const server::SourceEntry* QuoteServerForm::Current_Entry() const {
@@ -268,9 +282,11 @@ void QuoteServerForm::Show_Keys(const server::SourceEntry& entry) {
   auto* const rows = new QWidget;
   auto* const layout = new QFormLayout(rows);
   layout->setContentsMargins(0, 0, 0, 0);
+  std::vector<QWidget*> tab_order{cmdDown_};
   for (const server::KeyEntry& key : entry.Keys) {
     auto* const box = new QLineEdit;
     box->setObjectName(To_QString("txtKey_" + key.Setting));
+    box->setAccessibleName(To_QString(key.Label));
     box->setEchoMode(QLineEdit::Password);
     const auto typed = keys_.find(key.Setting);
     const bool is_known = !key.Masked.empty() && service_.Choice().Sources.Keys == keys_;
@@ -290,6 +306,7 @@ void QuoteServerForm::Show_Keys(const server::SourceEntry& entry) {
     row->addWidget(box);
     row->addWidget(forget);
     layout->addRow(To_QString(key.Label + ":"), row);
+    tab_order.insert(tab_order.end(), {box, forget});
     const std::string setting = key.Setting;
     connect(box, &QLineEdit::textChanged, this, [this, setting, forget](const QString& text) {
       const QString trimmed = text.trimmed();
@@ -319,20 +336,40 @@ void QuoteServerForm::Show_Keys(const server::SourceEntry& entry) {
   key_rows_ = rows;
   // At once, not with the next event: what is not shown gets no room.
   rows->show();
-  QWidget::setTabOrder(cmdDown_, rows);
+  tab_order.push_back(txtSymbol_);
+  for (size_t i = 1; i < tab_order.size(); ++i) QWidget::setTabOrder(tab_order[i - 1], tab_order[i]);
 }
 
 void QuoteServerForm::Item_Changed(QTreeWidgetItem* item) {
   if (filling_ || item->checkState(NameColumn) != Qt::Checked) return;
   const auto entry = entries_.find(Name_Of(*item));
-  if (entry == entries_.end() || entry->second.Off_Until_Read.empty()) return;
-  lstSources_->setCurrentItem(item);
-  const MessageAnswer answer =
-      boxes_.Show(entry->second.Off_Until_Read + "\n\nDo you want to use it all the same?", "Quote Server",
-                  MessageButtons::YesNoCancel);
-  if (answer == MessageAnswer::Yes) return;
-  const QSignalBlocker quiet(lstSources_);
-  item->setCheckState(NameColumn, Qt::Unchecked);
+  if (entry == entries_.end()) return;
+  if (!entry->second.Off_Until_Read.empty()) lstSources_->setCurrentItem(item);
+  if (!May_Be_Asked(entry->second)) {
+    const QSignalBlocker quiet(lstSources_);
+    item->setCheckState(NameColumn, Qt::Unchecked);
+    return;
+  }
+  if (entry->second.Status.Name != Simulated) Leave_Simulated_Out(lstSources_->indexOfTopLevelItem(item));
+}
+
+bool QuoteServerForm::May_Be_Asked(const server::SourceEntry& entry) {
+  if (entry.Off_Until_Read.empty() || !read_.insert(entry.Status.Name).second) return true;
+  const MessageAnswer answer = boxes_.Show(entry.Off_Until_Read + "\n\nDo you want to use it all the same?",
+                                           "Quote Server", MessageButtons::YesNoCancel);
+  if (answer == MessageAnswer::Yes) return true;
+  read_.erase(entry.Status.Name);
+  return false;
+}
+
+void QuoteServerForm::Leave_Simulated_Out(int row) {
+  const bool is_by_default = service_.Choice().Sources.Source.empty();
+  for (int i = 0; i < lstSources_->topLevelItemCount(); ++i) {
+    QTreeWidgetItem& item = *lstSources_->topLevelItem(i);
+    if (Name_Of(item) != Simulated || !(is_by_default || i < row)) continue;
+    const QSignalBlocker quiet(lstSources_);
+    item.setCheckState(NameColumn, Qt::Unchecked);
+  }
 }
 
 void QuoteServerForm::Move_Item(int step) {
@@ -370,6 +407,7 @@ void QuoteServerForm::Folder_Changed() {
   lstSources_->insertTopLevelItem(0, added);
   lstSources_->setCurrentItem(added);
   filling_ = false;
+  Leave_Simulated_Out(0);
   Show_Details();
 }
 
@@ -402,6 +440,7 @@ void QuoteServerForm::Test() {
     txtSymbol_->setFocus();
     return;
   }
+  if (!May_Be_Asked(*entry)) return;
   if (tester_.joinable()) tester_.join();
   cmdTest_->setEnabled(false);
   lblTrial_->setText(To_QString("Asking " + entry->Status.Title + " for " + symbol + " ..."));
@@ -415,13 +454,26 @@ void QuoteServerForm::Test() {
       trial.Text = error.what();
     }
     QMetaObject::invokeMethod(
-        this, [this, trial] { Show_Trial(trial); }, Qt::QueuedConnection);
+        this, [this, name, trial] { Show_Trial(name, trial); }, Qt::QueuedConnection);
   });
 }
 
-void QuoteServerForm::Show_Trial(const server::SourceTrial& trial) {
+void QuoteServerForm::Show_Trial(const std::string& name, const server::SourceTrial& trial) {
   if (tester_.joinable()) tester_.join();
   cmdTest_->setEnabled(true);
+  const auto tested = entries_.find(name);
+  if (tested == entries_.end()) return;
+  server::SourceStatus& status = tested->second.Status;
+  if (trial.Works && status.State == server::SourceState::NeedsKey) {
+    status.State = server::SourceState::Ready;
+    status.Reason.clear();
+    for (int i = 0; i < lstSources_->topLevelItemCount(); ++i) {
+      QTreeWidgetItem& item = *lstSources_->topLevelItem(i);
+      if (Name_Of(item) == name) item.setText(StateColumn, To_QString(State_Text(status)));
+    }
+  }
+  // The user may look at another source by now.
+  if (Current_Entry() != &tested->second) return;
   std::string text = trial.Works ? trial.Text : "Failed at: " + trial.Failed_Hop + ". " + trial.Text;
   if (!trial.Next_Step.empty()) text += "\n" + trial.Next_Step;
   lblTrial_->setText(To_QString(text));

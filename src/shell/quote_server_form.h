@@ -3,6 +3,7 @@
 #include <QDialog>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -35,8 +36,6 @@ class QuoteServerForm final : public QDialog {
   void accept() override;
 
  private:
-  struct KeyRow;
-
   void Make_Controls();
   [[nodiscard]] QWidget* Make_Details();
   void Fill_In();
@@ -48,11 +47,16 @@ class QuoteServerForm final : public QDialog {
   void Show_Which_Server();
   // A source was turned on or off by hand.
   void Item_Changed(QTreeWidgetItem* item);
+  // Has the user read why a source is off, once, and says whether to ask it all the same.
+  bool May_Be_Asked(const server::SourceEntry& entry);
+  // Turns the simulated market off when real quotes get in use in `row`: for good unless the user turns it on
+  // again below them.
+  void Leave_Simulated_Out(int row);
   void Move_Item(int step);
   void Folder_Changed();
   void Browse();
   void Test();
-  void Show_Trial(const server::SourceTrial& trial);
+  void Show_Trial(const std::string& name, const server::SourceTrial& trial);
   [[nodiscard]] QuoteChoice Choice() const;
   [[nodiscard]] const server::SourceEntry* Current_Entry() const;
   // The places with the keys as they are typed now, for a test before they are saved.
@@ -63,6 +67,7 @@ class QuoteServerForm final : public QDialog {
   QuotePlace place_;
   std::map<std::string, server::SourceEntry> entries_;  // by name
   std::map<std::string, std::string> keys_;             // as in the settings, changed by hand
+  std::set<std::string> read_;                          // of which the user knows why they are off
 
   QRadioButton* optInside_ = nullptr;
   QRadioButton* optElsewhere_ = nullptr;

@@ -1,6 +1,8 @@
 #include "shell/quote_service.h"
 
+#include <algorithm>
 #include <exception>
+#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -10,12 +12,32 @@
 
 namespace hq {
 
+class QuoteService::Messages {
+ public:
+  void Add(const std::string& line) {
+    constexpr size_t Most = 20;
+    const std::lock_guard lock(mutex_);
+    std::erase(lines_, line);
+    lines_.push_back(line);
+    if (lines_.size() > Most) lines_.erase(lines_.begin());
+  }
+  [[nodiscard]] std::vector<std::string> Lines() {
+    const std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
 QuoteService::QuoteService(Files& files, std::string program_folder, server::SourcePlaces places,
                            std::optional<std::string> source)
     : files_(files),
       folder_(std::move(program_folder)),
       source_list_(std::move(source)),
-      sources_(std::move(places)) {}
+      messages_(std::make_shared<Messages>()),
+      sources_(std::move(places), [messages = messages_](const std::string& line) { messages->Add(line); }) {}
 
 QuotePlace QuoteService::Start(MessageBoxes& boxes) {
   try {
@@ -72,6 +94,19 @@ std::string QuoteService::Fault_Of_Template(const std::string& request_template)
 
 std::string QuoteService::First_Start_Note() {
   return request_template_.empty() && !source_list_ ? sources_.First_Start_Note() : std::string();
+}
+
+std::vector<std::string> QuoteService::Told() {
+  std::vector<std::string> lines = sources_.Profile_Errors();
+  std::vector<std::string> others = messages_->Lines();
+  for (const server::SourceEntry& entry : sources_.Sources()) {
+    // Why a service is off is shown where it is turned on.
+    std::erase(others, entry.Status.Title + ": " + entry.Off_Until_Read);
+  }
+  for (std::string& line : others) {
+    if (std::ranges::find(lines, line) == lines.end()) lines.push_back(std::move(line));
+  }
+  return lines;
 }
 
 std::shared_ptr<server::QuoteSource> QuoteService::Make_Source() const {

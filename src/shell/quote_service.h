@@ -3,6 +3,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "errortrap/message_box.h"
 #include "platform/files.h"
@@ -48,6 +49,10 @@ class QuoteService {
   // For the first start of a program whose quotes are simulated: a sentence that says so, once.
   [[nodiscard]] std::string First_Start_Note();
 
+  // What files and services have said about themselves since the program's start, a line each, the latest
+  // last and not too many: a profile that can't be used, an archive that was damaged, a service that is down.
+  [[nodiscard]] std::vector<std::string> Told();
+
   [[nodiscard]] server::SourceSetUp& Sources() { return sources_; }
   // The source that the server inside serves; null when it does not run.
   [[nodiscard]] server::QuoteSource* Running() const { return source_.get(); }
@@ -58,9 +63,13 @@ class QuoteService {
   // Serves the source, or another server's address when there is one. Raises std::runtime_error.
   QuotePlace Serve(std::shared_ptr<server::QuoteSource> source);
 
+  // Keeps lines from any thread, also when the service is gone.
+  class Messages;
+
   Files& files_;
   std::string folder_;
   std::optional<std::string> source_list_;
+  std::shared_ptr<Messages> messages_;
   server::SourceSetUp sources_;
   std::string request_template_;  // of a server elsewhere
   std::string search_address_;    // as the settings name it

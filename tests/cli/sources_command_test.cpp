@@ -130,6 +130,37 @@ TEST_F(SourcesCommandTest, TheArchiveIsListedExportedShrunkAndChecked) {
   EXPECT_EQ(Out.str(), "The archive is sound.\n");
 }
 
+TEST_F(SourcesCommandTest, ADamagedArchiveIsNotCalledSound) {
+  Program.Write("quotes.db", "This is no database, though it once was one.");
+  EXPECT_EQ(Run({"archive", "check"}), 1);
+  EXPECT_THAT(Err.str(), AllOf(HasSubstr("is damaged"), HasSubstr("quotes.db.damaged-1")));
+  EXPECT_EQ(Out.str(), "");
+  EXPECT_EQ(Run({"archive", "check"}), 0) << "the new one is";
+}
+
+TEST_F(SourcesCommandTest, ATestSaysWhatIsWrongWithAProfileAndWithASymbol) {
+  Write_Profile();
+  Program.Write("server.ini", "[Keys]\nacme=k\n");
+  EXPECT_EQ(Run({"sources", "test", "acme", "--symbol", " "}), 1);
+  EXPECT_THAT(Out.str(), HasSubstr("No symbol is given."));
+  EXPECT_EQ(Run({"sources", "test", "acme", "--symbol", "index:SPX"}), 1);
+  EXPECT_THAT(Out.str(), HasSubstr("Acme has no symbols of this kind."));
+  Program.Write("sources/acme.json", "{}");
+  EXPECT_EQ(Run({"sources", "test", "acme"}), 1);
+  EXPECT_THAT(Out.str(), AllOf(HasSubstr("\"name\" is missing"), HasSubstr("Next: Mend that file")));
+}
+
+TEST_F(SourcesCommandTest, WhyAServiceIsOffIsSaidBeforeItIsTried) {
+  const test::SocketServer service(test::Answer_With(test::Http_Answer("[]")));
+  Write_Profile(service.Address());
+  std::string profile = Disk.Read(Program / "sources/acme.json");
+  profile.insert(profile.find("\"zone\""), R"("off_until_read": "It belongs to web pages.", )");
+  Program.Write("sources/acme.json", profile);
+  Program.Write("server.ini", "[Keys]\nacme=k\n");
+  EXPECT_EQ(Run({"sources", "test", "acme"}), 1);
+  EXPECT_THAT(Err.str(), HasSubstr("Acme: It belongs to web pages."));
+}
+
 TEST_F(SourcesCommandTest, WhatTheArchiveHasNotOrHasTwiceIsTold) {
   Store("IBM", 3);
   Store("IBM", 2, "raw");
@@ -158,7 +189,10 @@ TEST_F(SourcesCommandTest, ADownloadWithoutSourcesSaysHowToGetRealQuotes) {
   const std::vector<std::string> download = {"MSFT", "--output", output.Path(), "--end-date", "03/10/03"};
   EXPECT_EQ(Run(download), 0);
   EXPECT_THAT(Err.str(), HasSubstr("until you choose a source of real ones"));
-  EXPECT_THAT(Program.Names(), testing::IsEmpty());
+  // Once; that they aren't real is said at each run.
+  EXPECT_EQ(Run(download), 0);
+  EXPECT_THAT(Err.str(), AllOf(HasSubstr("NOT real quotes"), Not(HasSubstr("until you choose"))));
+  std::filesystem::remove(Program / "server.ini");
   EXPECT_EQ(Run({"MSFT", "--output", output.Path(), "--end-date", "03/10/03", "--source", "simulated"}), 0);
   EXPECT_THAT(Err.str(), AllOf(HasSubstr("NOT real quotes"), Not(HasSubstr("until you choose"))));
 }

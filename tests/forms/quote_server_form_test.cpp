@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QTextEdit>
@@ -108,6 +109,46 @@ class QuoteServerFormTest : public QObject {
     QCOMPARE(Checked_Of_New_Form(), QStringList{"simulated"});
   }
 
+  void WhereAServiceIsTurnedOnTheSimulatedMarketIsTurnedOff() {
+    Choose("tiingo");
+    Get<QLineEdit>("txtKey_tiingo")->setText(Key);
+    Item("tiingo")->setCheckState(0, Qt::Checked);
+    QCOMPARE(Checked(), QStringList{"tiingo"});
+    Accept();
+    QVERIFY(Service_->Running()->Real_Quotes());
+    // Whoever wants it behind the service says so.
+    Open();
+    Item("simulated")->setCheckState(0, Qt::Checked);
+    const QStringList both{"tiingo", "simulated"};
+    QCOMPARE(Checked(), both);
+    Accept();
+    QCOMPARE(Checked_Of_New_Form(), both);
+    // Before a service, it would answer alone.
+    Choose("simulated");
+    Click(Get<QPushButton>("cmdUp"));
+    Item("tiingo")->setCheckState(0, Qt::Unchecked);
+    Item("tiingo")->setCheckState(0, Qt::Checked);
+    QCOMPARE(Checked(), QStringList{"tiingo"});
+  }
+
+  void TabLeadsFromTheListToTheKeysAndThenToTheTest() {
+    Choose("alpaca");
+    std::vector<QWidget*> expected{Get<QPushButton>("cmdUp"),       Get<QPushButton>("cmdDown"),
+                                   Get<QLineEdit>("txtKey_alpaca"), Get<QLineEdit>("txtKey_alpaca_secret"),
+                                   Get<QLineEdit>("txtSymbol"),     Get<QPushButton>("cmdTest")};
+    for (QWidget* const next : expected) {
+      Press(Qt::Key_Tab);
+      QTRY_COMPARE(QApplication::focusWidget(), next);
+    }
+    QCOMPARE(Get<QLineEdit>("txtKey_alpaca_secret")->accessibleName(), "API secret key");
+    // Where a key was typed it can be forgotten.
+    Get<QLineEdit>("txtKey_alpaca")->setText(Key);
+    Get<QPushButton>("cmdDown")->setFocus();
+    Press(Qt::Key_Tab);
+    Press(Qt::Key_Tab);
+    QTRY_COMPARE(QApplication::focusWidget(), Get<QPushButton>("cmdForget_alpaca"));
+  }
+
   void AKeyAloneTurnsItsServiceOn() {
     Choose("tiingo");
     Get<QLineEdit>("txtKey_tiingo")->setText(Key);
@@ -126,6 +167,24 @@ class QuoteServerFormTest : public QObject {
     QCOMPARE(Item("yahoo")->checkState(0), Qt::Checked);
   }
 
+  void AnUnofficialServiceIsNotTriedEitherBeforeItsReasonWasRead() {
+    Choose("cboe");
+    Boxes_->Expect(Qt::Key_N);
+    Click(Get<QPushButton>("cmdTest"));
+    QTRY_COMPARE(Boxes_->Seen.size(), 1U);
+    QVERIFY(Boxes_->Seen[0].Text.contains("not offered to programs"));
+    QVERIFY(Get<QPushButton>("cmdTest")->isEnabled());
+    QVERIFY(Fetcher_->Requests().empty());
+    Boxes_->Expect(Qt::Key_Y);
+    Click(Get<QPushButton>("cmdTest"));
+    QTRY_VERIFY_WITH_TIMEOUT(!Fetcher_->Requests().empty(), 30000);
+    QTRY_VERIFY_WITH_TIMEOUT(Get<QPushButton>("cmdTest")->isEnabled(), 30000);
+    // It is asked once.
+    Item("cboe")->setCheckState(0, Qt::Checked);
+    QCOMPARE(Item("cboe")->checkState(0), Qt::Checked);
+    QCOMPARE(Boxes_->Seen.size(), 2U);
+  }
+
   void SourcesAreAskedInTheOrderThatTheUserGivesThem() {
     Choose("simulated");
     Click(Get<QPushButton>("cmdDown"));
@@ -135,17 +194,18 @@ class QuoteServerFormTest : public QObject {
     Item("cboe")->setCheckState(0, Qt::Checked);
     Choose("cboe");
     while (List().indexOfTopLevelItem(Item("cboe")) > 0) Click(Get<QPushButton>("cmdUp"));
+    Item("simulated")->setCheckState(0, Qt::Checked);
     QVERIFY(!Get<QPushButton>("cmdUp")->isEnabled());
     Accept();
-    QVERIFY(Home_->Files().at("server.ini").find("Source=cboe,simulated\n") != std::string::npos);
+    const std::string settings = Home_->Files().at("server.ini");
+    QVERIFY2(settings.find("Source=cboe,simulated\r\n") != std::string::npos, settings.c_str());
   }
 
   void AFolderOfTheUsersOwnFilesComesFirst() {
     const TempFolder files;
     Get<QLineEdit>("txtCsvFolder")->setText(QString::fromStdString(files.Path()));
     Accept();
-    const QStringList expected{QString::fromStdString("csv:" + files.Path()), "simulated"};
-    QCOMPARE(Checked_Of_New_Form(), expected);
+    QCOMPARE(Checked_Of_New_Form(), QStringList{QString::fromStdString("csv:" + files.Path())});
     Get<QLineEdit>("txtCsvFolder")->clear();
     Accept();
     QCOMPARE(Checked_Of_New_Form(), QStringList{"simulated"});
@@ -204,6 +264,34 @@ class QuoteServerFormTest : public QObject {
     QVERIFY(!std::filesystem::exists(Home_->Path() + "/server.ini"));
   }
 
+  void ATestThatWorksWithATypedKeySaysThatTheServiceIsReady() {
+    Fetcher_->Answer = [](const server::HttpRequest&) -> server::FetchResult {
+      return server::HttpReply{200,
+                               {},
+                               R"([{"date":"2026-11-13T00:00:00.000Z","open":1,"high":2,"low":1,)"
+                               R"("close":2,"volume":7,"adjClose":2,"splitFactor":1.0}])"};
+    };
+    Choose("tiingo");
+    Get<QLineEdit>("txtKey_tiingo")->setText(Key);
+    Click(Get<QPushButton>("cmdTest"));
+    QTRY_VERIFY_WITH_TIMEOUT(Get<QPushButton>("cmdTest")->isEnabled(), 30000);
+    QVERIFY2(Get<QLabel>("lblTrial")->text().startsWith("Tiingo works"),
+             qPrintable(Get<QLabel>("lblTrial")->text()));
+    QCOMPARE(Item("tiingo")->text(1), "ready");
+  }
+
+  void WhatATestFoundIsNotShownUnderAnotherSource() {
+    Fetcher_->Answer = [](const server::HttpRequest&) -> server::FetchResult {
+      return server::FetchFailure{server::FetchHop::TimeOut, "No answer."};
+    };
+    Choose("tiingo");
+    Get<QLineEdit>("txtKey_tiingo")->setText(Key);
+    Click(Get<QPushButton>("cmdTest"));
+    Choose("simulated");
+    QTRY_VERIFY_WITH_TIMEOUT(Get<QPushButton>("cmdTest")->isEnabled(), 30000);
+    QCOMPARE(Get<QLabel>("lblTrial")->text(), "");
+  }
+
   void ATestOfTheSimulatedMarketWorks() {
     Get<QLineEdit>("txtSymbol")->clear();
     Click(Get<QPushButton>("cmdTest"));
@@ -257,6 +345,22 @@ class QuoteServerFormTest : public QObject {
                  qPrintable(List().currentItem()->text(0) + ": " + widget->objectName()));
       }
     }
+  }
+
+  void WhatFilesSayOfThemselvesIsShown() {
+    QVERIFY(Form_->findChild<QPlainTextEdit*>("txtTold") == nullptr);
+    QVERIFY(Service_->Told().empty());
+    Home_->Write("sources/acme.json", "{}");
+    Home_->Write("quotes.db", "This is no database, though it once was one.");
+    Home_->Write("server.ini", std::string("[Quotes]\nSource=tiingo,yahoo\n[Keys]\ntiingo=") + Key + "\n");
+    Open();
+    const QString text = Get<QPlainTextEdit>("txtTold")->toPlainText();
+    QVERIFY2(text.contains("acme.json: /: \"name\" is missing."), qPrintable(text));
+    QCOMPARE(text.count("acme.json"), 1);
+    QVERIFY2(text.contains("is damaged"), qPrintable(text));
+    QVERIFY2(!text.contains("not offered to programs"), qPrintable(text));
+    QVERIFY(!text.contains(Key));
+    NothingIsCutOff();
   }
 
   void TheFirstStartIsToldOnceAndOnlyWhileNothingIsSetUp() {

@@ -17,6 +17,7 @@
 
 #include "server/csv_reader.h"
 #include "server/server_test_support.h"
+#include "server/sqlite_database.h"
 
 namespace hq::server {
 namespace {
@@ -348,6 +349,16 @@ TEST_F(ArchiveTest, CountsTheDamagedFiles) {
   EXPECT_THAT(Names_In(folder_.Path()),
               testing::IsSupersetOf(
                   {"quotes.db", "quotes.db.damaged-1", "quotes.db.damaged-2", "quotes.db.damaged-3"}));
+}
+
+TEST_F(ArchiveTest, IsOpenedWhileAnotherProcessChangesIt) {
+  Store_Days(*Open(), daily, Date(2026, 11, 2), 2);
+  SqliteDatabase other{file_};
+  const SqliteDatabase::Change under_way{other};
+  const auto archive = Open();
+  EXPECT_TRUE(archive->Is_Kept());
+  EXPECT_THAT(archive->Last_Sessions(daily, Date(2026, 12, 1), 9).Bars, SizeIs(2));
+  EXPECT_THAT(reports_, IsEmpty());
 }
 
 TEST_F(ArchiveTest, AnEmptyFileIsBegun) {

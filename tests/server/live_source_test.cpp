@@ -419,6 +419,17 @@ TEST_F(LiveSourceTest, AnswersThatMakeNoSenseDontReachTheArchive) {
   EXPECT_EQ(Bars_Of(Start()->Bars(Daily("S3"))), Expected(3, friday, 20));
 }
 
+TEST_F(LiveSourceTest, WhatAServiceWritesBesideTheBarsIsTold) {
+  Other_Answer = [](const HttpRequest&) {
+    return Reply(200, R"([{"date":"2026-11-13","open":1,"high":2,"low":1,"close":2,"adjusted_close":2,)"
+                      R"("volume":7,"warning":"One year only for key PLANTED+KEY/4711."}])");
+  };
+  const auto source = Start({Planted_Service("eodhd")});
+  EXPECT_EQ(Bars_Of(source->Bars(Daily("S3"))).size(), 1U);
+  EXPECT_THAT(Reports(), ElementsAre("EODHD says with the bars: \"One year only for key ***.\""));
+  EXPECT_THAT(source->Try_Out("eodhd", "S3").Text, HasSubstr("It says: \"One year only"));
+}
+
 TEST_F(LiveSourceTest, ASymbolThatNobodyServesIsToldAsUnknown) {
   const auto source =
       Start({Planted_Service("tiingo"), OtherSource{"csv:F", std::make_shared<CsvSource>(Folder.Path())}});
@@ -559,6 +570,151 @@ TEST_F(LiveSourceTest, TwoServersOnOneFileShareWhatTheyFetch) {
     }
   }
   EXPECT_THAT((Archive{Folder.Path() / "quotes.db"}.Check()), IsEmpty());
+}
+
+TEST_F(LiveSourceTest, AServiceThatIsDownUntilATimeItNamesIsLeftAloneUntilThen) {
+  Tiingo_Answer = [](const HttpRequest&) { return Reply(503, "maintenance", {{"retry-after", "3600"}}); };
+  auto source = Start();
+  EXPECT_EQ(Failure_Of(source->Bars(Daily("S3"))).Kind, FailureKind::Unavailable);
+  EXPECT_EQ(Calls(), 1U);
+  Clock.Advance(5min);
+  EXPECT_EQ(Failure_Of(source->Bars(Daily("S4"))).Kind, FailureKind::Unavailable);
+  // Also after a restart.
+  source = Start();
+  EXPECT_EQ(Failure_Of(source->Bars(Daily("S5"))).Kind, FailureKind::Unavailable);
+  EXPECT_EQ(Calls(), 1U);
+  Clock.Advance(1h);
+  Tiingo_Answer = nullptr;
+  EXPECT_EQ(Bars_Of(source->Bars(Daily("S3"))).size(), 20U);
+}
+
+TEST_F(LiveSourceTest, NobodyElseAsksWhileAServiceWantsAPause) {
+  std::latch told{1};
+  std::atomic<int> calls = 0;
+  PacingTime wait_ends;
+  Tiingo_Answer = [&](const HttpRequest& request) -> FetchResult {
+    if (++calls == 1) {
+      wait_ends = Clock.Now() + 7s;
+      return Reply(429, "slow down", {{"retry-after", "7"}});
+    }
+    EXPECT_GE(Clock.Now(), wait_ends);
+    return Tiingo.Answer(request.Address);
+  };
+  LiveOptions options = Clock.Options();
+  // The first to wait is overtaken by another client.
+  std::shared_ptr<LiveSource> source;
+  std::atomic<bool> is_overtaken = false;
+  options.Wait = [&](milliseconds time) {
+    if (!is_overtaken.exchange(true)) {
+      EXPECT_EQ(Bars_Of(source->Bars(Daily("S4"))).size(), 20U);
+    }
+    Clock.Advance(time);
+  };
+  source = std::make_shared<LiveSource>(std::vector<ChainLink>{Planted_Service("tiingo")},
+                                        std::make_shared<Archive>(std::filesystem::path{}), Fetcher, options);
+  EXPECT_EQ(Bars_Of(source->Bars(Daily("S3"))).size(), 20U);
+}
+
+TEST_F(LiveSourceTest, AnAnswerThatWasOnItsWayDoesNotOpenAClosedService) {
+  std::shared_ptr<LiveSource> source = Start();
+  bool is_first = true;
+  Tiingo_Answer = [&](const HttpRequest& request) -> FetchResult {
+    if (!std::exchange(is_first, false)) return Reply(429, "slow down", {{"retry-after", "7200"}});
+    // While this one is on its way, another one is told to stop.
+    EXPECT_EQ(Failure_Of(source->Bars(Daily("S4"))).Kind, FailureKind::Unavailable);
+    return Tiingo.Answer(request.Address);
+  };
+  EXPECT_EQ(Bars_Of(source->Bars(Daily("S3"))).size(), 20U);
+  EXPECT_EQ(State_Text(source->Sources().at(0)), "out of quota until 2026-11-14 12:00");
+  const auto calls = Calls();
+  EXPECT_EQ(Failure_Of(source->Bars(Daily("S5"))).Kind, FailureKind::Unavailable);
+  EXPECT_EQ(Calls(), calls);
+}
+
+TEST_F(LiveSourceTest, AServiceForWhichNoTimeWasLeftIsNotTakenForDown) {
+  Other_Answer = [this](const HttpRequest&) {
+    Clock.Advance(Fetcher->Limits().back());
+    return FetchFailure{FetchHop::TimeOut, "It did not answer in time."};
+  };
+  const auto source = Start({Planted_Service("alpaca"), Planted_Service("twelvedata"),
+                             Planted_Service("eodhd"), Planted_Service("tiingo")});
+  Tiingo_Answer = [this](const HttpRequest&) {
+    Clock.Advance(Fetcher->Limits().back());
+    return FetchFailure{FetchHop::TimeOut, "It did not answer in time."};
+  };
+  EXPECT_EQ(Failure_Of(source->Bars(Daily("S3"))).Kind, FailureKind::Unavailable);
+  EXPECT_EQ(source->Sources().at(3).State, SourceState::Ready);
+  EXPECT_THAT(Fetcher->Limits(), Each(Ge(milliseconds{1s})));
+}
+
+TEST_F(LiveSourceTest, ASplitThatAServiceWorksIntoThePastADayLateIsSeen) {
+  EXPECT_EQ(Bars_Of(Start()->Bars(Daily("S3", 40))).size(), 40U);
+  Clock.Set(New_York(monday, 17));
+  // The bar of the day is in new prices already, those of the past are not.
+  Tiingo.Split_Before = Date(1900, 1, 1);
+  EXPECT_EQ(Bars_Of(Start()->Bars(Daily("S3", 40))).size(), 40U);
+  Clock.Set(New_York(monday + days{1}, 17));
+  Tiingo.Split_Before = monday;
+  const auto bars = Bars_Of(Start()->Bars(Daily("S3", 40)));
+  auto expected = Expected(3, monday + days{1}, 40);
+  ASSERT_EQ(bars.size(), expected.size());
+  for (std::size_t i = 0; i < bars.size(); ++i) {
+    const double factor = bars[i].Date < monday ? 0.5 : 1;
+    EXPECT_NEAR(bars[i].Close, expected[i].Close * factor, 1e-6) << Iso_Date(bars[i].Date);
+  }
+}
+
+TEST_F(LiveSourceTest, NothingInOtherDaysIsNotTheAnswerForOnesOwn) {
+  std::latch first_asks{1};
+  std::latch second_waits{1};
+  Tiingo_Answer = [&](const HttpRequest& request) -> FetchResult {
+    if (Read_Date(Behind(request.Address, "startDate=", "&")).time_since_epoch() >
+        Date(2000, 1, 1).time_since_epoch())
+      return Tiingo.Answer(request.Address);
+    first_asks.count_down();
+    second_waits.wait();
+    // Time for the other one to begin to wait; too little of it hides the fault, and makes none.
+    std::this_thread::sleep_for(100ms);
+    return Reply(200, "[]");
+  };
+  const auto source = Start();
+  std::jthread first{[&] { std::ignore = source->Bars({"S3", daily_interval, Date(1995, 3, 1), 5}); }};
+  first_asks.wait();
+  second_waits.count_down();
+  EXPECT_EQ(Bars_Of(source->Bars(Daily("S3"))), Expected(3, friday, 20));
+}
+
+TEST_F(LiveSourceTest, WhatTakesMoreCallsThanAMinuteAllowsIsFetchedByAndBy) {
+  // Polygon: 5 calls a minute, and a page ends after 50000 minutes, of which a day has 960.
+  const SourceProfile profile = Shipped("polygon");
+  ASSERT_EQ(profile.Pacing.Calls_A_Minute, 5);
+  Other_Answer = [&](const HttpRequest& request) {
+    const std::string dates = Behind(request.Address, "/range/5/minute/", "?");
+    DayRange asked{Read_Date(dates), Read_Date(dates.substr(11))};
+    const Day page_end = asked.First + days{70};
+    const bool has_more = asked.Last > page_end;
+    std::string next;
+    if (has_more) {
+      next = R"(,"next_url":"https://api.polygon.io/v2/aggs/ticker/S3/range/5/minute/)" +
+             Iso_Date(page_end + days{1}) + "/" + Iso_Date(asked.Last) + R"(?cursor=1")";
+      asked.Last = page_end;
+    }
+    std::string body = AnswerWriter{profile, 1, "S3"}.Body(Sent(Market_Bars(3, asked, 5)));
+    body.insert(body.size() - 1, next);
+    return Reply(200, body);
+  };
+  const auto source = Start({Planted_Service("polygon")});
+  const QuoteRequest request{"S3", 5, {}, 480};
+  int tries = 1;
+  for (; tries <= 4; ++tries) {
+    const std::string came = Source_Of(source->Bars(request));
+    if (came.starts_with("Polygon (Massive) (fetched")) break;
+    EXPECT_THAT(came, HasSubstr("out of quota")) << "the days that came may be served, but that is said";
+    Clock.Advance(61s);
+  }
+  EXPECT_EQ(tries, 3);
+  EXPECT_EQ(Bars_Of(source->Bars(request)), Expected(3, friday, 480, 5));
+  EXPECT_LE(Calls(), 16U) << "nothing is fetched twice but a few days";
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 namespace hq::server {
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
 
@@ -37,6 +38,21 @@ TEST(Make_Source, MakesAFolderOfFilesWithTheReporter) {
   EXPECT_THAT(Bars_Of(source->Bars({"IBM", 1440, {}, 500})), SizeIs(1));
   ASSERT_THAT(reports, SizeIs(1));
   EXPECT_THAT(reports[0], HasSubstr("ibm.csv:3: "));
+}
+
+TEST(Make_Source, TakesListsWithBlanksAndFoldersWithCommas) {
+  const TemporaryFolder folder;
+  for (const char* name : {"my, files", "other"}) std::filesystem::create_directory(folder.Path() / name);
+  const std::string mine = "csv:" + (folder.Path() / "my, files").string();
+  const std::string other = "csv:" + (folder.Path() / "other").string();
+  EXPECT_THAT(Split_Source_List(" tiingo , live,simulated"), ElementsAre("tiingo", "live", "simulated"));
+  EXPECT_THAT(Split_Source_List(mine), ElementsAre(mine));
+  EXPECT_THAT(Split_Source_List("tiingo," + mine + ", simulated"), ElementsAre("tiingo", mine, "simulated"));
+  EXPECT_THAT(Split_Source_List(mine + "," + other + ",live"), ElementsAre(mine, other, "live"));
+  EXPECT_THAT(Split_Source_List("csv:/missing,live"), ElementsAre("csv:/missing", "live"));
+  EXPECT_THAT(Split_Source_List("csv:"), ElementsAre("csv:"));
+  EXPECT_THAT(Split_Source_List("a,,b,"), ElementsAre("a", "", "b", ""));
+  EXPECT_EQ(Make_Source(mine + ", simulated")->Sources().size(), 2U);
 }
 
 TEST(Make_Source, RefusesEverythingElse) {

@@ -97,9 +97,12 @@ TEST_F(PacingTest, AClosedServiceIsNotAskedUntilItsTime) {
   now_ += 1h;
   EXPECT_EQ(pacing_.Closed("x"), std::nullopt);
   EXPECT_EQ(pacing_.Take("x", {}).Wait, 0ms);
-  pacing_.Close("x", now_ + 1h, "again");
-  pacing_.Open("x");
-  EXPECT_EQ(pacing_.Take("x", {}).Wait, 0ms);
+}
+
+TEST_F(PacingTest, AnAnswerThatWasOnItsWayDoesNotOpenAService) {
+  pacing_.Close("x", now_ + 1h, "it said so");
+  pacing_.Answered("x");
+  EXPECT_EQ(pacing_.Take("x", {}).Wait, 1h);
 }
 
 TEST_F(PacingTest, ClosesForTwiceAsLongEachTimeInARow) {
@@ -110,7 +113,7 @@ TEST_F(PacingTest, ClosesForTwiceAsLongEachTimeInARow) {
     EXPECT_EQ(pacing_.Take("x", {}).Wait, length);
     now_ += length;
   }
-  pacing_.Open("x");
+  pacing_.Answered("x");
   pacing_.Close_Growing("x", 15min, 4h, "throttled");
   EXPECT_EQ(pacing_.Take("x", {}).Wait, 15min);
 }

@@ -497,6 +497,9 @@ TEST(UpstreamAnswer, RefusalsAreToldByTheirOwnWords) {
        TroubleKind::Quota, new_york_midnight},
       {"tiingo", 429, "", TroubleKind::Quota, next_hour},
       {"tiingo", 404, R"({"detail":"Error: Ticker 'GONE' not found"})", TroubleKind::UnknownSymbol, {}},
+      {"twelvedata", 503, R"({"status":"error","code":503,"message":"?"})", TroubleKind::ServerDown, {}},
+      {"eodhd", 500, R"({"error":"Internal error"})", TroubleKind::ServerDown, {}},
+      {"eodhd", 400, R"({"error":"No such period"})", TroubleKind::BadRequest, {}},
       {"tiingo", 401, R"({"detail":"Please supply a token"})", TroubleKind::KeyRefused, {}},
       {"alpaca",
        403,
@@ -824,6 +827,24 @@ TEST(UpstreamAnswer, AWholeAddressLeadsToTheNextPageOfTheSameServiceOnly) {
     EXPECT_THAT(asked.Refusal(body(elsewhere)).Reason, HasSubstr("at another place")) << elsewhere;
   asked.Request().Page = most_pages;
   EXPECT_THAT(asked.Refusal(body("https://api.massive.com/v2/x")).Reason, HasSubstr("more than 100 pages"));
+}
+
+TEST(UpstreamAnswer, AnEmptyPageLeadsToTheOnesBehindIt) {
+  const Asked polygon{"polygon", 1};
+  const std::string empty = R"({"ticker":"IBM","resultsCount":0,"status":"OK")";
+  const UpstreamBars first =
+      polygon.Read(empty + R"(,"next_url":"https://api.polygon.io/v2/aggs?cursor=abc"})");
+  EXPECT_TRUE(first.Bars.empty());
+  ASSERT_TRUE(first.Next);
+  EXPECT_EQ(first.Next->Page, 2);
+  EXPECT_EQ(first.Minutes, 5);
+  EXPECT_TRUE(first.Us_Sessions);
+  EXPECT_EQ(polygon.Refusal(empty + "}").Kind, TroubleKind::NothingThere);
+  EXPECT_THAT(polygon.Refusal(empty + R"(,"next_url":"https://evil.example/"})").Reason,
+              HasSubstr("at another place"));
+  const Asked alpaca{"alpaca", 1};
+  EXPECT_TRUE(alpaca.Read(R"({"bars":{},"next_page_token":"x"})").Next);
+  EXPECT_EQ(alpaca.Refusal(R"({"bars":{},"next_page_token":null})").Kind, TroubleKind::NothingThere);
 }
 
 TEST(UpstreamAnswer, RowsBesideTheGridAreAChangedFormatWhenThereAreMany) {
