@@ -138,6 +138,8 @@ FetchFailure Failure_Of(CURLcode code, const Exchange& exchange, CURL* easy, con
       const std::string_view text{exchange.Error_Text.data()};
       if (text.starts_with(marker) && !Begins_With_Host(text.substr(marker.size()), host))
         return {FetchHop::Proxy, "No connection to the proxy."};
+      if (text.starts_with("Unsupported proxy"))
+        return {FetchHop::Proxy, "The proxy's address is of a kind that can't be used."};
       return {FetchHop::Connection, "No connection to " + host + "."};
     }
     case CURLE_OPERATION_TIMEDOUT:

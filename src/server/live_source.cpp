@@ -561,6 +561,10 @@ std::vector<SourceStatus> LiveSource::Sources() {
   return list;
 }
 
+std::optional<std::uintmax_t> LiveSource::Archive_Size() const {
+  return archive_->Is_Kept() ? std::optional{archive_->File_Size()} : std::nullopt;
+}
+
 SourceStatus LiveSource::Status_Of(const LiveService& service) {
   const SourceProfile& profile = *service.Profile;
   SourceStatus status{profile.Name, profile.Title, SourceState::Ready, {}, {}};
@@ -655,16 +659,14 @@ SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::s
       if (count == 0)
         return fail(
             {profile.Title + " has sent no bars of " + symbol + ".", TroubleKind::NothingThere, {}, false});
-      const std::string remark = fetched.Remark.empty() ? "" : " It says: \"" + fetched.Remark + "\"";
+      std::string text = profile.Title;
+      text.append(" works: it has sent ").append(std::to_string(count)).append(" bars of ").append(symbol);
+      text += '.';
+      if (!fetched.Remark.empty()) text.append(" It says: \"").append(fetched.Remark).append("\"");
       // It has the right key and is there, whatever was thought of it before.
       const std::lock_guard lock{mutex_};
       health_[profile.Name] = {};
-      return {true,
-              {},
-              profile.Title + " works: it has sent " + std::to_string(count) + " bars of " + symbol + "." +
-                  remark,
-              {},
-              count};
+      return {true, {}, text, {}, count};
     }
     return fail(not_served);
   } catch (const ArchiveError& error) {

@@ -66,6 +66,7 @@ class LiveSource final : public QuoteSource {
   void Give_Up(bool on) override;
 
   [[nodiscard]] std::vector<SourceStatus> Sources() override;
+  [[nodiscard]] std::optional<std::uintmax_t> Archive_Size() const override;
 
   // Asks a service of the chain for the last days of a symbol, whatever the archive holds, and keeps nothing.
   // Other sources are asked as always.

@@ -352,10 +352,11 @@ class QuoteServer::Listener final : public httplib::Server {
     response.set_content(page, "text/html; charset=utf-8");
   }
 
-  void Remember(const httplib::Request& request, httplib::Response& response, std::string source) {
+  void Remember(const httplib::Request& request, httplib::Response& response, const std::string& source) {
     if (response.status == -1) response.status = 200;
     ServedRequest served{std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()),
-                         Request_Line(request, response), std::move(source)};
+                         Request_Line(request, response), One_Line(source)};
+    served.Source.pop_back();
     const std::lock_guard lock{mutex_};
     last_requests_.push_back(std::move(served));
     if (last_requests_.size() > most_requests_shown) last_requests_.pop_front();

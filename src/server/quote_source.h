@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -83,6 +84,9 @@ class QuoteSource {
 
   // The sources that are asked, in their order, with their states; none when there is but this one.
   [[nodiscard]] virtual std::vector<SourceStatus> Sources() { return {}; }
+
+  // The size in bytes of the file in which what was fetched is kept; none when there is no such file.
+  [[nodiscard]] virtual std::optional<std::uintmax_t> Archive_Size() const { return std::nullopt; }
 
   // While it is on, requests under way and new ones don't wait for anything from outside: they end within a
   // quarter of a second, with what there is.

@@ -23,6 +23,8 @@ constexpr std::string_view style =
     "    .source { padding: 0.6rem 0.8rem; border: 1px solid var(--line); border-radius: 0.3rem; }\n"
     "    .made-up { background: var(--note); }\n"
     "    table { width: 100%; border-collapse: collapse; }\n"
+    "    td { overflow-wrap: anywhere; vertical-align: top; }\n"
+    "    .requests td:first-child { white-space: nowrap; }\n"
     "    th, td { padding: 0.25rem 0.5rem; border-bottom: 1px solid var(--line); text-align: left; }\n"
     "    input, button { padding: 0.35rem 0.6rem; font: inherit; }\n";
 
@@ -57,12 +59,15 @@ std::string Table_Of_Sources(QuoteSource& source) {
   std::string table = "  <h2>Sources in their order</h2>\n  <table>\n    <thead>\n" +
                       Row({"Source", "State", "Why"}, "th") + "    </thead>\n    <tbody>\n";
   for (const SourceStatus& status : sources) table += Row({status.Title, State_Text(status), status.Reason});
-  return table + "    </tbody>\n  </table>\n";
+  table += "    </tbody>\n  </table>\n";
+  if (const auto size = source.Archive_Size())
+    table += "  <p>Archive of fetched quotes: " + std::to_string((*size + 1023) / 1024) + " KiB</p>\n";
+  return table;
 }
 
 std::string Table_Of_Requests(std::span<const ServedRequest> requests) {
   if (requests.empty()) return {};
-  std::string table = "  <h2>Last requests</h2>\n  <table>\n    <thead>\n" +
+  std::string table = "  <h2>Last requests</h2>\n  <table class=\"requests\">\n    <thead>\n" +
                       Row({"New York time", "Request", "From"}, "th") + "    </thead>\n    <tbody>\n";
   for (auto request = requests.rbegin(); request != requests.rend(); ++request)
     table += Row({New_York_Text(request->At), request->Line, request->Source});

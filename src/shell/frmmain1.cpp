@@ -144,6 +144,8 @@ void frmmain1::Show_Quotes_Note() {
 }
 
 void frmmain1::Set_Up_Quotes() {
+  // It would lie over the form.
+  if (auto* const note = findChild<QLabel*>("lblfirststart")) note->close();
   const std::optional<QuotePlace> place = program_.Parts.Set_Up_Quotes(this);
   if (!place) return;
   program_.Use_Quotes(*place);

@@ -225,6 +225,42 @@ TEST_F(SourcesCommandTest, ADownloadGetsTheBarsOfAServiceAndThenThoseOfTheArchiv
   EXPECT_EQ(service.Connections(), 1U) << "the archive is asked first";
 }
 
+TEST_F(SourcesCommandTest, NothingThatIsWrittenHoldsTheKey) {
+  const std::string key = "Planted+Key/4711=TAIL";
+  const test::TempFolder output;
+  const test::SocketServer echo(
+      test::Answer_With(test::Http_Answer(R"({"error":"The key Planted+Key/4711=TAIL is not known."})")));
+  Write_Profile(echo.Address());
+  std::string profile = Disk.Read(Program / "sources/acme.json");
+  profile.insert(profile.find("\"feeds\""),
+                 R"("troubles": [{"when": {"at": ["error"]}, "is": "bad-request"}], )");
+  Program.Write("sources/acme.json", profile);
+  Program.Write("server.ini", "[Quotes]\nSource=acme\n[Keys]\nacme=" + key + "\n");
+  Program.Write("FSCLIENT.INI", "[Log File]\nWrite To Disk=1\nCapture To Disk=1\nCircularLog=1\n");
+  std::string all;
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"MSFT", "--output", output.Path(), "--end-date", "03/13/03"},
+                                             {"sources"},
+                                             {"sources", "test", "acme"},
+                                             {"sources", "use", "acme"},
+                                             {"archive"},
+                                             {"archive", "check"},
+                                             {"archive", "export", "MSFT"},
+                                             {"archive", "shrink", "--before", "2026-01-01"}}) {
+    static_cast<void>(Run(arguments));
+    all += Out.str() + Err.str();
+  }
+  EXPECT_THAT(all, AllOf(HasSubstr("The key *** is not known."), HasSubstr("****TAIL")));
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(Program.Path())) {
+    if (entry.is_regular_file() && entry.path().filename() != "server.ini")
+      all += Disk.Read(entry.path().string());
+  }
+  for (const auto& [name, text] : output.Files()) all += name + text;
+  EXPECT_THAT(all, HasSubstr("Sub Process_Onestock")) << "the trace is among it";
+  for (const char* part : {"Planted", "4711", "planted", "Key/", "Key%2F"})
+    EXPECT_EQ(all.find(part), std::string::npos) << part;
+}
+
 TEST_F(SourcesCommandTest, SettingsThatCannotServeAreRefusedWithTheirFile) {
   Write_Profile();
   Program.Write("server.ini", "[Quotes]\nSource=acme\n");

@@ -385,6 +385,7 @@ class QuoteServerFormTest : public QObject {
     QVERIFY(program.Window().findChild<QLabel*>("lblfirststart")->isVisible());
     Press(Qt::Key_Q, Qt::AltModifier);
     QTRY_COMPARE(shown, 1);
+    QTRY_VERIFY(program.Window().findChild<QLabel*>("lblfirststart") == nullptr);
     QCOMPARE(program.Global->State.RequestTemplate, program.RequestTemplate);
     Press(Qt::Key_Q, Qt::AltModifier);
     QTRY_COMPARE(shown, 2);

@@ -277,6 +277,7 @@ TEST(CurlFetcher, TellsTheProxyFromTheServer) {
   EXPECT_EQ(fail("https_proxy", dead.Address(), "https://quotes.example/").Hop, FetchHop::Proxy);
   EXPECT_EQ(fail("http_proxy", "http://unknown.example:1", "http://quotes.example/").Hop, FetchHop::Proxy);
   EXPECT_EQ(fail("http_proxy", asking.Address(), "http://quotes.example/").Hop, FetchHop::Proxy);
+  EXPECT_EQ(fail("https_proxy", "nonsense://x:1", "https://quotes.example/").Hop, FetchHop::Proxy);
   const FetchFailure refused = fail("https_proxy", refusing.Address(), "https://quotes.example/");
   EXPECT_EQ(refused.Hop, FetchHop::Proxy);
   EXPECT_THAT(refused.Reason, HasSubstr("403"));

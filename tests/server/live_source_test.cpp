@@ -106,6 +106,7 @@ TEST_F(LiveSourceTest, ServesWhatTheServiceSendsAndNamesIt) {
               StartsWith("Source: Tiingo (fetched 2026-11-14 10:00)\n26"));
   EXPECT_TRUE(source->Real_Quotes());
   EXPECT_EQ(source->Description(), "Tiingo.");
+  EXPECT_GE(source->Archive_Size(), std::filesystem::file_size(Folder.Path() / "quotes.db"));
 }
 
 TEST_F(LiveSourceTest, WhatWasFetchedIsNotAskedForAgain) {

@@ -86,6 +86,7 @@ TEST(Home_Page, ShowsTheSourcesInTheirOrderAndTheLastRequests) {
               {"two", "Two", SourceState::OutOfQuota,
                std::chrono::sys_days{Date(2026, 11, 21)} + std::chrono::hours{21}, "It said <enough>."}};
     }
+    [[nodiscard]] std::optional<std::uintmax_t> Archive_Size() const override { return 4097; }
   } source;
   const std::vector<ServedRequest> requests = {
       {std::chrono::sys_days{Date(2026, 11, 21)} + std::chrono::hours{15}, "GET /quotes?Symbol=A<B -> 200",
@@ -101,6 +102,7 @@ TEST(Home_Page, ShowsTheSourcesInTheirOrderAndTheLastRequests) {
       page,
       HasSubstr(
           "<td>2026-11-21 10:00</td><td>GET /quotes?Symbol=A&lt;B -&gt; 200</td><td>One (archive)</td>"));
+  EXPECT_THAT(page, HasSubstr("Archive of fetched quotes: 5 KiB"));
   EXPECT_LT(page.find("Symbol=C"), page.find("Symbol=A")) << "the newest first";
   ListedSource plain{true};
   EXPECT_THAT(Home_Page(plain, "http://x/", "/search"), Not(HasSubstr("<table>")));
