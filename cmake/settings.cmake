@@ -11,6 +11,11 @@ else()
     # g++ 12 takes text + string for overlapping memory when it optimises.
     target_compile_options(hq_settings INTERFACE -Wno-restrict)
   endif()
+  if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Numbers as on every other system. The older arithmetic of 32-bit programs carries more digits than a number holds,
+    # and every machine of these systems has the newer one.
+    target_compile_options(hq_settings INTERFACE -msse2 -mfpmath=sse)
+  endif()
 endif()
 if(WIN32)
   # Windows 10 and later. The names without a letter at the end stay the ANSI ones: texts are in the system's code page.

@@ -28,11 +28,10 @@ constexpr size_t MostSymbols = 32768;
 
 // The folder as one that another name is joined to: "C:\data\" and "C:\" as "C:\data" and "C:".
 std::string Without_Separator_At_End(std::string folder) {
-  const auto is_separator = [](char c) {
-    return c == '/' || c == std::filesystem::path::preferred_separator;
-  };
+  const std::string separators{'/', static_cast<char>(std::filesystem::path::preferred_separator)};
   // In some code pages a letter ends in the byte of a backslash.
-  while (folder.size() > 1 && is_separator(folder.back()) && !System_Path(folder).has_filename())
+  while (folder.size() > 1 && Contains(separators, folder.substr(folder.size() - 1)) &&
+         !System_Path(folder).has_filename())
     folder.pop_back();
   return folder;
 }
