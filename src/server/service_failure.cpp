@@ -89,7 +89,10 @@ std::string Next_Step(const ServiceFailure& failure, const SourceProfile& profil
                        " (New York), or put another source behind this one."
                  : "Wait a while, or put another source behind this one.";
     case TroubleKind::ServerDown:
-      return "Try again in a few minutes.";
+      return failure.Until
+                 ? "Wait until " + New_York_Text(std::chrono::ceil<std::chrono::seconds>(*failure.Until)) +
+                       " (New York)."
+                 : "Try again in a few minutes.";
     case TroubleKind::BadRequest:
     case TroubleKind::FormatChanged:
       break;

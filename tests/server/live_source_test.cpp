@@ -576,6 +576,7 @@ TEST_F(LiveSourceTest, TwoServersOnOneFileShareWhatTheyFetch) {
 TEST_F(LiveSourceTest, AServiceThatIsDownUntilATimeItNamesIsLeftAloneUntilThen) {
   Tiingo_Answer = [](const HttpRequest&) { return Reply(503, "maintenance", {{"retry-after", "3600"}}); };
   auto source = Start();
+  EXPECT_EQ(source->Try_Out("tiingo", "S3").Next_Step, "Wait until 2026-11-14 11:00 (New York).");
   EXPECT_EQ(Failure_Of(source->Bars(Daily("S3"))).Kind, FailureKind::Unavailable);
   EXPECT_EQ(Calls(), 1U);
   Clock.Advance(5min);
