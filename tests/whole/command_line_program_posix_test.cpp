@@ -122,7 +122,8 @@ TEST(CommandLineProgram, AFullFileSystemIsToldAndLeavesNoHalfFile) {
 
 TEST(CommandLineProgram, ALogThatCannotBeWrittenDoesNotEndTheRunAndIsTold) {
   const TempFolder output;
-  ChildProgram program(Command({"MSFT", "--output", output.Path(), "--program-folder", output.Path(),
+  const TempFolder folder;
+  ChildProgram program(Command({"MSFT", "--output", output.Path(), "--program-folder", folder.Path(),
                                 "--end-date", "03/14/03"}),
                        [] { static_cast<void>(freopen("/dev/full", "w", stdout)); });
   EXPECT_EQ(program.Wait(), 1);

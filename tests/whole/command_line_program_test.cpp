@@ -29,7 +29,8 @@ std::vector<std::string> Command(std::vector<std::string> arguments) {
 
 TEST(CommandLineProgram, DownloadsFromTheServerInside) {
   const TempFolder output;
-  ChildProgram program(Command({"MSFT", "IBM", "--output", output.Path(), "--program-folder", output.Path(),
+  const TempFolder folder;
+  ChildProgram program(Command({"MSFT", "IBM", "--output", output.Path(), "--program-folder", folder.Path(),
                                 "--end-date", "03/14/03", "--days", "5"}));
   EXPECT_EQ(program.Wait(), 0) << program.Err();
   EXPECT_THAT(output.Names(), ElementsAre("031003-031403IBM1D.txt", "031003-031403MSFT1D.txt"));
