@@ -5,9 +5,9 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <semaphore>
 #include <string>
 
+#include "base/latch.h"
 #include "platform/interrupts.h"
 #include "platform/program.h"
 #include "server/quote_server.h"
@@ -38,8 +38,8 @@ struct Options {
 };
 
 void Serve(const Options& options) {
-  std::counting_semaphore<> end_wanted{0};
-  const hq::InterruptWatch watch{[&end_wanted] { end_wanted.release(); }};
+  hq::Latch end_wanted;
+  const hq::InterruptWatch watch{[&end_wanted] { end_wanted.Count_Down(); }};
   ErrorLines errors;
   const auto report = [&errors](const std::string& line) { errors.Write(line); };
 
@@ -56,7 +56,7 @@ void Serve(const Options& options) {
             << "Symbol search: " << server.Symbol_Search_Address() << '\n'
             << "Source: " << source->Description() << '\n'
             << "Press Ctrl-C to end." << std::endl;
-  end_wanted.acquire();
+  end_wanted.Wait();
   server.Stop();
 }
 

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "base/latch.h"
 #include "cli/console_message_loop.h"
 #include "quotes/curl_transfer.h"
 #include "support/environment.h"
@@ -111,15 +112,14 @@ class SeenRequest {
 // Waits, without running events, until the transfer has posted its last one: the server sees the connection's
 // end between Disconnecting and the last state.
 struct Ended {
-  std::atomic<bool> Value = false;
+  Latch Has_Ended;
   SocketServer::Script Script = [this](SocketConnection& connection) {
     connection.ReadRequest();
     connection.Send(Http_Answer("body"));
     connection.WaitForEnd();
-    Value = true;
-    Value.notify_all();
+    Has_Ended.Count_Down();
   };
-  void Wait() const { Value.wait(false); }
+  void Wait() { Has_Ended.Wait(); }
 };
 
 }  // namespace hq::test

@@ -90,7 +90,8 @@ class BadDay : public testing::TestWithParam<Case> {
     return {std::make_shared<const SourceProfile>(moved), Planted_Keys(moved)};
   }
   [[nodiscard]] std::unique_ptr<LiveSource> Start(const std::string& address, bool with_files = false) {
-    std::vector<ChainLink> chain{Service_At(address)};
+    std::vector<ChainLink> chain;
+    chain.emplace_back(Service_At(address));
     if (with_files) chain.emplace_back(OtherSource{"csv:F", std::make_shared<CsvSource>(Folder.Path())});
     LiveOptions options = Clock.Options();
     options.Try_Limit = Try_Limit;

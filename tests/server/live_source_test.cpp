@@ -1,9 +1,9 @@
 #include "server/live_source.h"
 
 #include <gmock/gmock.h>
-#include <latch>
 #include <thread>
 
+#include "base/latch.h"
 #include "server/csv_source.h"
 #include "server/quote_text.h"
 #include "server/replay.h"
@@ -453,10 +453,10 @@ TEST_F(LiveSourceTest, SymbolsOfTheArchiveAreFound) {
 
 TEST_F(LiveSourceTest, RequestsForTheSameDataShareOneFetch) {
   constexpr int clients = 16;
-  std::latch all_ask{clients};
+  Latch all_ask{clients};
   Tiingo_Answer = [&](const HttpRequest& request) {
     // Nothing is sent before all have begun to ask.
-    all_ask.wait();
+    all_ask.Wait();
     return Tiingo.Answer(request.Address);
   };
   const auto source = Start();
@@ -465,7 +465,7 @@ TEST_F(LiveSourceTest, RequestsForTheSameDataShareOneFetch) {
     std::vector<std::jthread> threads;
     for (int i = 0; i < clients; ++i) {
       threads.emplace_back([&, i] {
-        all_ask.count_down();
+        all_ask.Count_Down();
         answers[static_cast<std::size_t>(i)] = Bars_Of(source->Bars(Daily("S3")));
       });
     }
@@ -526,16 +526,16 @@ TEST_F(LiveSourceTest, GivingUpEndsAWaitAtOnce) {
   const auto source =
       std::make_unique<LiveSource>(std::vector<ChainLink>{Planted_Service("tiingo")},
                                    std::make_shared<Archive>(std::filesystem::path{}), Fetcher, options);
-  std::latch asked{1};
+  Latch asked;
   Tiingo_Answer = [&](const HttpRequest&) {
-    asked.count_down();
+    asked.Count_Down();
     return Reply(429, "", {{"retry-after", "20"}});
   };
   const auto began = steady_clock::now();
   Failure failure;
   {
     const std::jthread client{[&] { failure = Failure_Of(source->Bars(Daily("S3"))); }};
-    asked.wait();
+    asked.Wait();
     source->Give_Up(true);
   }
   EXPECT_LT(steady_clock::now() - began, 10s);
@@ -591,7 +591,6 @@ TEST_F(LiveSourceTest, AServiceThatIsDownUntilATimeItNamesIsLeftAloneUntilThen) 
 }
 
 TEST_F(LiveSourceTest, NobodyElseAsksWhileAServiceWantsAPause) {
-  std::latch told{1};
   std::atomic<int> calls = 0;
   PacingTime wait_ends;
   Tiingo_Answer = [&](const HttpRequest& request) -> FetchResult {
@@ -667,22 +666,22 @@ TEST_F(LiveSourceTest, ASplitThatAServiceWorksIntoThePastADayLateIsSeen) {
 }
 
 TEST_F(LiveSourceTest, NothingInOtherDaysIsNotTheAnswerForOnesOwn) {
-  std::latch first_asks{1};
-  std::latch second_waits{1};
+  Latch first_asks;
+  Latch second_waits;
   Tiingo_Answer = [&](const HttpRequest& request) -> FetchResult {
     if (Read_Date(Behind(request.Address, "startDate=", "&")).time_since_epoch() >
         Date(2000, 1, 1).time_since_epoch())
       return Tiingo.Answer(request.Address);
-    first_asks.count_down();
-    second_waits.wait();
+    first_asks.Count_Down();
+    second_waits.Wait();
     // Time for the other one to begin to wait; too little of it hides the fault, and makes none.
     std::this_thread::sleep_for(100ms);
     return Reply(200, "[]");
   };
   const auto source = Start();
   std::jthread first{[&] { std::ignore = source->Bars({"S3", daily_interval, Date(1995, 3, 1), 5}); }};
-  first_asks.wait();
-  second_waits.count_down();
+  first_asks.Wait();
+  second_waits.Count_Down();
   EXPECT_EQ(Bars_Of(source->Bars(Daily("S3"))), Expected(3, friday, 20));
 }
 
