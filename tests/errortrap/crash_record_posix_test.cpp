@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include "built_places.h"
 #include "errortrap/crash_record.h"
 #include "errortrap/crash_record_support.h"
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "built_places.h"
 #include "support/child_program.h"
 #include "support/temp_folder.h"
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "built_places.h"
 #include "errortrap/defect_report.h"
 #include "errortrap/error_log.h"
 #include "errortrap/machine_description.h"

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/profile.h"
+#include "built_places.h"
 #include "platform/files.h"
 #include "support/fakes.h"
 #include "support/temp_folder.h"

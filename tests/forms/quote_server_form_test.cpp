@@ -14,6 +14,7 @@
 #include <QTreeWidget>
 #include <filesystem>
 
+#include "built_places.h"
 #include "forms/form_support.h"
 #include "server/scripted_fetcher.h"
 

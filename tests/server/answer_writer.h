@@ -11,6 +11,7 @@
 #include <variant>
 #include <vector>
 
+#include "built_places.h"
 #include "server/server_test_support.h"
 #include "server/source_profile.h"
 #include "server/upstream_answer.h"

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <set>
 
+#include "built_places.h"
 #include "server/csv_source.h"
 #include "server/quote_request.h"
 #include "server/quote_text.h"

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <thread>
 
+#include "built_places.h"
 #include "server/server_test_support.h"
 
 namespace hq::server {

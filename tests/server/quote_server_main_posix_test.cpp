@@ -12,6 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "built_places.h"
 #include "server/server_test_support.h"
 #include "support/socket_server.h"
 
@@ -27,7 +28,7 @@ using testing::Not;
 class Program {
  public:
   explicit Program(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), HQ_QUOTE_SERVER);
+    arguments.insert(arguments.begin(), HQ_SERVER_PROGRAM);
     std::vector<char*> pointers;
     for (auto& argument : arguments) pointers.push_back(argument.data());
     pointers.push_back(nullptr);

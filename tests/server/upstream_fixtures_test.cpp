@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <iterator>
 
+#include "built_places.h"
 #include "server/answer_writer.h"
 #include "server/quote_text.h"
 

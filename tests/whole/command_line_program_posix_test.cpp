@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 
 #include "base/strings.h"
+#include "built_places.h"
 #include "support/child_program.h"
 #include "support/socket_server.h"
 #include "support/temp_folder.h"

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "built_places.h"
 #include "support/child_program.h"
 #include "support/socket_server.h"
 #include "support/temp_folder.h"

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "built_places.h"
 #include "support/child_program.h"
 #include "support/temp_folder.h"
 
