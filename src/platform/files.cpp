@@ -4,6 +4,7 @@
 
 #include "base/strings.h"
 #include "platform/directory_search.h"
+#include "platform/paths.h"
 
 namespace hq {
 
@@ -11,6 +12,11 @@ std::string Temporary_Folder() {
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
   return error ? std::string(".") : folder.string();
+}
+
+std::string SystemFiles::Read(const std::string& path) {
+  constexpr std::uintmax_t Largest = 64 * 1024 * 1024;
+  return Read_File(System_Path(path), path, Largest);
 }
 
 void SystemFiles::Copy(const std::string& from, const std::string& to) {

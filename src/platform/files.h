@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -19,9 +21,10 @@ class OutputFile {
   // error. Raises BadFileName after Close.
   virtual void Write(std::string_view bytes) = 0;
 
-  // Hands the bytes to the disk and moves the file over its place; an earlier file of the name is replaced
-  // and keeps its permissions. Raises a run-time error when a Write has failed or the file can't take its
-  // place; then an earlier file is as it was.
+  // Hands the bytes to the disk and moves the file over its place; an earlier file of the name is replaced.
+  // Owner, group and permissions stay those of the earlier file where the system lets them; where it doesn't,
+  // nobody but the user who writes may do more than before. Raises a run-time error when a Write has failed
+  // or the file can't take its place; then an earlier file is as it was.
   virtual void Close() = 0;
 };
 
@@ -39,8 +42,14 @@ class Files {
   // when path names a folder or a device, BadFileName when it is empty, too long or holds a NUL.
   virtual std::unique_ptr<OutputFile> Open_For_Output(const std::string& path) = 0;
 
-  // The bytes of a file of up to 64 MiB. Raises FileNotFound when there is none, PathFileAccessError when it
-  // is larger or a folder.
+  // The same for a file with secrets: one that is not there yet is made for the user alone. An earlier one
+  // keeps its permissions, which may let others read it on purpose.
+  virtual std::unique_ptr<OutputFile> Open_For_Private_Output(const std::string& path) = 0;
+
+  // The bytes of a file of up to 64 MiB; never waits for another program. Raises FileNotFound only when
+  // nothing has this name, PathNotFound when it is a link to what is not there, PathFileAccessError when it
+  // is larger or no regular file (a folder, a pipe, a socket, a device), PermissionDenied when the user may
+  // not read it.
   virtual std::string Read(const std::string& path) = 0;
 
   // Copies a file of up to 64 MiB over another, with the errors of Read and Open_For_Output; whole or not at
@@ -64,12 +73,17 @@ class Files {
 class SystemFiles final : public Files {
  public:
   std::unique_ptr<OutputFile> Open_For_Output(const std::string& path) override;
+  std::unique_ptr<OutputFile> Open_For_Private_Output(const std::string& path) override;
   std::string Read(const std::string& path) override;
   void Copy(const std::string& from, const std::string& to) override;
   void Rename(const std::string& from, const std::string& to) override;
   void Delete(const std::string& path) override;
   bool Exists(const std::string& path) override;
 };
+
+// The bytes of a file of up to so many bytes, with the errors of Files::Read, whose details call it by name.
+[[nodiscard]] std::string Read_File(const std::filesystem::path& file, const std::string& name,
+                                    std::uintmax_t most_bytes);
 
 // Folder and name joined with the system's own separator.
 [[nodiscard]] std::string Join_Path(std::string_view folder, std::string_view name);

@@ -19,7 +19,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr size_t WriteBufferBytes = 256 * 1024;
-constexpr size_t LargestFileToRead = 64 * 1024 * 1024;
+constexpr mode_t OwnerAlone = 0600;
+constexpr mode_t AsTheMaskAllows = 0666;
 
 RunTimeError Last_Error(const std::string& path) {
   return File_Error(std::error_code(errno, std::generic_category()), path);
@@ -53,6 +54,24 @@ void Refuse_Nul(const std::string& path) {
   if (path.find('\0') != std::string::npos) throw Error_Of(std::errc::invalid_argument, path);
 }
 
+// Raises when a mode is not that of a file with bytes of its own.
+void Refuse_No_File(mode_t mode, const std::string& name) {
+  if (S_ISREG(mode)) return;
+  const char* kind = S_ISDIR(mode)    ? "a folder"
+                     : S_ISFIFO(mode) ? "a pipe"
+                     : S_ISSOCK(mode) ? "a socket"
+                                      : "a device";
+  throw RunTimeError(PathFileAccessError, name + ": it is " + kind + ", not a file");
+}
+
+// A link was made on purpose: what it leads to is away, which is not the same as never made.
+void Refuse_Dangling_Link(const std::string& path, const std::string& name) {
+  std::error_code no_link;
+  const fs::path target = fs::read_symlink(path, no_link);
+  if (no_link) return;
+  throw RunTimeError(PathNotFound, name + ": it is a link to " + target.native() + ", which is not there");
+}
+
 // A name for the unfinished file that no other file of this or another living process has.
 std::string Unfinished_Name() {
   static std::atomic<unsigned> count = 0;
@@ -75,7 +94,7 @@ fs::path Followed(const std::string& path) {
 
 class PosixOutputFile final : public OutputFile {
  public:
-  PosixOutputFile(std::string path, const fs::path& target)
+  PosixOutputFile(std::string path, const fs::path& target, mode_t new_mode)
       : path_(std::move(path)), target_(target.string()) {
     // A write takes no memory, so that it can't fail for want of it and leave a gap in the file.
     buffer_.reserve(WriteBufferBytes);
@@ -86,15 +105,15 @@ class PosixOutputFile final : public OutputFile {
     if (replaces && S_ISDIR(existing.st_mode)) throw Error_Of(std::errc::is_a_directory, path_);
     if (replaces && !S_ISREG(existing.st_mode)) throw Error_Of(std::errc::not_supported, path_);
     if (replaces && access(target_.c_str(), W_OK) != 0) throw Last_Error(path_);
+    // What replaces a file is closed to others until it has the earlier one's owner and mode.
+    const mode_t mode = replaces ? OwnerAlone : new_mode;
     do {
       // A process that was killed may have left an unfinished file, and a later one may have its number.
       unfinished_ = (target.parent_path() / Unfinished_Name()).string();
-      descriptor_.Take(open(unfinished_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+      descriptor_.Take(open(unfinished_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     } while (!descriptor_.Is_Open() && errno == EEXIST);
     if (!descriptor_.Is_Open()) throw Place_Error();
-    // An earlier file's permissions are the user's choice. Where they can't be kept the new file's own will
-    // do.
-    if (replaces && fchmod(descriptor_.Number(), existing.st_mode & 07777) != 0) errno = 0;
+    if (replaces) Take_Over(existing);
   }
 
   ~PosixOutputFile() override {
@@ -127,6 +146,21 @@ class PosixOutputFile final : public OutputFile {
   }
 
  private:
+  // Who has an earlier file and who may do what with it are the user's choice, kept where the system lets it.
+  void Take_Over(const struct stat& existing) const {
+    const int file = descriptor_.Number();
+    const bool keeps_owner = fchown(file, existing.st_uid, existing.st_gid) == 0;
+    const bool keeps_group = keeps_owner || fchown(file, static_cast<uid_t>(-1), existing.st_gid) == 0;
+    mode_t mode = existing.st_mode & 07777;
+    // To run as somebody else was never granted by these.
+    if (!keeps_owner) mode &= 0777;
+    // Another group is told apart from everybody no more.
+    const mode_t shared = (mode >> 3) & mode & 07;
+    if (!keeps_group) mode = (mode & 0700) | (shared << 3) | shared;
+    // Last, because a change of owner takes bits away. A file system without modes keeps what it has.
+    if (fchmod(file, mode) != 0) errno = 0;
+  }
+
   // The system's last error, where a missing file means that the folder is missing.
   [[nodiscard]] RunTimeError Place_Error() const {
     if (errno != ENOENT) return Last_Error(path_);
@@ -160,30 +194,56 @@ class PosixOutputFile final : public OutputFile {
   std::optional<RunTimeError> failure_;
 };
 
-}  // namespace
-
-std::unique_ptr<OutputFile> SystemFiles::Open_For_Output(const std::string& path) {
+std::unique_ptr<OutputFile> Opened(const std::string& path, mode_t new_mode) {
   Refuse_Nul(path);
   if (path.empty()) throw Error_Of(std::errc::invalid_argument, path);
   // A link stays a link: the file it names is replaced.
-  return std::make_unique<PosixOutputFile>(path, Followed(path));
+  return std::make_unique<PosixOutputFile>(path, Followed(path), new_mode);
 }
 
-std::string SystemFiles::Read(const std::string& path) {
+}  // namespace
+
+std::unique_ptr<OutputFile> SystemFiles::Open_For_Output(const std::string& path) {
+  return Opened(path, AsTheMaskAllows);
+}
+
+std::unique_ptr<OutputFile> SystemFiles::Open_For_Private_Output(const std::string& path) {
+  return Opened(path, OwnerAlone);
+}
+
+std::string Read_File(const fs::path& file, const std::string& name, std::uintmax_t most_bytes) {
+  const std::string& path = file.native();
   Refuse_Nul(path);
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file.Is_Open()) throw Last_Error(path);
+  // Looked at first, because opening some devices does something.
+  struct stat state {};
+  if (stat(path.c_str(), &state) == 0) {
+    Refuse_No_File(state.st_mode, name);
+  } else if (errno == ENOENT) {
+    Refuse_Dangling_Link(path, name);
+  }
+  int number = -1;
+  do {
+    // Without O_NONBLOCK a pipe that took the file's place meanwhile would be waited for.
+    number = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  } while (number < 0 && errno == EINTR);
+  const Descriptor opened(number);
+  if (!opened.Is_Open() || fstat(number, &state) != 0) throw Last_Error(name);
+  Refuse_No_File(state.st_mode, name);
   std::string bytes;
+  constexpr size_t Piece = 64 * 1024;
+  bytes.reserve(
+      static_cast<size_t>(std::min<std::uintmax_t>(static_cast<std::uintmax_t>(state.st_size), most_bytes)) +
+      Piece);
   for (;;) {
-    constexpr size_t Piece = 64 * 1024;
     const size_t before = bytes.size();
     bytes.resize(before + Piece);
-    const ssize_t got = read(file.Number(), bytes.data() + before, Piece);
-    if (got < 0 && errno != EINTR) throw Last_Error(path);
+    const ssize_t got = read(number, bytes.data() + before, Piece);
+    if (got < 0 && errno != EINTR) throw Last_Error(name);
     bytes.resize(before + static_cast<size_t>(std::max<ssize_t>(got, 0)));
     if (got == 0) return bytes;
-    if (bytes.size() > LargestFileToRead) {
-      throw RunTimeError(PathFileAccessError, path + ": larger than 64 MiB");
+    if (bytes.size() > most_bytes) {
+      throw RunTimeError(PathFileAccessError,
+                         name + ": larger than " + std::to_string(most_bytes >> 20U) + " MiB");
     }
   }
 }

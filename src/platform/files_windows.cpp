@@ -1,10 +1,15 @@
 #include <algorithm>
 #include <atomic>
+#include <cstring>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
 #include <windows.h>
+// After the header that it needs.
+#include <sddl.h>
 
+#include "base/run_time_error.h"
 #include "platform/files.h"
 #include "platform/windows_error.h"
 
@@ -13,7 +18,6 @@ namespace hq {
 namespace {
 
 constexpr size_t WriteBufferBytes = 256 * 1024;
-constexpr size_t LargestFileToRead = 64 * 1024 * 1024;
 constexpr DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 RunTimeError Error_Of(std::errc reason, const std::string& path) {
@@ -97,19 +101,46 @@ std::vector<unsigned char> Access_List(const std::string& path) {
   return list;
 }
 
+struct LocalMemory {
+  void operator()(void* memory) const { LocalFree(memory); }
+};
+
+// Lets the user of the process, the administrators and the system at a file, and nobody else. Nothing when
+// the system does not tell who the user is.
+std::unique_ptr<void, LocalMemory> User_Alone() {
+  HANDLE token = nullptr;
+  if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == 0) return nullptr;
+  const Handle closed_later(token);
+  DWORD size = 0;
+  GetTokenInformation(token, TokenUser, nullptr, 0, &size);
+  std::vector<unsigned char> user(size);
+  if (size == 0 || GetTokenInformation(token, TokenUser, user.data(), size, &size) == 0) return nullptr;
+  TOKEN_USER named{};
+  std::memcpy(&named, user.data(), sizeof named);
+  char* name = nullptr;
+  if (ConvertSidToStringSidA(named.User.Sid, &name) == 0) return nullptr;
+  const std::unique_ptr<void, LocalMemory> freed_later(name);
+  const std::string rights = "D:P(A;;FA;;;SY)(A;;FA;;;BA)(A;;FA;;;" + std::string(name) + ")";
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ConvertStringSecurityDescriptorToSecurityDescriptorA(rights.c_str(), SDDL_REVISION_1, &descriptor, nullptr);
+  return std::unique_ptr<void, LocalMemory>(descriptor);
+}
+
 class WindowsOutputFile final : public OutputFile {
  public:
-  WindowsOutputFile(std::string path, std::string target)
+  WindowsOutputFile(std::string path, std::string target, bool is_private)
       : path_(std::move(path)), target_(std::move(target)) {
     // A write takes no memory, so that it can't fail for want of it and leave a gap in the file.
     buffer_.reserve(WriteBufferBytes);
     Look_At_Existing();
     const std::string folder = Folder_Part(target_);
+    const std::unique_ptr<void, LocalMemory> owner = is_private ? User_Alone() : nullptr;
+    SECURITY_ATTRIBUTES security{sizeof security, owner.get(), FALSE};
     do {
       // A process that was killed may have left an unfinished file, and a later one may have its number.
       unfinished_ = folder + Unfinished_Name();
-      file_.Take(CreateFileA(unfinished_.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_NEW,
-                             FILE_ATTRIBUTE_NORMAL, nullptr));
+      file_.Take(CreateFileA(unfinished_.c_str(), GENERIC_WRITE, FILE_SHARE_READ, owner ? &security : nullptr,
+                             CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     } while (!file_.Is_Open() && GetLastError() == ERROR_FILE_EXISTS);
     if (!file_.Is_Open()) {
       const DWORD reason = GetLastError();
@@ -225,33 +256,56 @@ class WindowsOutputFile final : public OutputFile {
   std::optional<RunTimeError> failure_;
 };
 
-}  // namespace
-
-std::unique_ptr<OutputFile> SystemFiles::Open_For_Output(const std::string& path) {
+std::unique_ptr<OutputFile> Opened(const std::string& path, bool is_private) {
   Refuse_Nul(path);
   if (path.empty()) throw Error_Of(std::errc::invalid_argument, path);
   // A link stays a link: the file it names is replaced.
-  return std::make_unique<WindowsOutputFile>(path, Followed(path));
+  return std::make_unique<WindowsOutputFile>(path, Followed(path), is_private);
 }
 
-std::string SystemFiles::Read(const std::string& path) {
-  Refuse_Nul(path);
-  if (Is_Folder(GetFileAttributesA(path.c_str()))) throw Error_Of(std::errc::is_a_directory, path);
-  const Handle file(CreateFileA(path.c_str(), GENERIC_READ, ShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
-  if (!file.Is_Open()) throw Missing_Error(GetLastError(), path);
+}  // namespace
+
+std::unique_ptr<OutputFile> SystemFiles::Open_For_Output(const std::string& path) {
+  return Opened(path, false);
+}
+
+std::unique_ptr<OutputFile> SystemFiles::Open_For_Private_Output(const std::string& path) {
+  return Opened(path, true);
+}
+
+std::string Read_File(const std::filesystem::path& file, const std::string& name, std::uintmax_t most_bytes) {
+  if (file.native().find(L'\0') != std::wstring::npos) throw Error_Of(std::errc::invalid_argument, name);
+  const DWORD attributes = GetFileAttributesW(file.c_str());
+  if (Is_Folder(attributes)) throw RunTimeError(PathFileAccessError, name + ": it is a folder, not a file");
+  const Handle opened(CreateFileW(file.c_str(), GENERIC_READ, ShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
+  if (!opened.Is_Open()) {
+    const DWORD reason = GetLastError();
+    const bool is_link =
+        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    // A link was made on purpose: what it leads to is away, which is not the same as never made.
+    if (is_link && (reason == ERROR_FILE_NOT_FOUND || reason == ERROR_PATH_NOT_FOUND)) {
+      throw RunTimeError(PathNotFound, name + ": it is a link to what is not there");
+    }
+    throw Missing_Error(reason, name);
+  }
+  // A device's name, such as CON or COM1, or that of a pipe.
+  if (GetFileType(opened.Value()) != FILE_TYPE_DISK) {
+    throw RunTimeError(PathFileAccessError, name + ": it is a device or a pipe, not a file");
+  }
   std::string bytes;
   for (;;) {
     constexpr DWORD Piece = 64 * 1024;
     const size_t before = bytes.size();
     bytes.resize(before + Piece);
     DWORD got = 0;
-    if (ReadFile(file.Value(), bytes.data() + before, Piece, &got, nullptr) == 0) {
-      throw Windows_File_Error(GetLastError(), path);
+    if (ReadFile(opened.Value(), bytes.data() + before, Piece, &got, nullptr) == 0) {
+      throw Windows_File_Error(GetLastError(), name);
     }
     bytes.resize(before + got);
     if (got == 0) return bytes;
-    if (bytes.size() > LargestFileToRead) {
-      throw RunTimeError(PathFileAccessError, path + ": larger than 64 MiB");
+    if (bytes.size() > most_bytes) {
+      throw RunTimeError(PathFileAccessError,
+                         name + ": larger than " + std::to_string(most_bytes >> 20U) + " MiB");
     }
   }
 }

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +7,6 @@
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -17,6 +15,7 @@
 #include "base/run_time_error.h"
 #include "platform/files.h"
 #include "support/file_size_limit.h"
+#include "support/plain_user.h"
 #include "support/raises.h"
 #include "support/temp_folder.h"
 
@@ -25,6 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using test::As_Plain_User;
 using test::Bytes_Of;
 using test::Error_Number_Of;
 using test::FileSizeLimit;
@@ -33,32 +33,6 @@ using test::TempFolder;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-mode_t Mode_Of(const std::string& path) {
-  struct stat state {};
-  return stat(path.c_str(), &state) == 0 ? state.st_mode & 07777 : 0;
-}
-
-// What action returns when a user without special rights does it, in a process of its own; -1 when it could
-// not be tried.
-template <class Action>
-int As_Plain_User(Action&& action) {
-  const pid_t child = fork();
-  if (child == 0) {
-    constexpr unsigned Nobody = 65534;
-    if (geteuid() == 0 && (setgid(Nobody) != 0 || setuid(Nobody) != 0)) _exit(255);
-    int result = 255;
-    try {
-      result = action();
-    } catch (...) {
-      result = 254;
-    }
-    _exit(result);
-  }
-  int status = 0;
-  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
-  return WEXITSTATUS(status);
-}
 
 TEST(OpenForOutput, ShowsTheFileWhenItIsClosedAndNotBefore) {
   const TempFolder folder;
@@ -119,29 +93,6 @@ TEST(OpenForOutput, WritesPiecesOfAnySizeInOrder) {
   }
   file->Close();
   EXPECT_TRUE(Bytes_Of(folder / "large") == expected);
-}
-
-TEST(OpenForOutput, KeepsThePermissionsOfTheFileItReplaces) {
-  const TempFolder folder;
-  SystemFiles files;
-  for (const mode_t mode : {mode_t{0600}, mode_t{0640}, mode_t{0666}, mode_t{0755}}) {
-    Put_Bytes(folder / "file", "earlier");
-    ASSERT_EQ(chmod((folder / "file").c_str(), mode), 0);
-    const auto file = files.Open_For_Output(folder / "file");
-    file->Write("new");
-    file->Close();
-    EXPECT_EQ(Mode_Of(folder / "file"), mode);
-    EXPECT_EQ(Bytes_Of(folder / "file"), "new");
-  }
-}
-
-TEST(OpenForOutput, GivesANewFileThePermissionsOfTheUsersMask) {
-  const TempFolder folder;
-  SystemFiles files;
-  const mode_t before = umask(027);
-  files.Open_For_Output(folder / "file")->Close();
-  umask(before);
-  EXPECT_EQ(Mode_Of(folder / "file"), 0640U);
 }
 
 TEST(OpenForOutput, RaisesWhenTheFolderIsMissing) {
@@ -434,63 +385,6 @@ TEST(Close, ShowsWholeFilesOnlyToAReaderBeside) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_TRUE(whole);
   EXPECT_THAT(folder.Names(), ElementsAre("file"));
-}
-
-TEST(Read, GivesTheBytesAsTheyAre) {
-  const TempFolder folder;
-  SystemFiles files;
-  std::string bytes;
-  for (int i = 0; i < 256 * 1000; ++i) bytes += static_cast<char>(i);
-  for (const size_t size :
-       {size_t{0}, size_t{1}, size_t{65535}, size_t{65536}, size_t{65537}, bytes.size()}) {
-    Put_Bytes(folder / "file", bytes.substr(0, size));
-    EXPECT_TRUE(files.Read(folder / "file") == bytes.substr(0, size)) << size;
-  }
-}
-
-TEST(Read, RaisesForWhatIsNoFile) {
-  const TempFolder folder;
-  SystemFiles files;
-  Put_Bytes(folder / "file", "bytes");
-  EXPECT_RAISES(files.Read(folder / "missing"), FileNotFound);
-  EXPECT_RAISES(files.Read(folder / "no folder/missing"), FileNotFound);
-  EXPECT_RAISES(files.Read(folder / "file/missing"), PathNotFound);
-  EXPECT_RAISES(files.Read(folder.Path()), PathFileAccessError);
-  EXPECT_RAISES(files.Read(""), FileNotFound);
-}
-
-TEST(Read, RaisesWhenTheFileIsNotReadable) {
-  const TempFolder folder;
-  Put_Bytes(folder / "file", "bytes");
-  ASSERT_EQ(chmod((folder / "file").c_str(), 0), 0);
-  ASSERT_EQ(chmod(folder.Path().c_str(), 0755), 0);
-  const int number = As_Plain_User([&] {
-    SystemFiles files;
-    return Error_Number_Of([&] { files.Read(folder / "file"); });
-  });
-  EXPECT_EQ(number, PermissionDenied);
-}
-
-TEST(Read, TakesFilesOfUpTo64MiB) {
-  const TempFolder folder;
-  SystemFiles files;
-  constexpr size_t Limit = 64 * 1024 * 1024;
-  Put_Bytes(folder / "file", "");
-  fs::resize_file(folder / "file", Limit);
-  EXPECT_EQ(files.Read(folder / "file").size(), Limit);
-  fs::resize_file(folder / "file", Limit + 1);
-  EXPECT_RAISES(files.Read(folder / "file"), PathFileAccessError);
-}
-
-TEST(Read, NamesThePathAndTheReason) {
-  const TempFolder folder;
-  SystemFiles files;
-  try {
-    files.Read(folder / "missing");
-    FAIL() << "read a missing file";
-  } catch (const RunTimeError& error) {
-    EXPECT_EQ(error.Detail(), (folder / "missing") + ": " + std::generic_category().message(ENOENT));
-  }
 }
 
 TEST(Delete, TakesALinkAndNotWhatItNames) {

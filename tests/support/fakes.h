@@ -176,6 +176,9 @@ class MemoryFiles final : public Files {
     ++Opens;
     return std::make_unique<MemoryFile>(*this, path);
   }
+  std::unique_ptr<OutputFile> Open_For_Private_Output(const std::string& path) override {
+    return Open_For_Output(path);
+  }
   std::string Read(const std::string& path) override {
     const auto found = Contents.find(path);
     if (found == Contents.end()) throw RunTimeError(FileNotFound, path);
