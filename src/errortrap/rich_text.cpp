@@ -1,39 +1,15 @@
 #include "errortrap/rich_text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 
 #include "base/strings.h"
+#include "base/unicode.h"
 
 namespace hq {
 
 namespace {
-
-// The character of a text that begins with valid UTF-8 for more than one byte, and its length; a length of 0
-// when it does not.
-struct Utf8Character {
-  std::uint32_t Code = 0;
-  std::size_t Length = 0;
-};
-
-Utf8Character First_Character(std::string_view text) {
-  const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  const std::size_t length = first >= 0xC2 && first < 0xE0   ? 2
-                             : first >= 0xE0 && first < 0xF0 ? 3
-                             : first >= 0xF0 && first < 0xF5 ? 4
-                                                             : 0;
-  if (length == 0 || text.size() < length) return {};
-  std::uint32_t code = first & (0x7FU >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0U) != 0x80U) return {};
-    code = code << 6U | (byte(i) & 0x3FU);
-  }
-  constexpr std::uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool is_surrogate = code >= 0xD800 && code < 0xE000;
-  if (code < least[length] || code > 0x10FFFF || is_surrogate) return {};
-  return {code, length};
-}
 
 // "\u" takes signed numbers of 16 bits; the "?" is for readers that know no such characters.
 void Append_Unit(std::string& rich, std::uint32_t unit) {
@@ -81,14 +57,14 @@ void Append_Rich_Text(std::string& rich, std::string_view text, std::size_t room
   const std::size_t start = rich.size();
   while (!text.empty()) {
     const std::size_t before = rich.size();
-    const auto [code, length] = First_Character(text);
-    if (length != 0) {
+    const auto [code, length] = First_Utf8_Character(text);
+    if (length > 1) {
       Append_Unicode(rich, code);
     } else {
       Append_Byte(rich, text.front());
     }
     if (rich.size() - start > room) return rich.resize(before);
-    text.remove_prefix(length != 0 ? length : 1);
+    text.remove_prefix(std::max<std::size_t>(length, 1));
   }
 }
 
