@@ -2,22 +2,29 @@
 
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "base/run_time_error.h"
 #include "errortrap/rich_text.h"
+#include "platform/files.h"
+#include "platform/paths.h"
+#include "platform/set_aside.h"
 
 namespace hq {
 
 class CircularLog::Store final : public ByteStore {
  public:
-  // Sets a log of another layout aside.
+  // Sets a log of another layout or a spoiled one aside.
   Store(const std::string& path, const CircularLayout& layout) {
     Open(path);
     const CircularFile kind = Recognise(*this, layout);
     if (kind == CircularFile::Foreign) {
       throw RunTimeError(PathFileAccessError, path + ": no circular log");
     }
-    if (kind == CircularFile::Other) Begin_Anew(path);
+    if (kind == CircularFile::Other || kind == CircularFile::Spoiled) {
+      std::string kept_as = Begin_Anew(path);
+      if (kind == CircularFile::Spoiled) spoiled_kept_as_ = std::move(kept_as);
+    }
     file_->Make_Private();
   }
 
@@ -29,15 +36,21 @@ class CircularLog::Store final : public ByteStore {
   void Cut(std::uint64_t length) override { file_->Cut(length); }
 
   [[nodiscard]] const std::string& Path() const { return file_->Path(); }
+  [[nodiscard]] const std::string& Spoiled_Kept_As() const { return spoiled_kept_as_; }
 
  private:
-  void Begin_Anew(const std::string& path) {
-    // Not every system moves a file that is open.
-    file_.reset();
-    std::error_code error;
-    std::filesystem::rename(path, path + ".bak", error);
-    if (error) throw File_Error(error, path);
+  // Returns what the earlier log is called now.
+  std::string Begin_Anew(const std::string& path) {
+    SystemFiles files;
+    // Its lock keeps other programs from doing the same until the new log has one.
+    const std::unique_ptr<LogFile> earlier = std::move(file_);
+    // Of a link the file is moved, so that the new log comes where the link leads.
+    const std::filesystem::path place = System_Path(path);
+    std::error_code no_link;
+    const bool is_link = std::filesystem::is_symlink(place, no_link);
+    std::string name = Set_Aside(files, is_link ? Place_Of(place).string() : path);
     Open(path);
+    return name;
   }
   void Open(const std::string& path) {
     file_ = std::make_unique<LogFile>(path, LogFile::Begin::InPlace);
@@ -45,6 +58,7 @@ class CircularLog::Store final : public ByteStore {
   }
 
   std::unique_ptr<LogFile> file_;
+  std::string spoiled_kept_as_;
 };
 
 namespace {
@@ -70,6 +84,10 @@ void CircularLog::Write(std::string_view text) {
 
 const std::string& CircularLog::Path() const {
   return store_->Path();
+}
+
+const std::string& CircularLog::Spoiled_Kept_As() const {
+  return store_->Spoiled_Kept_As();
 }
 
 }  // namespace hq

@@ -19,10 +19,11 @@ inline constexpr const char* CouldNotOpenCircularLog = "Could not open circular 
 class CircularLog {
  public:
   // Opens the file or makes it, and goes on at its mark. A circular log with another record length or more
-  // records, or one in the other form, is set aside under its name with ".bak". Raises a RunTimeError when
-  // the file can't be opened, is kept open by another process or is no circular log; then it is as it was.
-  // record_size: bytes of a record with its line end, 64 to 65536. max_records: at least 2, mark included,
-  // and 3 in rich text, header included; the file never has more than max_records * record_size bytes.
+  // records, one in the other form, and what a power cut has left of one are set aside
+  // (platform/set_aside.h). Raises a RunTimeError when the file can't be opened or is no circular log, and
+  // FileInUse when another process keeps it; then it is as it was. record_size: bytes of a record with its
+  // line end, 64 to 65536. max_records: at least 2, mark included, and 3 in rich text, header included; the
+  // file never has more than max_records * record_size bytes.
   CircularLog(const std::string& path, std::size_t record_size, std::size_t max_records);
   CircularLog(const CircularLog&) = delete;
   CircularLog& operator=(const CircularLog&) = delete;
@@ -33,6 +34,8 @@ class CircularLog {
   void Write(std::string_view text);
 
   [[nodiscard]] const std::string& Path() const;
+  // What the spoiled log is called now in whose place this one was begun; empty when there was none.
+  [[nodiscard]] const std::string& Spoiled_Kept_As() const;
 
  private:
   class Store;

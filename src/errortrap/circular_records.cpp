@@ -93,6 +93,65 @@ bool Holds_Records(const ByteStore& store, std::size_t record_size) {
   }
 }
 
+// Whether a text begins as a record of the trace does: "[name] [00001] [00000.0280] ".
+bool Begins_As_Trace(std::string_view text) {
+  constexpr std::string_view Between = "] [";
+  constexpr std::size_t LeastDigits = 5;
+  const std::size_t name_end = text.find(Between);
+  if (!text.starts_with('[') || name_end == std::string_view::npos) return false;
+  text.remove_prefix(name_end + Between.size());
+  const std::size_t digits = text.find_first_not_of("0123456789");
+  return digits != std::string_view::npos && digits >= LeastDigits &&
+         text.substr(digits).starts_with(Between);
+}
+
+// Whether a line without its end can be nothing but a record of a circular log that begins at this place: the
+// place is a multiple of its length, and it was filled up with blanks.
+bool Is_Record_Of_A_Log(std::uint64_t place, std::string_view line) {
+  const std::size_t length = line.size() + LineEnd.size();
+  if (length < LeastRecordSize || length > MostRecordSize || place % length != 0) return false;
+  if (line.ends_with('}')) line.remove_suffix(1);
+  if (line.ends_with(RichTextParagraphEnd)) line.remove_suffix(RichTextParagraphEnd.size());
+  if (!line.ends_with("  ")) return false;
+  if (line.starts_with(Mark)) return line.find_first_not_of(' ', Mark.size()) == std::string_view::npos;
+  return Begins_As_Trace(line) || (place == 0 && line.starts_with(RichTextHeader));
+}
+
+// Whether bytes are a mark of which the end did not get to the disk.
+bool Is_Begun_Mark(std::string_view bytes) {
+  return bytes.size() >= LeastRecordSize && Is_Mark(bytes) &&
+         bytes.find_first_not_of(std::string_view(" \0", 2), Mark.size()) == std::string_view::npos;
+}
+
+// Whether the store was a circular log, of whatever layout, and is one no more: a record is left of it, or
+// there are only the NULs that a system puts in place of what did not get to the disk.
+bool Was_A_Log(const ByteStore& store) {
+  constexpr std::size_t Piece = 1024 * 1024;
+  bool only_nuls = true;
+  for (std::uint64_t at = 0;;) {
+    const std::string bytes = store.Read_At(at, Piece);
+    std::size_t line = 0;
+    for (;;) {
+      line = bytes.find_first_not_of('\0', line);
+      if (line == std::string::npos) break;
+      only_nuls = false;
+      const std::string_view rest = std::string_view(bytes).substr(line);
+      if (at + line == 0 && Is_Begun_Mark(rest.substr(0, MostRecordSize))) return true;
+      const std::size_t length = rest.find(LineEnd, rest.starts_with(Mark) ? Mark.size() : 0);
+      if (length == std::string_view::npos) {
+        // Less than the first record of a log.
+        if (at + line == 0 && bytes.size() < MostRecordSize && Begins_As_Trace(rest)) return true;
+        break;
+      }
+      if (Is_Record_Of_A_Log(at + line, rest.substr(0, length))) return true;
+      line += length + LineEnd.size();
+    }
+    if (bytes.size() < Piece) return only_nuls && store.Size() != 0;
+    // What has no end in the piece is read again, unless it is longer than any record.
+    at += std::max(std::min(line, Piece), Piece - MostRecordSize);
+  }
+}
+
 // Whether the store holds records of whatever size.
 bool Holds_Any_Records(const ByteStore& store) {
   const std::string start = store.Read_At(0, MostRecordSize);
@@ -131,7 +190,8 @@ CircularFile Recognise(const ByteStore& store, const CircularLayout& layout) {
     const bool fits = size / layout.RecordSize <= layout.MaxRecords && is_rich == layout.RichText;
     return fits ? CircularFile::Continuable : CircularFile::Other;
   }
-  return Holds_Any_Records(store) ? CircularFile::Other : CircularFile::Foreign;
+  if (Holds_Any_Records(store)) return CircularFile::Other;
+  return Was_A_Log(store) ? CircularFile::Spoiled : CircularFile::Foreign;
 }
 
 CircularRecords::CircularRecords(ByteStore& store, const CircularLayout& layout)
@@ -145,6 +205,7 @@ CircularRecords::CircularRecords(ByteStore& store, const CircularLayout& layout)
     case CircularFile::Continuable:
       break;
     case CircularFile::Other:
+    case CircularFile::Spoiled:
     case CircularFile::Foreign:
       throw RunTimeError(PathFileAccessError, "not a circular log of these records");
   }

@@ -38,6 +38,7 @@ enum class CircularFile {
   Empty,        // nothing, or no more than a log that was killed as it began
   Continuable,  // a circular log of this layout
   Other,        // a circular log of another layout
+  Spoiled,      // what a power cut leaves of one: NULs, or records of which none is the mark or some are lost
   Foreign,      // no circular log
 };
 

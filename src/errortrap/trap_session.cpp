@@ -63,6 +63,7 @@ TraceOptions TrapSession::Start() {
   auto circular = settings_.CircularLog ? Open_Circular() : nullptr;
   auto plain = settings_.CaptureToDisk && !circular ? Open_Trace() : nullptr;
   if (plain || circular) Trace_To(std::move(plain), std::move(circular));
+  Tell_Notes();
   // A development tool's own watch over the program is what the check for balance is for.
   return {.CheckBalance = Debugger_Attached(), .Timing = trace_ != nullptr};
 }
@@ -94,10 +95,34 @@ std::unique_ptr<LogFile> TrapSession::Open_Trace() {
 }
 
 std::unique_ptr<CircularLog> TrapSession::Open_Circular() {
-  return Opened("Sub Open_Circular", CouldNotOpenCircularLog + settings_.CircularFileName, [this] {
-    return std::make_unique<CircularLog>(In_Folder(settings_.CircularFileName), settings_.RecordSize,
-                                         settings_.MaxRecords);
+  const std::string fault = CouldNotOpenCircularLog + settings_.CircularFileName;
+  auto log = Opened("Sub Open_Circular", fault, [&]() -> std::unique_ptr<CircularLog> {
+    try {
+      return std::make_unique<CircularLog>(In_Folder(settings_.CircularFileName), settings_.RecordSize,
+                                           settings_.MaxRecords);
+    } catch (const FileInUse& error) {
+      // Trying again would not help before the other program ends.
+      notes_.emplace_back(error.Number(), fault +
+                                              ": another run of the program is writing to it, so this run "
+                                              "goes on without it.");
+      return nullptr;
+    }
   });
+  if (log && !log->Spoiled_Kept_As().empty()) {
+    notes_.emplace_back(DeviceIOError,
+                        "The circular log " + settings_.CircularFileName +
+                            " was spoiled, as by a power cut. What is left of it was kept as " +
+                            log->Spoiled_Kept_As() + ", and a new one was begun.");
+  }
+  return log;
+}
+
+void TrapSession::Tell_Notes() {
+  if (notes_.empty()) return;
+  const std::vector<RunTimeError> notes = std::exchange(notes_, {});
+  std::string text;
+  for (const RunTimeError& note : notes) text += (text.empty() ? "" : "\n") + note.Detail();
+  trap_.Complain(Module, "Sub Read_Options", RunTimeError(notes.front().Number(), text));
 }
 
 template <class Open>

@@ -58,6 +58,8 @@ class TrapSession final : public ErrorReporter {
   // What open makes; null when that fails and is not to be tried again. fault: what is told then.
   template <class Open>
   std::invoke_result_t<Open> Opened(const char* procedure, const std::string& fault, Open&& open);
+  // Tells, once and together, what the start has noted.
+  void Tell_Notes();
   [[nodiscard]] TraceLoad Load() const;
   [[nodiscard]] std::string Source() const;
   [[nodiscard]] std::string In_Folder(const std::string& name) const;
@@ -80,6 +82,7 @@ class TrapSession final : public ErrorReporter {
   std::unique_ptr<ErrorLog> error_log_;
   std::unique_ptr<CrashRecords> crash_records_;
   std::unique_ptr<CrashWatch> crash_watch_;
+  std::vector<RunTimeError> notes_;  // of the start, not told yet; the details are whole sentences
   bool asking_ = false;
   bool mailed_silently_ = false;
 };

@@ -5,7 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "base/run_time_error.h"
+
 namespace hq {
+
+// What Lock raises.
+class FileInUse final : public RunTimeError {
+ public:
+  using RunTimeError::RunTimeError;
+};
 
 // A log that stays open while the program runs. What has been written is with the system at once and outlives
 // the process. Only the user may read and write the file (mode 0600 where there are modes; an existing file
@@ -27,7 +35,7 @@ class LogFile {
   // Brings a file opened InPlace to the user alone, once it is known to be a log.
   void Make_Private();
   // Keeps the file to this object until it goes, on systems and disks that know such locks. Raises
-  // PermissionDenied when another one has it.
+  // FileInUse, which is a PermissionDenied, when another one has it.
   void Lock();
 
   // At the end of the file as it is now: another process may have written to it too.

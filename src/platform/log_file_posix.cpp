@@ -110,7 +110,7 @@ void LogFile::Make_Private() {
 
 void LogFile::Lock() {
   while (flock(Number_Of(handle_), LOCK_EX | LOCK_NB) != 0) {
-    if (errno == EWOULDBLOCK) throw RunTimeError(PermissionDenied, path_ + ": another program writes to it");
+    if (errno == EWOULDBLOCK) throw FileInUse(PermissionDenied, path_ + ": another program writes to it");
     if (errno != EINTR) return;  // a file system without locks
   }
 }

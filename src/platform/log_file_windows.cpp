@@ -118,7 +118,7 @@ void LogFile::Lock() {
   const DWORD reason = GetLastError();
   // Others are of file systems without locks.
   if (reason == ERROR_LOCK_VIOLATION || reason == ERROR_IO_PENDING) {
-    throw RunTimeError(PermissionDenied, path_ + ": another program writes to it");
+    throw FileInUse(PermissionDenied, path_ + ": another program writes to it");
   }
 }
 

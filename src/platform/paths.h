@@ -12,6 +12,10 @@ namespace hq {
 // A path as text in UTF-8.
 [[nodiscard]] std::string Utf8_Text(const std::filesystem::path& path);
 
+// Where a path leads: absolute, without "." and "..", every link followed, whether or not there is a file in
+// the end. What can't be looked at is taken as it stands.
+[[nodiscard]] std::filesystem::path Place_Of(const std::filesystem::path& path);
+
 // Whether other users of this computer can read a file, as far as its mode tells; false on systems where it
 // doesn't.
 [[nodiscard]] bool Others_Can_Read(const std::filesystem::path& file);

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/wait.h>
@@ -69,6 +71,43 @@ TEST(CircularLogOfAKilledProcess, GoesOnInOrder) {
       ASSERT_EQ(records[i], "record " + std::to_string(known - static_cast<int>(records.size() - 1 - i)));
     }
   }
+}
+
+TEST(CircularLogBehindALink, IsSetAsideWhereItLies) {
+  const TempFolder folder;
+  const TempFolder elsewhere;
+  elsewhere.Write("kept", std::string(512, '\0'));
+  std::filesystem::create_symlink(elsewhere / "kept", folder / "log");
+  CircularLog(folder / "log", 64, 5).Write("anew");
+  EXPECT_TRUE(std::filesystem::is_symlink(folder / "log"));
+  EXPECT_THAT(folder.Names(), testing::ElementsAre("log"));
+  EXPECT_THAT(Records_In_Order(Bytes_Of(elsewhere / "kept"), 64), testing::ElementsAre("anew"));
+  EXPECT_EQ(Bytes_Of(elsewhere / "kept.bak"), std::string(512, '\0'));
+}
+
+// Where nothing may be moved: a folder that the user may not write to.
+TEST(CircularLogThatCannotBeSetAside, IsLeftAlone) {
+  const TempFolder folder;
+  const std::string path = folder / "log";
+  folder.Write("log", std::string(512, '\0'));
+  std::filesystem::permissions(folder.Path(), std::filesystem::perms(0500));
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    constexpr uid_t Nobody = 65534;
+    bool ready = geteuid() != 0;
+    if (!ready)
+      ready = chown(path.c_str(), Nobody, Nobody) == 0 && chown(folder.Path().c_str(), Nobody, Nobody) == 0 &&
+              setgid(Nobody) == 0 && setuid(Nobody) == 0;
+    _exit(!ready ? 3 : test::Error_Number_Of([&] { CircularLog(path, 64, 5); }) == PermissionDenied ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  std::filesystem::permissions(folder.Path(), std::filesystem::perms(0700));
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(Bytes_Of(path), std::string(512, '\0'));
+  EXPECT_THAT(folder.Names(), testing::ElementsAre("log"));
 }
 
 TEST(CircularLogOnAFullDisk, KeepsItsRecords) {

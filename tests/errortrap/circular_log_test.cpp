@@ -60,22 +60,40 @@ TEST(CircularLog, SetsALogOfAnotherLayoutAside) {
   }
 }
 
-TEST(CircularLog, ReplacesAnEarlierOneSetAside) {
+TEST(CircularLog, KeepsAnEarlierOneSetAside) {
   const TempFolder folder;
   folder.Write("log.bak", "earlier");
   CircularLog(folder / "log", 64, 5).Write("1");
   const std::string before = Bytes_Of(folder / "log");
   CircularLog(folder / "log", 128, 5).Write("2");
-  EXPECT_EQ(Bytes_Of(folder / "log.bak"), before);
+  EXPECT_EQ(Bytes_Of(folder / "log.bak"), "earlier");
+  EXPECT_EQ(Bytes_Of(folder / "log.bak2"), before);
 }
 
-TEST(CircularLog, LeavesALogThatCannotBeSetAside) {
+TEST(CircularLog, SetsASpoiledLogAside) {
+  const TempFolder folder;
+  const std::string path = folder / "log";
+  for (const auto& [kept_as, bytes] :
+       {std::pair<std::string, std::string>{"log.bak", std::string(4096, '\0')},
+        {"log.bak2", std::string(64, '\0') + "CIRCULAR\r\n" + std::string(52, ' ') + "\r\n"}}) {
+    folder.Write("log", bytes);
+    {
+      CircularLog log(path, 64, 5);
+      EXPECT_EQ(log.Spoiled_Kept_As(), folder / kept_as);
+      log.Write("anew");
+    }
+    EXPECT_THAT(Records_In_Order(Bytes_Of(path), 64), ElementsAre("anew"));
+    EXPECT_EQ(Bytes_Of(folder / kept_as), bytes);
+    // From then on it is a log like any other.
+    EXPECT_EQ(CircularLog(path, 64, 5).Spoiled_Kept_As(), "");
+  }
+  EXPECT_THAT(folder.Names(), ElementsAre("log", "log.bak", "log.bak2"));
+}
+
+TEST(CircularLog, TellsNothingOfALogOfAnotherLayout) {
   const TempFolder folder;
   CircularLog(folder / "log", 64, 5).Write("1");
-  const std::string before = Bytes_Of(folder / "log");
-  std::filesystem::create_directory(folder / "log.bak");
-  EXPECT_RAISES(CircularLog(folder / "log", 128, 5), PathFileAccessError);
-  EXPECT_EQ(Bytes_Of(folder / "log"), before);
+  EXPECT_EQ(CircularLog(folder / "log", 128, 5).Spoiled_Kept_As(), "");
 }
 
 TEST(CircularLog, LeavesAForeignFileAlone) {
@@ -92,6 +110,7 @@ TEST(CircularLog, IsKeptByOneAtATime) {
   {
     CircularLog first(folder / "log", 64, 5);
     EXPECT_RAISES(CircularLog(folder / "log", 64, 5), PermissionDenied);
+    EXPECT_THROW(CircularLog(folder / "log", 64, 5), FileInUse);
     first.Write("still in order");
   }
   CircularLog(folder / "log", 64, 5).Write("afterwards");

@@ -306,11 +306,10 @@ TEST(RecogniseCircularFile, TellsRecordLengthsApart) {
 TEST(RecogniseCircularFile, KnowsAForeignOne) {
   MemoryStore store;
   for (const std::string& bytes :
-       {std::string("x"), std::string(64, ' '), std::string(1000, '\0'), std::string("CIRCULAR"),
-        std::string("CIRCULARX"), std::string("Dear reader,\r\n\r\nCIRCULAR\r\n is a word.\r\n"),
-        Record("1") + Record("2"), Record("1") + Mark().substr(0, 63), "x" + Mark(),
-        Record("1") + "x" + Mark(), std::string(200000, '\r'),
-        std::string("CIRCULAR\r\n") + std::string(100, 'x')}) {
+       {std::string("x"), std::string(64, ' '), std::string("CIRCULAR"), std::string("CIRCULARX"),
+        std::string("Dear reader,\r\n\r\nCIRCULAR\r\n is a word.\r\n"), Record("1") + Record("2"),
+        Record("1") + Mark().substr(0, 63), "x" + Mark(), Record("1") + "x" + Mark(),
+        std::string(200000, '\r'), std::string("CIRCULAR\r\n") + std::string(100, 'x')}) {
     store.Bytes = bytes;
     if (bytes == "CIRCULAR") {
       EXPECT_EQ(Recognise(store, Small), CircularFile::Empty);
@@ -319,6 +318,79 @@ TEST(RecogniseCircularFile, KnowsAForeignOne) {
     EXPECT_EQ(Recognise(store, Small), CircularFile::Foreign) << bytes.substr(0, 80);
     EXPECT_RAISES(CircularRecords(store, Small), PathFileAccessError);
     EXPECT_EQ(store.Bytes, bytes);
+  }
+}
+
+// A record as the trace writes them.
+std::string Trace_Text(int number) {
+  return "[quotes] [" + std::to_string(10000 + number) + "] [00000.0280] ->global.bas : Sub Main : ";
+}
+
+// The bytes of a log that has come round.
+std::string Trace_Of(const CircularLayout& layout) {
+  MemoryStore store;
+  CircularRecords records(store, layout);
+  for (int i = 1; i <= 12; ++i) records.Write(Trace_Text(i));
+  return store.Bytes;
+}
+
+TEST(RecogniseCircularFile, KnowsWhatAPowerCutLeaves) {
+  for (const CircularLayout& layout : {CircularLayout{128, 5, false}, SmallRich}) {
+    const std::string whole = Trace_Of(layout);
+    // Each choice of records that did not get to the disk.
+    for (unsigned lost = 1; lost < 32; ++lost) {
+      MemoryStore store;
+      store.Bytes = whole;
+      for (size_t place = 0; place < 5; ++place) {
+        if ((lost >> place & 1U) != 0) store.Bytes.replace(place * 128, 128, 128, '\0');
+      }
+      const std::string before = store.Bytes;
+      for (const size_t size : {128U, 512U}) {
+        EXPECT_EQ(Recognise(store, {size, 100, layout.RichText}), CircularFile::Spoiled)
+            << lost << " " << size;
+      }
+      EXPECT_RAISES(CircularRecords(store, layout), PathFileAccessError);
+      EXPECT_EQ(store.Bytes, before);
+    }
+  }
+}
+
+TEST(RecogniseCircularFile, KnowsNulsAsWhatIsLeftOfOne) {
+  MemoryStore store;
+  for (const size_t length : {1U, 511U, 512U, 4096U, 2U * 1024 * 1024 + 1}) {
+    store.Bytes = std::string(length, '\0');
+    EXPECT_EQ(Recognise(store, Small), CircularFile::Spoiled) << length;
+  }
+  store.Bytes += 'x';
+  EXPECT_EQ(Recognise(store, Small), CircularFile::Foreign);
+}
+
+TEST(RecogniseCircularFile, KnowsOneWithoutItsMarkOrItsEnd) {
+  MemoryStore store;
+  store.Bytes = Record(Trace_Text(1), 128) + Record(Trace_Text(2), 128);
+  EXPECT_EQ(Recognise(store, {128, 5, false}), CircularFile::Spoiled);
+  store.Bytes = Record(Trace_Text(1), 128).substr(0, 100);
+  EXPECT_EQ(Recognise(store, {128, 5, false}), CircularFile::Spoiled);
+  store.Bytes = Mark(128).substr(0, 70) + std::string(58, '\0');
+  EXPECT_EQ(Recognise(store, {128, 5, false}), CircularFile::Spoiled);
+  // Far behind what was lost, and longer than a part that is read at once.
+  for (const size_t size : {128U, 65536U}) {
+    store.Bytes = std::string(size * (3 * 1024 * 1024 / size), '\0') + Record(Trace_Text(1), size);
+    EXPECT_EQ(Recognise(store, {128, 5, false}), CircularFile::Spoiled) << size;
+  }
+}
+
+TEST(RecogniseCircularFile, TakesNoOtherFileForASpoiledOne) {
+  std::string trace = "Quotes 1.2 <03/14/03, 10:00:00>\r\n";
+  for (int i = 1; i <= 3000; ++i) trace += Trace_Text(i) + (i % 2 == 0 ? " : [mem = 11%]\r\n" : "\r\n");
+  MemoryStore store;
+  for (const std::string& bytes :
+       {trace, "CIRCULAR\r\n\r\n" + std::string(60, ' ') + "Dear members,\r\n",
+        std::string("[one] [two] [three]  \r\n"), Record("a line of a table", 64) + Record("and another", 64),
+        std::string(RichTextHeader) + "\r\nmine}", std::string(3 * 1024 * 1024, 'x') + "\r\n",
+        std::string(5000, '\0') + "mine" + std::string(5000, '\0')}) {
+    store.Bytes = bytes;
+    EXPECT_EQ(Recognise(store, {64, 5, false}), CircularFile::Foreign) << bytes.substr(0, 80);
   }
 }
 

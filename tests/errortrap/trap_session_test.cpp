@@ -322,6 +322,41 @@ TEST_F(Session, ReportsACircularLogThatCannotBeOpenedOnceAndGoesOn) {
   EXPECT_EQ(Trap.Depth(), 1);
 }
 
+TEST_F(Session, TellsOfASpoiledCircularLogOnce) {
+  Home.Write("circ0001.log", std::string(4096, '\0'));
+  Begin("[Log File]\nCircularLog=1\n");
+  Current.reset();
+  ASSERT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_EQ(Dialog.Questions[0].Detail,
+            "The circular log circ0001.log was spoiled, as by a power cut. What is left of it was kept as " +
+                (Home / "circ0001.log.bak") + ", and a new one was begun.");
+  EXPECT_FALSE(Dialog.Questions[0].CanGoOn);
+  EXPECT_THAT(File("circ0001.log"), HasSubstr("->global.bas : Sub Main"));
+  modFailSafe second(&Loop);
+  TrapSession session(second, Parts());
+  second.fsPUSH("global.bas", "Sub Main");
+  EXPECT_EQ(Dialog.Questions.size(), 1U);
+}
+
+TEST_F(Session, ASecondRunSaysInOneSentenceThatItCannotHaveTheCircularLog) {
+  Begin("[Log File]\nCircularLog=1\n[log file]\nWrite To Disk=1\n");
+  Dialog.Answers = {{trap_choice::Retry, ""}};
+  modFailSafe second(&Loop);
+  {
+    TrapSession session(second, Parts());
+    second.fsPUSH("global.bas", "Sub Main");
+    second.fsPOP("global.bas", "Sub Main");
+  }
+  ASSERT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_EQ(Dialog.Questions[0].Detail,
+            "Could not open circular log file circ0001.log: another run of the program is writing to it, so "
+            "this run goes on without it.");
+  EXPECT_FALSE(Dialog.Questions[0].CanGoOn);
+  EXPECT_TRUE(Dialog.Further.empty());
+  Trap.fsPOP("global.bas", "Sub Main");
+  EXPECT_THAT(File("circ0001.log"), HasSubstr("<-global.bas : Sub Main"));
+}
+
 TEST_F(Session, ACircularLogThatCannotBeOpenedLeavesTheTraceLog) {
   std::filesystem::create_directory(Home / "circ0001.log");
   Begin("[Log File]\nCircularLog=1\nCapture To Disk=1\n");
