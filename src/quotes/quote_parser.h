@@ -11,6 +11,7 @@ namespace hq {
 struct TransferState {
   std::string TransferStatus;  // the status text of the current transfer
   std::string ResponseText;    // the whole body of the server's answer
+  unsigned Number = 0;         // of the current transfer, counted from the program's start
 };
 
 // Turns the server's answer, which it consumes, into the table: the first line whose time is 0930 and every

@@ -44,25 +44,28 @@ const char* State_Text(int state) {
 }  // namespace
 
 void Inet1_StateChanged(modFailSafe& trap, TransferControl& inet, MessageLoop& loop, StatusLine& status,
-                        TransferState& transfer, const std::function<int()>& next_state) {
+                        TransferState& transfer, const std::function<std::optional<int>()>& next_state) {
   Skip_Failing_Statements(trap, {"frmmain1.frm", "Sub Inet1_StateChanged"},
                           [&](SkippingStatements& statement) {
-                            const int state = next_state();
-                            if (state == ResponseCompleted) {
+                            const std::optional<int> state = next_state();
+                            if (!state) return;
+                            const unsigned own = transfer.Number;
+                            if (*state == ResponseCompleted) {
                               statement([&] {
                                 std::string text;
                                 std::string piece = inet.GetChunk(PieceSize, TextData);
                                 statement([&] { loop.DoEvents(); });
-                                while (!piece.empty()) {
+                                while (!piece.empty() && transfer.Number == own) {
                                   text += piece;
                                   piece = inet.GetChunk(PieceSize, TextData);
                                   statement([&] { loop.DoEvents(); });
                                 }
-                                transfer.ResponseText = std::move(text);
+                                if (transfer.Number == own) transfer.ResponseText = std::move(text);
                               });
                             }
-                            statement([&] { transfer.TransferStatus = State_Text(state); });
-                            if (state != TransferError)
+                            if (transfer.Number != own) return;
+                            statement([&] { transfer.TransferStatus = State_Text(*state); });
+                            if (*state != TransferError)
                               statement([&] { status.Show(transfer.TransferStatus); });
                           });
 }

@@ -57,18 +57,21 @@ DownloadRun::~DownloadRun() {
 }
 
 // A handler that is called while the trap is paused waits in a loop of its own, which brings the next state.
-// One waits for all of them, and they are handled in the order of their coming: the last one must not be
-// overtaken, or the transfer would never seem to end.
+// One waits for all of a transfer, and they are handled in the order of their coming: the last one must not
+// be overtaken, or the transfer would never seem to end. One that still waits when another transfer has begun
+// finds nothing to handle.
 void DownloadRun::State_Came(int number) {
   states_.push_back(number);
   if (state_waits_) return;
-  const auto next_state = [this] {
+  const unsigned own = state_.Transfer.Number;
+  const auto next_state = [this, own]() -> std::optional<int> {
+    if (state_.Transfer.Number != own || states_.empty()) return std::nullopt;
     state_waits_ = false;
     const int state = states_.front();
     states_.pop_front();
     return state;
   };
-  while (!states_.empty()) {
+  while (state_.Transfer.Number == own && !states_.empty()) {
     state_waits_ = true;
     Inet1_StateChanged(services_.Trap, services_.Inet, services_.Loop, services_.Status, state_.Transfer,
                        next_state);
@@ -120,7 +123,9 @@ bool DownloadRun::cmddownload_Click(const StockList& stocks, const EntryTexts& e
           SymbolOutcome outcome;
           statement([&] { outcome = Process_Onestock(); });
           statement([&] {
-            const std::int16_t rows = Narrow_To_16(state_.Quotes.QuoteCount - state_.Quotes.FirstRow);
+            const std::int16_t rows = outcome.Rows
+                                          ? *outcome.Rows
+                                          : Narrow_To_16(state_.Quotes.QuoteCount - state_.Quotes.FirstRow);
             log.Add("Recorded " + std::to_string(rows) + " lines");
           });
           statement([&] {
@@ -137,21 +142,26 @@ SymbolOutcome DownloadRun::Process_Onestock() {
   TransferState& transfer = state_.Transfer;
   TransferControl& inet = services_.Inet;
   const std::string symbol = state_.Settings.CurrentSymbol;
-  return With_Own_Handler(
+  unsigned own = transfer.Number;
+  std::int16_t rows = 0;
+  SymbolOutcome result = With_Own_Handler(
       trap, {"frmmain1.frm", "Sub Process_Onestock"},
       [&]() -> SymbolOutcome {
-        // An answer left over from another symbol must never be taken for this one's.
-        transfer.ResponseText.clear();
-        const unsigned own = ++transfers_;
-        inet.Execute(Compose_Request(state_.RequestTemplate, state_.Settings, services_.Time.Today()), "GET");
+        Start_Transfer();
+        own = transfer.Number;
         transfer.TransferStatus = "Start downloading " + symbol;
-        if (!Wait_For_Transfer()) {
-          services_.Status.Show(TimeOut);
-          const std::string reason = transfers_ == own ? With_Details(TimeOut, transfer.TransferStatus, "")
-                                                       : "given up for another download";
-          inet.Cancel();
-          services_.Loop.Sleep(RestAfterTimeOut);
-          return {symbol, false, reason};
+        switch (Wait_For_Transfer()) {
+          case WaitEnd::Superseded:
+            return {symbol, false, "given up for another download"};
+          case WaitEnd::TimeOut: {
+            services_.Status.Show(TimeOut);
+            const std::string reason = With_Details(TimeOut, transfer.TransferStatus, "");
+            inet.Cancel();
+            services_.Loop.Sleep(RestAfterTimeOut);
+            return {symbol, false, reason};
+          }
+          case WaitEnd::TransferEnded:
+            break;
         }
         if (Transfer_Failed(transfer)) {
           services_.Status.Show(transfer.TransferStatus);
@@ -160,9 +170,10 @@ SymbolOutcome DownloadRun::Process_Onestock() {
           services_.Loop.Sleep(RestAfterFailure);
           return {symbol, false, reason};
         }
-        return Process_Answer({symbol, false, {}});
+        return Process_Answer({symbol, false, {}}, rows);
       },
       [&](const RunTimeError& error) -> SymbolOutcome {
+        rows = 0;
         transfer.TransferStatus =
             error.Number() == UnableToCompleteRequest
                 ? "Internet request failed! Check connection"
@@ -173,22 +184,35 @@ SymbolOutcome DownloadRun::Process_Onestock() {
         statement([&] { inet.Cancel(); });
         return {symbol, false, With_Details(transfer.TransferStatus, error.what(), "")};
       });
+  if (transfer.Number != own) result.Rows = rows;
+  return result;
 }
 
-bool DownloadRun::Wait_For_Transfer() {
-  const unsigned own = transfers_;
+void DownloadRun::Start_Transfer() {
+  TransferState& transfer = state_.Transfer;
+  // Nothing left over from another transfer must ever be taken for this one's.
+  transfer.ResponseText.clear();
+  states_.clear();
+  state_waits_ = false;
+  ++transfer.Number;
+  services_.Inet.Execute(Compose_Request(state_.RequestTemplate, state_.Settings, services_.Time.Today()),
+                         "GET");
+}
+
+DownloadRun::WaitEnd DownloadRun::Wait_For_Transfer() {
+  const unsigned own = state_.Transfer.Number;
   for (int pass = 0; pass <= LastPass; ++pass) {
-    if (Transfer_Ended(state_.Transfer)) return true;
+    if (Transfer_Ended(state_.Transfer)) return WaitEnd::TransferEnded;
     services_.Loop.Sleep(PassTime);
     services_.Loop.DoEvents();
     // A second run has cancelled this transfer: no answer can come any more, so the rest of the passes is not
     // spent.
-    if (transfers_ != own) return false;
+    if (state_.Transfer.Number != own) return WaitEnd::Superseded;
   }
-  return false;
+  return WaitEnd::TimeOut;
 }
 
-SymbolOutcome DownloadRun::Process_Answer(SymbolOutcome outcome) {
+SymbolOutcome DownloadRun::Process_Answer(SymbolOutcome outcome, std::int16_t& rows) {
   modFailSafe& trap = services_.Trap;
   RunSettings& settings = state_.Settings;
   QuoteTable& quotes = state_.Quotes;
@@ -212,6 +236,7 @@ SymbolOutcome DownloadRun::Process_Answer(SymbolOutcome outcome) {
   services_.Status.Show(transfer.TransferStatus);
   settings.CurrentSymbol = Replace_All(settings.CurrentSymbol, ":", "");
   Set_StartIndex(trap, settings, quotes);
+  rows = Narrow_To_16(quotes.QuoteCount - quotes.FirstRow);
 
   const auto file_name = [&] { return Create_FileName(trap, services_.Boxes, settings, quotes); };
   services_.Log.Add("exporting to " + Join_Path(settings.OutputFolder, file_name()));

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,6 +53,8 @@ struct SymbolOutcome {
   bool Written = false;  // its file is there, whole
   std::string
       Reason;  // why there is no file, or what is wrong with it, in plain words; empty when all is well
+  // How many rows were recorded, when the shared table is by now another run's.
+  std::optional<std::int16_t> Rows = {};
 };
 
 // Everything outside of the engine that a run needs. All of it must outlive the run.
@@ -87,21 +91,23 @@ class DownloadRun {
                          const std::function<void()>& focus_days = {});
 
   // Fetches, parses, orders and writes the current symbol. Never stops the run: what goes wrong is in the
-  // outcome.
+  // outcome. When another run has begun meanwhile, the status line is left to that one.
   SymbolOutcome Process_Onestock();
 
  private:
+  enum class WaitEnd { TransferEnded, TimeOut, Superseded };
+
   void State_Came(int number);
-  // True when the transfer ended before the last pass.
-  bool Wait_For_Transfer();
-  SymbolOutcome Process_Answer(SymbolOutcome outcome);
+  void Start_Transfer();
+  WaitEnd Wait_For_Transfer();
+  // Puts the number of rows to write into rows.
+  SymbolOutcome Process_Answer(SymbolOutcome outcome, std::int16_t& rows);
 
   SharedState& state_;
   RunServices services_;
   std::map<std::string, std::string> written_;  // the files of this run and whose they are
-  unsigned transfers_ = 0;    // started so far; tells a wait that its transfer has been cancelled for another
-  std::deque<int> states_;    // of the transfer, not handled yet, the oldest first
-  bool state_waits_ = false;  // a handler is called and not let in yet
+  std::deque<int> states_;                      // of the current transfer, not handled yet, the oldest first
+  bool state_waits_ = false;                    // a handler for them is called and not let in yet
 };
 
 }  // namespace hq

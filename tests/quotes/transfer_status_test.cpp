@@ -97,5 +97,24 @@ TEST_F(TransferStatus, TheTextIsReadBeforeTheStatusSaysDone) {
   EXPECT_TRUE(Transfer_Ended(Transfer));
 }
 
+TEST_F(TransferStatus, AStateThatIsNoLongerOfAnyUseChangesNothing) {
+  Transfer.TransferStatus = "Downloading...";
+  Inet1_StateChanged(Trap, Inet, Loop, Status, Transfer, [] { return std::nullopt; });
+  EXPECT_EQ(Transfer.TransferStatus, "Downloading...");
+  EXPECT_TRUE(Status.Shown.empty());
+}
+
+TEST_F(TransferStatus, ABodyThatAnotherTransferBreaksIntoIsDropped) {
+  Inet.Current.Body = std::string(3000, 'x');
+  Transfer.ResponseText = "the other's";
+  Transfer.TransferStatus = "Start downloading B";
+  Loop.On_Pass = [&] { Transfer.Number = 2; };
+  Raise(12);
+  EXPECT_EQ(Transfer.ResponseText, "the other's");
+  EXPECT_EQ(Transfer.TransferStatus, "Start downloading B");
+  EXPECT_TRUE(Status.Shown.empty());
+  EXPECT_EQ(Inet.Pieces, 1) << "the rest of the body is another transfer's";
+}
+
 }  // namespace
 }  // namespace hq

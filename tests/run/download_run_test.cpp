@@ -1,5 +1,6 @@
 #include "run/download_run.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "base/strings.h"
@@ -440,7 +441,75 @@ TEST_F(DownloadRunTest, ASecondClickDuringTheWaitGoesFirstAndBothEnd) {
   ASSERT_EQ(Outcomes.size(), 2U);
   EXPECT_TRUE(Outcomes[0].Written);
   EXPECT_EQ(Outcomes[1].Reason, "given up for another download");
+  EXPECT_EQ(std::count(Status.Shown.begin(), Status.Shown.end(), "Time out. no response"), 0);
+  EXPECT_EQ(Status.Shown.back(), "Procsss A") << "the status line is the later run's";
+  EXPECT_EQ(Lines_With("Recorded "), (std::vector<std::string>{"Recorded 2 lines", "Recorded 0 lines"}));
   EXPECT_TRUE(Log.Lines.back().starts_with("Finish at "));
+  EXPECT_EQ(Trap.Depth(), 0);
+}
+
+TEST_F(DownloadRunTest, ASecondClickBetweenTwoPiecesOfAnAnswerKeepsTheStatusLine) {
+  Select({"A"});
+  std::string long_answer;
+  while (long_answer.size() < 5000) long_answer += Answer;
+  Inet.Answer_To = [&](const std::string&) {
+    return FakeTransfer::Script{.Body = Inet.Addresses.size() == 1 ? long_answer : std::string(Answer)};
+  };
+  bool clicked = false;
+  Loop.On_Pass = [&] {
+    if (Inet.Pieces < 2 || std::exchange(clicked, true)) return;
+    EXPECT_TRUE(Click());
+  };
+  EXPECT_TRUE(Click());
+  ASSERT_EQ(Outcomes.size(), 2U);
+  EXPECT_TRUE(Outcomes[0].Written) << Outcomes[0].Reason;
+  EXPECT_EQ(Outcomes[1].Reason, "given up for another download");
+  EXPECT_EQ(Status.Shown.back(), "Procsss A");
+  EXPECT_EQ(State.Transfer.TransferStatus, "Procsss A");
+  EXPECT_EQ(Lines_With("Recorded "), (std::vector<std::string>{"Recorded 2 lines", "Recorded 0 lines"}));
+}
+
+TEST_F(DownloadRunTest, ASecondClickAfterAFileIsWrittenLeavesTheFirstRunsCount) {
+  Select({"A"});
+  Inet.Answer_To = [&](const std::string&) {
+    return FakeTransfer::Script{.Body = Inet.Addresses.size() == 1 ? std::string(Answer)
+                                                                   : "030314,0930,3,4,2.5,3.5,300\n"};
+  };
+  bool clicked = false;
+  Loop.On_Pass = [&] {
+    if (Disk.Contents.size() < 2 || std::exchange(clicked, true)) return;
+    EXPECT_TRUE(Click());
+  };
+  EXPECT_TRUE(Click());
+  ASSERT_EQ(Outcomes.size(), 2U);
+  EXPECT_TRUE(Outcomes[1].Written);
+  EXPECT_EQ(Lines_With("Recorded "), (std::vector<std::string>{"Recorded 1 lines", "Recorded 2 lines"}));
+}
+
+// The handler of a state waits while the trap is paused, and so does a click; the click is let in first.
+TEST_F(DownloadRunTest, AStateThatWaitedIsNotTakenForALaterRunsOne) {
+  Select({"A"});
+  int passes = 0;
+  Loop.On_Pass = [&] {
+    switch (++passes) {
+      case 3:
+        Trap.Pause(true);
+        break;
+      case 4:
+        EXPECT_TRUE(Click());
+        break;
+      case 5:
+        Trap.Pause(false);
+        break;
+      default:
+        break;
+    }
+  };
+  EXPECT_TRUE(Click());
+  ASSERT_EQ(Outcomes.size(), 2U);
+  EXPECT_TRUE(Outcomes[0].Written) << Outcomes[0].Reason;
+  EXPECT_EQ(Outcomes[1].Reason, "given up for another download");
+  EXPECT_EQ(Status.Shown.back(), "Procsss A");
   EXPECT_EQ(Trap.Depth(), 0);
 }
 
