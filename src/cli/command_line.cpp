@@ -105,6 +105,7 @@ class CommandLineRun {
     const EntryTexts entry = Entry();
     Fill_Symbols();
     state_.RequestTemplate = Request_Template();
+    if (environment_.Before_Run) environment_.Before_Run();
     int code = exit_code::Done;
     try {
       code = Download(entry);

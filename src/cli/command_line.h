@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -22,6 +23,8 @@ struct CommandLineEnvironment {
   MailSender& Mail;
   std::string ProgramFolder;    // used unless the arguments name another
   bool WatchesCrashes = false;  // leaves a record of a crash of the process
+  // Called when the start is over and a run begins, which interrupting Loop can end.
+  std::function<void()> Before_Run = {};
 };
 
 namespace exit_code {

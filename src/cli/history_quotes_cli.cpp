@@ -9,13 +9,14 @@
 int main(int argc, char** argv) {
   try {
     hq::ConsoleMessageLoop loop;
-    const hq::InterruptWatch watch([&loop] { loop.Interrupt(); });
+    hq::InterruptWatch watch;
     const hq::SystemClock clock;
     hq::SystemFiles files;
     hq::SystemMail mail;
     const int code =
-        hq::Command_Line({argv + 1, argv + argc}, {std::cout, std::cerr, hq::Error_Terminal_Width(), loop,
-                                                   clock, files, mail, hq::Program_Folder(), true});
+        hq::Command_Line({argv + 1, argv + argc},
+                         {std::cout, std::cerr, hq::Error_Terminal_Width(), loop, clock, files, mail,
+                          hq::Program_Folder(), true, [&] { watch.Ask([&loop] { loop.Interrupt(); }); }});
     // Nothing that still works is waited for; every file is closed or gone.
     if (code == hq::exit_code::InterruptedByUser) std::_Exit(code);
     return code;

@@ -10,12 +10,15 @@ namespace hq {
 // in the middle of a file.
 class InterruptWatch {
  public:
-  // on_interrupt is called on a thread of the watch, once for each wish. A third wish that the program has
-  // not followed ends it at once.
-  explicit InterruptWatch(std::function<void()> on_interrupt);
+  // Until Ask a wish ends the program at once, with exit code 130, whatever it waits for.
+  InterruptWatch();
   InterruptWatch(const InterruptWatch&) = delete;
   InterruptWatch& operator=(const InterruptWatch&) = delete;
   ~InterruptWatch();
+
+  // From now on on_interrupt is called on a thread of the watch, once for each wish. A third wish that the
+  // program has not followed ends it at once.
+  void Ask(std::function<void()> on_interrupt);
 
  private:
   class Watcher;

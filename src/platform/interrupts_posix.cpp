@@ -1,5 +1,6 @@
 #include <atomic>
 #include <cstdlib>
+#include <mutex>
 #include <pthread.h>
 #include <signal.h>
 #include <thread>
@@ -32,8 +33,7 @@ sigset_t Watched_Signals() {
 
 class InterruptWatch::Watcher {
  public:
-  explicit Watcher(std::function<void()> on_interrupt)
-      : signals_(Watched_Signals()), on_interrupt_(std::move(on_interrupt)) {
+  Watcher() : signals_(Watched_Signals()) {
     // Blocked in every thread made from now on, so that only the watching thread ever takes them.
     pthread_sigmask(SIG_BLOCK, &signals_, &before_);
     pipe_before_ = signal(SIGPIPE, SIG_IGN);
@@ -50,13 +50,19 @@ class InterruptWatch::Watcher {
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
   }
 
+  void Ask(std::function<void()> on_interrupt) {
+    const std::lock_guard lock(mutex_);
+    on_interrupt_ = std::move(on_interrupt);
+  }
+
  private:
   void Watch() {
     for (int wishes = 1;; ++wishes) {
       int number = 0;
       sigwait(&signals_, &number);
       if (stopping_) return;
-      if (wishes > LastWish) std::_Exit(ExitCode);
+      const std::lock_guard lock(mutex_);
+      if (!on_interrupt_ || wishes > LastWish) std::_Exit(ExitCode);
       on_interrupt_();
     }
   }
@@ -64,14 +70,18 @@ class InterruptWatch::Watcher {
   sigset_t signals_;
   sigset_t before_{};
   void (*pipe_before_)(int) = SIG_DFL;
+  std::mutex mutex_;
   std::function<void()> on_interrupt_;
   std::atomic<bool> stopping_ = false;
   std::thread thread_;
 };
 
-InterruptWatch::InterruptWatch(std::function<void()> on_interrupt)
-    : watcher_(std::make_unique<Watcher>(std::move(on_interrupt))) {}
+InterruptWatch::InterruptWatch() : watcher_(std::make_unique<Watcher>()) {}
 
 InterruptWatch::~InterruptWatch() = default;
+
+void InterruptWatch::Ask(std::function<void()> on_interrupt) {
+  watcher_->Ask(std::move(on_interrupt));
+}
 
 }  // namespace hq

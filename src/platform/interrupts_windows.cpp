@@ -16,15 +16,16 @@ constexpr DWORD LongestEndMilliseconds = 30'000;
 
 // The system hands its handler nothing to find the watch by.
 std::mutex watch_mutex;
-std::function<void()>* watch_call = nullptr;
+bool watched = false;
+std::function<void()> watch_call;
 int wishes = 0;
 
 BOOL WINAPI On_Console_Event(DWORD kind) {
   {
     const std::lock_guard lock(watch_mutex);
-    if (watch_call == nullptr) return FALSE;
-    if (++wishes > LastWish) std::_Exit(ExitCode);
-    (*watch_call)();
+    if (!watched) return FALSE;
+    if (!watch_call || ++wishes > LastWish) std::_Exit(ExitCode);
+    watch_call();
   }
   // After these the process ends as soon as the handler returns.
   if (kind == CTRL_CLOSE_EVENT || kind == CTRL_LOGOFF_EVENT || kind == CTRL_SHUTDOWN_EVENT) {
@@ -37,10 +38,10 @@ BOOL WINAPI On_Console_Event(DWORD kind) {
 
 class InterruptWatch::Watcher {
  public:
-  explicit Watcher(std::function<void()> on_interrupt) : on_interrupt_(std::move(on_interrupt)) {
+  Watcher() {
     {
       const std::lock_guard lock(watch_mutex);
-      watch_call = &on_interrupt_;
+      watched = true;
       wishes = 0;
     }
     SetConsoleCtrlHandler(On_Console_Event, TRUE);
@@ -51,16 +52,22 @@ class InterruptWatch::Watcher {
   ~Watcher() {
     SetConsoleCtrlHandler(On_Console_Event, FALSE);
     const std::lock_guard lock(watch_mutex);
+    watched = false;
     watch_call = nullptr;
   }
 
- private:
-  std::function<void()> on_interrupt_;
+  static void Ask(std::function<void()> on_interrupt) {
+    const std::lock_guard lock(watch_mutex);
+    watch_call = std::move(on_interrupt);
+  }
 };
 
-InterruptWatch::InterruptWatch(std::function<void()> on_interrupt)
-    : watcher_(std::make_unique<Watcher>(std::move(on_interrupt))) {}
+InterruptWatch::InterruptWatch() : watcher_(std::make_unique<Watcher>()) {}
 
 InterruptWatch::~InterruptWatch() = default;
+
+void InterruptWatch::Ask(std::function<void()> on_interrupt) {
+  Watcher::Ask(std::move(on_interrupt));
+}
 
 }  // namespace hq

@@ -246,6 +246,7 @@ void Archive::Open() {
     try {
       std::error_code unknown;
       if (fs::is_directory(file_, unknown)) return Open_In_Memory("a folder has its name");
+      if (fs::is_other(file_, unknown)) return Open_In_Memory("what has its name is no file");
       // Made before the first byte goes in, so that nobody else ever reads one.
       if (!fs::exists(file_, unknown)) std::ofstream{file_, std::ios::app};
       fs::permissions(file_, fs::perms::owner_read | fs::perms::owner_write, unknown);

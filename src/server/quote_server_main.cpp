@@ -39,7 +39,7 @@ struct Options {
 
 void Serve(const Options& options) {
   hq::Latch end_wanted;
-  const hq::InterruptWatch watch{[&end_wanted] { end_wanted.Count_Down(); }};
+  hq::InterruptWatch watch;
   ErrorLines errors;
   const auto report = [&errors](const std::string& line) { errors.Write(line); };
 
@@ -52,6 +52,7 @@ void Serve(const Options& options) {
   const std::shared_ptr<hq::server::QuoteSource> source = setup.Make(options.Source);
   hq::server::QuoteServer server{source, options.Verbose ? report : hq::server::QuoteServer::RequestLog{}};
   server.Start(options.Address, options.Port);
+  watch.Ask([&end_wanted] { end_wanted.Count_Down(); });
   std::cout << "Request template: " << server.Request_Template() << '\n'
             << "Symbol search: " << server.Symbol_Search_Address() << '\n'
             << "Source: " << source->Description() << '\n'

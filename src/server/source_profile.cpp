@@ -2,15 +2,15 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
-#include <fstream>
 #include <limits>
 #include <set>
 #include <system_error>
 #include <utility>
 
+#include "base/run_time_error.h"
 #include "base/strings.h"
+#include "platform/files.h"
 #include "platform/paths.h"
 #include "server/json_tree.h"
 #include "server/placeholders.h"
@@ -599,19 +599,14 @@ std::variant<SourceProfile, ProfileError> Read_Profile(string_view text, string_
 
 std::variant<SourceProfile, ProfileError> Load_Profile(const std::filesystem::path& file) {
   const std::string name = Utf8_Text(file);
-  std::error_code error;
-  if (std::filesystem::is_directory(file, error)) return ProfileError{name, "/", "it is a folder"};
-  errno = 0;
-  std::ifstream stream{file, std::ios::binary};
-  std::string text(largest_profile + 1, '\0');
-  if (stream) stream.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (stream.bad() || !(stream || stream.eof())) {
-    const std::string reason =
-        errno != 0 ? std::generic_category().message(errno) : "the system names no reason";
-    return ProfileError{name, "/", "it can't be read: " + reason};
+  try {
+    // What is too large for a profile is told by the reader of its text.
+    return Read_Profile(Read_File(file, name, std::uintmax_t{4} * largest_profile), name);
+  } catch (const RunTimeError& error) {
+    std::string reason = error.Detail();
+    if (reason.starts_with(name + ": ")) reason.erase(0, name.size() + 2);
+    return ProfileError{name, "/", reason.starts_with("it is ") ? reason : "it can't be read: " + reason};
   }
-  text.resize(static_cast<std::size_t>(stream.gcount()));
-  return Read_Profile(text, name);
 }
 
 ProfileFolder Load_Profiles(const std::filesystem::path& folder) {

@@ -244,7 +244,7 @@ TEST(SourceProfile, AFolderGivesTheRightOnesAndTheErrors) {
   EXPECT_EQ(read.Profiles.front().Name, "good");
   ASSERT_EQ(read.Errors.size(), 2U);
   EXPECT_THAT(read.Errors[0].Text(), HasSubstr("bad.json: /: \"name\" is missing."));
-  EXPECT_THAT(read.Errors[1].Text(), HasSubstr("sub.json: /: it is a folder."));
+  EXPECT_THAT(read.Errors[1].Text(), HasSubstr("sub.json: /: it is a folder, not a file."));
 }
 
 TEST(SourceProfile, AFolderOrAFileThatIsNotThereIsAnError) {

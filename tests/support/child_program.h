@@ -21,6 +21,8 @@ class ChildProgram {
 
   // Reads until standard output holds text or ends; whether it holds it.
   bool Wait_For_Output(const std::string& text, std::chrono::seconds deadline = std::chrono::seconds(30));
+  // The same for standard error.
+  bool Wait_For_Error(const std::string& text, std::chrono::seconds deadline = std::chrono::seconds(30));
 
   // Where there are no signals between processes, SIGINT is the console's wish to end, and others are not
   // known.
@@ -35,6 +37,7 @@ class ChildProgram {
   [[nodiscard]] const std::string& Err() const { return err_; }
 
  private:
+  bool Wait_For(const std::string& stream, const std::string& text, std::chrono::seconds deadline);
   // Reads what is there, waiting at most so long. False when both streams have ended.
   bool Read_Some(std::chrono::milliseconds time);
 

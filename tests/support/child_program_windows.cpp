@@ -110,11 +110,20 @@ ChildProgram::~ChildProgram() {
 }
 
 bool ChildProgram::Wait_For_Output(const std::string& text, std::chrono::seconds deadline) {
+  return Wait_For(out_, text, deadline);
+}
+
+bool ChildProgram::Wait_For_Error(const std::string& text, std::chrono::seconds deadline) {
+  return Wait_For(err_, text, deadline);
+}
+
+bool ChildProgram::Wait_For(const std::string& stream, const std::string& text,
+                            std::chrono::seconds deadline) {
   const auto end = steady_clock::now() + deadline;
-  while (out_.find(text) == std::string::npos) {
+  while (stream.find(text) == std::string::npos) {
     if (steady_clock::now() > end || !Read_Some(std::chrono::milliseconds(10))) break;
   }
-  return out_.find(text) != std::string::npos;
+  return stream.find(text) != std::string::npos;
 }
 
 void ChildProgram::Signal(int number) const {

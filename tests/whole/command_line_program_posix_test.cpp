@@ -1,10 +1,14 @@
 // The built program, run as a user would run it where there are signals and limits.
 
 #include <csignal>
+#include <fcntl.h>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "base/strings.h"
 #include "built_places.h"
@@ -57,6 +61,42 @@ TEST_P(Ending, EndsTheProgramAtOnceAndLeavesNoHalfFile) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, Ending, ::testing::Values(SIGTERM, SIGHUP));
+
+TEST(CommandLineProgram, WaitsForNoPipeInAFilesPlace) {
+  const TempFolder folder;
+  for (const char* name : {"FSCLIENT.INI", "user.cfg", "sources/service.json"}) {
+    std::filesystem::create_directory(folder / "sources");
+    ASSERT_EQ(mkfifo((folder / name).c_str(), 0600), 0);
+  }
+  ChildProgram saved(Command({"--saved", "--program-folder", folder.Path()}));
+  EXPECT_EQ(saved.Wait(), 2);
+  EXPECT_THAT(saved.Err(), HasSubstr("Unexpected error in initializing!"));
+  ChildProgram sources(Command({"sources", "--program-folder", folder.Path()}));
+  EXPECT_EQ(sources.Wait(), 0);
+  EXPECT_THAT(sources.Out(), HasSubstr("service.json: /: it is a pipe, not a file."));
+}
+
+// Makes standard output one that takes nothing, whose reader never reads.
+void Block_Output() {
+  int ends[2] = {-1, -1};
+  if (pipe(ends) != 0) _exit(99);
+  fcntl(ends[1], F_SETFL, O_NONBLOCK);
+  const char block[4096] = {};
+  while (write(ends[1], block, sizeof block) > 0) continue;
+  fcntl(ends[1], F_SETFL, 0);
+  dup2(ends[1], STDOUT_FILENO);
+}
+
+TEST(CommandLineProgram, EndsWhenAskedBeforeARunHasBegun) {
+  const TempFolder folder;
+  folder.Write("server.ini", "[Keys]\nalpha=secret\n");
+  ASSERT_EQ(chmod((folder / "server.ini").c_str(), 0644), 0);
+  ChildProgram program(Command({"sources", "--program-folder", folder.Path()}), Block_Output);
+  // Told before the list, which nobody takes.
+  ASSERT_TRUE(program.Wait_For_Error("can read the keys"));
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Wait(), 130);
+}
 
 TEST(CommandLineProgram, ACrashLeavesARecordAndTheEndOfTheTrace) {
   for (const int signal : {SIGSEGV, SIGABRT, SIGFPE}) {
