@@ -55,6 +55,7 @@ TrapSession::~TrapSession() {
 
 TraceOptions TrapSession::Start() {
   settings_ = Load_Trap_Settings(parts_.FileSystem, parts_.Application.Folder);
+  for (const std::string& fault : settings_.Faults) notes_.emplace_back(InvalidProcedureCall, fault);
   error_log_ = std::make_unique<ErrorLog>(Error_Log_Places());
   if (crash_records_) {
     crash_records_->Set_Places(Error_Log_Places());
@@ -199,7 +200,7 @@ std::vector<std::string> TrapSession::Call_Tree(const TrappedError& error) const
 }
 
 std::vector<std::string> TrapSession::Error_Log_Places() const {
-  return {Log_File_Path(settings_, parts_.Application.Folder), In_Folder("!error!.log"),
+  return {Log_File_Path(settings_, parts_.Application.Folder), In_Folder(SecondErrorLogName),
           Join_Path(Temporary_Folder(), "fsError.log")};
 }
 

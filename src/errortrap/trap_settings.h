@@ -18,6 +18,10 @@ enum class DisplayMode {
 };
 
 inline constexpr const char* TrapSettingsFileName = "FSCLIENT.INI";
+// Where errors are logged when the error log can't be written: in the program folder, and when that can't be
+// written either, in a folder of the user's among the temporary files.
+inline constexpr const char* SecondErrorLogName = "!error!.log";
+inline constexpr const char* LastErrorLogName = "fsError.log";
 
 // What FSCLIENT.INI sets, each with its default.
 struct TrapSettings {
@@ -41,6 +45,8 @@ struct TrapSettings {
   bool IncludeArguments = true;
   bool IncludeUser = true;
   bool AttachLog = true;
+  // What of the file was not taken as it stands, a sentence for the user each.
+  std::vector<std::string> Faults;
 };
 
 // One key of FSCLIENT.INI.
@@ -55,10 +61,13 @@ struct TrapSettingKey {
 [[nodiscard]] std::vector<TrapSettingKey> Trap_Setting_Keys();
 
 // The settings of a profile. A flag is on when its first character is "1". A number that is out of its range
-// gives the default, and so does a name of the circular log that would lead out of the program folder.
+// gives the default, and so does a name of the circular log that would lead out of the program folder; that
+// is a fault, and so is a flag that is neither 0 nor 1.
 [[nodiscard]] TrapSettings Read_Trap_Settings(const Profile& profile);
 
-// The settings of FSCLIENT.INI in the program folder; the defaults when it is missing or can't be read.
+// The settings of FSCLIENT.INI in the program folder; the defaults when it is missing, and with a fault when
+// it can't be read. A log whose name leads to a file of the program's own, or to the other log, has its
+// default, which is a fault, too.
 [[nodiscard]] TrapSettings Load_Trap_Settings(Files& files, const std::string& program_folder);
 
 // Where the error log of the settings lies. A name without a folder is in the program folder, one with a

@@ -16,6 +16,10 @@ namespace hq {
 // the end. What can't be looked at is taken as it stands.
 [[nodiscard]] std::filesystem::path Place_Of(const std::filesystem::path& path);
 
+// What two names of files in one folder have in common when the system takes them for one name: the letters'
+// case does not count on Windows, nor do blanks and points at the end and what stands behind a colon.
+[[nodiscard]] std::string File_Name_Key(const std::filesystem::path& name);
+
 // Whether other users of this computer can read a file, as far as its mode tells; false on systems where it
 // doesn't.
 [[nodiscard]] bool Others_Can_Read(const std::filesystem::path& file);

@@ -8,6 +8,10 @@ std::filesystem::path System_Path(std::string_view text) {
   return text;
 }
 
+std::string File_Name_Key(const std::filesystem::path& name) {
+  return name.string();
+}
+
 bool Others_Can_Read(const std::filesystem::path& file) {
   using std::filesystem::perms;
   std::error_code unknown;

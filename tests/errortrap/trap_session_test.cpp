@@ -388,10 +388,41 @@ TEST_F(Session, ALogThatCannotBeOpenedIsTriedAgainAtRetry) {
 }
 
 TEST_F(Session, AFileThatIsNoCircularLogIsLeftAlone) {
-  Home.Write("user.cfg", "|IBM\r\n");
-  Begin("[Log File]\nCircularLog=1\n[CircularLog]\nFileName=user.cfg\n");
+  Home.Write("letter.txt", "Dear reader\r\n");
+  Begin("[Log File]\nCircularLog=1\n[CircularLog]\nFileName=letter.txt\n");
   EXPECT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_EQ(File("letter.txt"), "Dear reader\r\n");
+}
+
+TEST_F(Session, WritesNoLogOverTheProgramsOwnFiles) {
+  Home.Write("user.cfg", "|IBM\r\n");
+  Begin("[Log File]\nCircularLog=1\nWrite To Disk=1\nLog File=" + (Home / "user.cfg") +
+        "\n[CircularLog]\nFileName=user.cfg\n");
+  Fail();
   EXPECT_EQ(File("user.cfg"), "|IBM\r\n");
+  EXPECT_THAT(File("error.log"), HasSubstr("Error Number- 76\r\n"));
+  EXPECT_THAT(File("circ0001.log"), HasSubstr("->global.bas : Sub Main"));
+}
+
+TEST_F(Session, TellsAtTheStartOnceAndTogetherWhatItDoesNotTake) {
+  Home.Write("circ0001.log", std::string(512, '\0'));
+  Begin("[Log File]\nCircularLog=1\n[CircularLog]\nRecordSize=10\nMaxRecords=many\n");
+  Trap.fsPUSH("disk.bas", "Sub Write_File");
+  ASSERT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_EQ(
+      Dialog.Questions[0].Detail,
+      "RecordSize=10 in [CircularLog] of FSCLIENT.INI is not a number from 64 to 65536; 512 is used.\n"
+      "MaxRecords=many in [CircularLog] of FSCLIENT.INI is not a number from 2 to 1000000; 100 is used.\n"
+      "The circular log circ0001.log was spoiled, as by a power cut. What is left of it was kept as " +
+          (Home / "circ0001.log.bak") + ", and a new one was begun.");
+  EXPECT_FALSE(Dialog.Questions[0].CanGoOn);
+}
+
+TEST_F(Session, ARunThatIsSilentLogsWhatItDoesNotTake) {
+  Begin("[preferences]\nSilent Run=1\nDisplay Mode=9\n");
+  EXPECT_THAT(Dialog.Questions, IsEmpty());
+  EXPECT_THAT(File("error.log"),
+              HasSubstr("Display Mode=9 in [preferences] of FSCLIENT.INI is not 0, 1 or 2"));
 }
 
 TEST_F(Session, AFurtherErrorWhileTheDialogIsUpIsLoggedAndTold) {

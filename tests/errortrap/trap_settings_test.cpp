@@ -1,6 +1,7 @@
 #include "errortrap/trap_settings.h"
 
 #include <filesystem>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
@@ -167,6 +168,54 @@ TEST(TrapSettings, KnowThreeDisplayModes) {
   }
 }
 
+TEST(TrapSettings, TellEachValueThatIsNotTaken) {
+  const auto fault = [](const std::string& section, const std::string& line) {
+    const std::vector<std::string> faults = Settings_Of("[" + section + "]\n" + line + "\n").Faults;
+    return faults.size() == 1 ? faults[0] : std::to_string(faults.size()) + " faults";
+  };
+  EXPECT_EQ(fault("CircularLog", "RecordSize=32"),
+            "RecordSize=32 in [CircularLog] of FSCLIENT.INI is not a number from 64 to 65536; 512 is used.");
+  EXPECT_EQ(
+      fault("circularlog", "recordsize=many"),
+      "RecordSize=many in [CircularLog] of FSCLIENT.INI is not a number from 64 to 65536; 512 is used.");
+  EXPECT_EQ(
+      fault("CircularLog", "MaxRecords=1000001"),
+      "MaxRecords=1000001 in [CircularLog] of FSCLIENT.INI is not a number from 2 to 1000000; 100 is used.");
+  EXPECT_EQ(
+      fault("CircularLog", "FileName=../trace"),
+      "FileName=../trace in [CircularLog] of FSCLIENT.INI is not a name without a folder; circ0001.log is "
+      "used.");
+  EXPECT_EQ(fault("preferences", "Display Mode=x"),
+            "Display Mode=x in [preferences] of FSCLIENT.INI is not 0, 1 or 2; 0 is used.");
+  EXPECT_EQ(fault("include", "Memory=yes"),
+            "Memory=yes in [include] of FSCLIENT.INI is not 0 or 1; 0 is used.");
+  EXPECT_EQ(
+      fault("log file", "Log File=" + std::string(129, 'x')),
+      "Log File=" + std::string(80, 'x') +
+          "... in [log file] of FSCLIENT.INI is not a text of at most 128 bytes; what fits of it is used.");
+  EXPECT_EQ(fault("preferences", "Silent Run=on\a"),
+            "Silent Run=on in [preferences] of FSCLIENT.INI is not 0 or 1; 0 is used.");
+}
+
+TEST(TrapSettings, TellNothingOfValuesThatAreTaken) {
+  for (const char* text :
+       {"", "[CircularLog]\nRecordSize=64\nMaxRecords=2\nFileName=a.log\n",
+        "[CircularLog]\nRecordSize=\nMaxRecords=\nFileName=\n", "[CircularLog]\nRecordSize=128 ; bytes\n",
+        "[preferences]\nDisplay Mode=0\nSilent Run=0 ; not yet\n",
+        "[preferences]\nDisplay Mode=2\nSilent Run=\n", "[log file]\nLog File=\nWrite To Disk=1234567890\n",
+        "[Other]\nRecordSize=1\n", "[CircularLog]\nFileName=a.rtf\nMaxRecords=3\n"}) {
+    EXPECT_TRUE(Settings_Of(text).Faults.empty()) << text;
+  }
+}
+
+TEST(TrapSettings, KeepRoomForTheHeaderOfRichText) {
+  const TrapSettings settings = Settings_Of("[CircularLog]\nFileName=a.rtf\nMaxRecords=2\n");
+  EXPECT_EQ(settings.MaxRecords, 100U);
+  EXPECT_THAT(settings.Faults,
+              testing::ElementsAre("MaxRecords=2 in [CircularLog] of FSCLIENT.INI is not a number from 3 to "
+                                   "1000000, as rich text needs; 100 is used."));
+}
+
 TEST(TrapSettings, TakeTheDefaultNameForAnEmptyLogFile) {
   EXPECT_EQ(Settings_Of("[log file]\nLog File=\n").LogFile, "error.log");
   EXPECT_EQ(Settings_Of("[log file]\nLog File=\"\"\n").LogFile, "error.log");
@@ -184,8 +233,79 @@ TEST(LoadTrapSettings, TakesTheDefaultsWhenTheFileCannotBeRead) {
   SystemFiles files;
   EXPECT_EQ(All(Load_Trap_Settings(files, folder.Path())), Defaults);
   EXPECT_EQ(All(Load_Trap_Settings(files, folder / "missing")), Defaults);
+  EXPECT_TRUE(Load_Trap_Settings(files, folder.Path()).Faults.empty());
   std::filesystem::create_directory(folder / "FSCLIENT.INI");
-  EXPECT_EQ(All(Load_Trap_Settings(files, folder.Path())), Defaults);
+  const TrapSettings unread = Load_Trap_Settings(files, folder.Path());
+  EXPECT_EQ(All(unread), Defaults);
+  ASSERT_EQ(unread.Faults.size(), 1U);
+  EXPECT_THAT(unread.Faults[0],
+              testing::StartsWith("FSCLIENT.INI can't be read, so every setting has its default: " +
+                                  (folder / "FSCLIENT.INI")));
+}
+
+class LogNames : public testing::Test {
+ protected:
+  TrapSettings Load(const std::string& text) {
+    Home.Write("FSCLIENT.INI", text);
+    return Load_Trap_Settings(Disk, Home.Path());
+  }
+  TempFolder Home;
+  SystemFiles Disk;
+};
+
+TEST_F(LogNames, AreNoneOfTheProgramsOwnFiles) {
+  for (const std::string name :
+       {"user.cfg", "user.cfg.bak", "server.ini", "server.ini.example", "FSCLIENT.INI", "quotes.db",
+        "quotes.db-wal", "t8.ico", "history-quotes", "history-quotes-cli", "history-quotes.exe",
+        "quote-server", "trace.log", "trace.log.bak", "fserror.log", "!error!.log", "Qt6Core.dll",
+        "README.txt"}) {
+    const TrapSettings settings =
+        Load("[log file]\nLog File=" + name + "\n[CircularLog]\nFileName=" + name + "\n");
+    EXPECT_EQ(settings.LogFile, "error.log") << name;
+    EXPECT_EQ(settings.CircularFileName, "circ0001.log") << name;
+    EXPECT_THAT(
+        settings.Faults,
+        testing::ElementsAre("Log File=" + name +
+                                 " in [log file] of FSCLIENT.INI is not a file for a log, because the "
+                                 "program keeps something else in it; error.log is used.",
+                             "FileName=" + name +
+                                 " in [CircularLog] of FSCLIENT.INI is not a file for a log, because "
+                                 "the program keeps something else in it; circ0001.log is used."));
+  }
+  std::filesystem::create_directory(Home / "inner");
+  for (const std::string& path : {Home / "user.cfg", Home / "./user.cfg", Home / "inner/../server.ini",
+                                  Home / "sources/yahoo.json", Home / "sources/deep/er.log"}) {
+    EXPECT_EQ(Load("[log file]\nLog File=" + path + "\n").LogFile, "error.log") << path;
+  }
+}
+
+TEST_F(LogNames, MayBeAllOthers) {
+  const TempFolder elsewhere;
+  for (const std::string& name :
+       {std::string("mine.log"), std::string("user.cfg2"), std::string("my user.cfg"),
+        std::string("history-quotes-errors.log"), elsewhere / "user.cfg", Home / "inner/server.ini"}) {
+    const TrapSettings settings = Load("[log file]\nLog File=" + name + "\n");
+    EXPECT_EQ(settings.LogFile, name);
+    EXPECT_TRUE(settings.Faults.empty()) << name;
+  }
+}
+
+TEST_F(LogNames, AreTwo) {
+  const auto names = [](const TrapSettings& settings) {
+    return settings.LogFile + " " + settings.CircularFileName + " " + std::to_string(settings.Faults.size());
+  };
+  const auto both = [](const std::string& error_log, const std::string& circular) {
+    return "[log file]\nLog File=" + error_log + "\n[CircularLog]\nFileName=" + circular + "\n";
+  };
+  EXPECT_EQ(names(Load(both("a.log", "a.log"))), "a.log circ0001.log 1");
+  EXPECT_EQ(names(Load(both(Home / "./a.log", "a.log"))), (Home / "./a.log") + " circ0001.log 1");
+  EXPECT_EQ(names(Load(both("circ0001.log", "circ0001.log"))), "error.log circ0001.log 1");
+  EXPECT_EQ(names(Load(both("error.log", "error.log"))), "error.log circ0001.log 1");
+  EXPECT_EQ(names(Load(both("circ0001.log", "error.log"))), "circ0001.log error.log 0");
+  EXPECT_EQ(
+      Load(both("a.log", "a.log")).Faults[0],
+      "FileName=a.log in [CircularLog] of FSCLIENT.INI is not a file for this log, because the other log is "
+      "kept in it; circ0001.log is used.");
 }
 
 TEST(LoadTrapSettings, TakesTheDefaultsForBytesThatAreNoSettings) {
