@@ -83,36 +83,29 @@ void CrashRecords::Set_Places(std::vector<std::string> places) {
   places_ = std::move(places);
 }
 
-void CrashRecords::Set_Trace_Log(KeptBack kept_back, const void* log, std::string path) {
-  kept_back_ = nullptr;
-  trace_log_ = log;
-  trace_path_ = std::move(path);
-  kept_back_ = kept_back;
-}
-
 void CrashRecords::Crashed(const Crash& crash) noexcept {
   for (const std::string& place : places_) {
-    const CrashFile file(place.c_str());
+    CrashFile file(place.c_str());
     if (Write_Record(crash, file)) break;
-  }
-  if (kept_back_ != nullptr) {
-    const CrashFile trace(trace_path_.c_str());
-    trace.Append(kept_back_(trace_log_));
   }
 }
 
-bool CrashRecords::Write_Record(const Crash& crash, const CrashFile& file) noexcept {
+bool CrashRecords::Write_Record(const Crash& crash, CrashFile& file) noexcept {
   using namespace error_record;
+  const std::string_view gap = Gap_Behind(file.Last_Byte());
   Text text(buffer_, file);
-  text << LineEnd << crash.When << LineEnd;
+  text << gap << crash.When << LineEnd;
   text << Category << UnknownCategory << LineEnd;
   text << Source << source_ << LineEnd;
   // What damaged memory can still take away from the record is only what stands behind.
   text.Flush();
   if (!text.Taken()) return false;
+  const bool is_traps_thread = crash.Thread.empty();
   size_t depth = 0;
   CodePosition position;
-  trap_.Visit_Levels([&](std::string_view entry) noexcept { position = Position_In(entry, ++depth); });
+  if (is_traps_thread) {
+    trap_.Visit_Levels([&](std::string_view entry) noexcept { position = Position_In(entry, ++depth); });
+  }
   const auto append_position = [&](std::string_view label) noexcept {
     text << label;
     if (!position.Module.empty()) text << position.Module << EntrySeparator << position.Procedure;
@@ -123,12 +116,19 @@ bool CrashRecords::Write_Record(const Crash& crash, const CrashFile& file) noexc
   append_position(CodePointer);
   text << ErrorNumber << crash.Number << LineEnd;
   text << Description;
-  text.On_One_Line(crash.Description) << LineEnd;
-  if (depth > 0) text << CallTree << LineEnd;
-  trap_.Visit_Levels([&](std::string_view entry) noexcept {
-    text << Indent;
-    text.On_One_Line(includes_arguments_ ? entry : Without_Argument(entry)) << LineEnd;
-  });
+  text.On_One_Line(crash.Description);
+  if (!is_traps_thread) {
+    text << " on ";
+    text.On_One_Line(crash.Thread);
+  }
+  text << LineEnd;
+  if (depth > 0) {
+    text << CallTree << LineEnd;
+    trap_.Visit_Levels([&](std::string_view entry) noexcept {
+      text << Indent;
+      text.On_One_Line(includes_arguments_ ? entry : Without_Argument(entry)) << LineEnd;
+    });
+  }
   text << UserText << LineEnd;
   text.Flush();
   return text.Taken();

@@ -75,9 +75,7 @@ class LogEnd {
 
   // Adds behind an empty line, which sets records apart, or at the beginning.
   void Append_Apart(std::string_view text) {
-    if (file_.Size() == 0) return Append(text);
-    std::string apart =
-        Ends_In_Line_End() ? std::string(LineEnd) : std::string(LineEnd) + std::string(LineEnd);
+    std::string apart(Gap_Behind_End());
     Append(apart += text);
   }
 
@@ -99,11 +97,12 @@ class LogEnd {
     return (last - text) % 2 == 0 ? last : tail.size();
   }
 
-  [[nodiscard]] bool Ends_In_Line_End() const {
-    std::string tail = Tail();
-    if (!rich_) return tail.ends_with('\n') || tail.ends_with('\r');
-    tail.resize(Closing(tail));
-    return tail.ends_with(RichLineEnd);
+  [[nodiscard]] std::string_view Gap_Behind_End() const {
+    const std::string tail = Tail();
+    const std::string_view text = std::string_view(tail).substr(0, rich_ ? Closing(tail) : tail.size());
+    // In rich text a line end that is none of a paragraph is a blank.
+    const bool is_in_line = rich_ && !text.empty() && !text.ends_with(RichLineEnd);
+    return error_record::Gap_Behind(is_in_line ? "?" : text);
   }
 
   void Put_Rich(std::string rich) {

@@ -38,6 +38,14 @@ inline constexpr std::string_view LineEnd = "\r\n";
 // Before every further line of a text, so that none can look like a label.
 inline constexpr std::string_view Indent = "    ";
 
+// What is written between a text that ends so and a record, to leave an empty line between them. Of the text
+// the last byte is enough; an empty one is the beginning of the file, where nothing is needed.
+[[nodiscard]] constexpr std::string_view Gap_Behind(std::string_view text) {
+  if (text.empty()) return {};
+  if (text.back() == '\n') return "\r\n";
+  return text.back() == '\r' ? "\n\r\n" : "\r\n\r\n";
+}
+
 // The category of an error that is none of the classes told apart.
 inline constexpr std::string_view UnknownCategory = "Unknown Error Class";
 

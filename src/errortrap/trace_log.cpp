@@ -10,7 +10,6 @@ namespace hq {
 
 namespace {
 
-constexpr std::size_t MostKeptBack = 64 * 1024;
 constexpr std::size_t UsualLine = 1024;
 constexpr double LoadLifeMilliseconds = 250;
 constexpr std::string_view LineEnd = "\r\n";
@@ -37,7 +36,7 @@ void Append_Milliseconds(std::string& text, double milliseconds, char separator)
 }
 
 // The exception now being handled, as what became of the file.
-RunTimeError Failure(const std::string& path) {
+RunTimeError Failure_To_Write(const std::string& path) {
   const RunTimeError error = Current_Error();
   return RunTimeError(error.Number(), "Could not write to log file " + path + "\n" + error.Detail());
 }
@@ -50,12 +49,6 @@ TraceLog::TraceLog(Options options, std::unique_ptr<LogFile> plain, std::unique_
       circular_(std::move(circular)),
       prefix_("[" + options_.Name + "] [") {
   line_.reserve(UsualLine);
-  // All the room it will ever need, so that it stays where it is.
-  if (plain_) kept_back_.reserve(MostKeptBack);
-}
-
-TraceLog::~TraceLog() {
-  Flush();
 }
 
 void TraceLog::Start(const std::string& line) {
@@ -73,12 +66,6 @@ void TraceLog::End(std::int32_t number, double milliseconds) {
   Append_Prefix(number, milliseconds);
   line_ += "] END PROGRAM ";
   Put_Line();
-  Flush();
-}
-
-void TraceLog::Flush() {
-  Put_Kept_Back();
-  Tell_Failures();
 }
 
 std::string TraceLog::Record_Text(const TraceRecord& record) {
@@ -135,38 +122,27 @@ void TraceLog::Put_Line() {
     std::replace_if(
         line_.begin(), line_.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
   }
-  if (circular_) {
+  const auto put = [](Failure& failure, const std::string& path, const auto& write) {
     try {
-      circular_->Write(line_);
+      write();
     } catch (const std::exception&) {
-      failures_[0] = Failure(circular_->Path());
-      circular_.reset();
+      if (!std::exchange(failure.Seen, true)) failure.ToTell = Failure_To_Write(path);
     }
-  }
+  };
+  if (circular_) put(failures_[0], circular_->Path(), [this] { circular_->Write(line_); });
   if (plain_) {
-    if (kept_back_.size() + line_.size() + LineEnd.size() > MostKeptBack) Put_Kept_Back();
-    // A line longer than all the room is cut to it.
-    if (plain_) kept_back_.append(line_, 0, MostKeptBack - LineEnd.size()).append(LineEnd);
+    // In one piece: whoever ends the process meanwhile leaves the whole record or none of it.
+    line_ += LineEnd;
+    put(failures_[1], plain_->Path(), [this] { plain_->Append(line_); });
   }
   Tell_Failures();
 }
 
-void TraceLog::Put_Kept_Back() {
-  if (!plain_ || kept_back_.empty()) return;
-  try {
-    plain_->Append(kept_back_);
-  } catch (const std::exception&) {
-    failures_[1] = Failure(plain_->Path());
-    plain_.reset();
-  }
-  kept_back_.clear();
-}
-
 void TraceLog::Tell_Failures() {
-  for (std::optional<RunTimeError>& failure : failures_) {
-    if (!failure) continue;
+  for (Failure& failure : failures_) {
+    if (!failure.ToTell) continue;
     // Who is told may run traced procedures, which come back here.
-    const RunTimeError error = *std::exchange(failure, std::nullopt);
+    const RunTimeError error = *std::exchange(failure.ToTell, std::nullopt);
     if (!options_.On_Failure) continue;
     try {
       options_.On_Failure(error);

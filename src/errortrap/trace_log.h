@@ -1,11 +1,11 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "base/run_time_error.h"
 #include "errortrap/circular_log.h"
@@ -20,10 +20,10 @@ struct TraceLoad {
   std::optional<int> MemoryLoadPercent;
 };
 
-// Where the trace of entries and exits goes: a plain file, a circular file, or both. A record of a circular
-// log is with the system at once, that of a plain log when Flush is called or 64 KiB have come together.
-// Lines end in CR LF. Nothing here raises an error: a file that can't be written to is closed, and the trace
-// goes on without it.
+// Where the trace of entries and exits goes: a plain file, a circular file, or both. Every record is with the
+// system when the call that writes it returns, so that a process that is killed loses none. Lines end in CR
+// LF. Nothing here raises an error: a record that a file does not take is missing from it, and the next one
+// is tried anew.
 class TraceLog {
  public:
   struct Options {
@@ -31,24 +31,19 @@ class TraceLog {
     char DecimalSeparator = '.';
     bool Timing = true;               // without it every time reads as 0
     std::function<TraceLoad()> Load;  // asked at most every 250 ms of the records' time; may be empty
-    // Told once for each file that can't be written to any more; may be empty.
+    // Told once for each file, at the first record that it does not take; may be empty.
     std::function<void(const RunTimeError& error)> On_Failure;
   };
   // Takes over the files; either may be null.
   TraceLog(Options options, std::unique_ptr<LogFile> plain, std::unique_ptr<CircularLog> circular);
   TraceLog(const TraceLog&) = delete;
   TraceLog& operator=(const TraceLog&) = delete;
-  // Flushes.
-  ~TraceLog();
 
   // The line that a run begins with, as it stands.
   void Start(const std::string& line);
   void Write(const TraceRecord& record);
   // The last record of a run: number and milliseconds as a record has them.
   void End(std::int32_t number, double milliseconds);
-  void Flush();
-  // What a plain log keeps back, for a process that dies: nothing here is allocated or freed by the call.
-  [[nodiscard]] std::string_view Kept_Back() const { return kept_back_; }
 
   // The text of a record without a line end, as both logs get it.
   [[nodiscard]] std::string Record_Text(const TraceRecord& record);
@@ -58,7 +53,6 @@ class TraceLog {
   void Append_Load(double milliseconds);
   void Make_Record(const TraceRecord& record);
   void Put_Line();
-  void Put_Kept_Back();
   void Tell_Failures();
 
   Options options_;
@@ -66,8 +60,12 @@ class TraceLog {
   std::unique_ptr<CircularLog> circular_;
   std::string prefix_;
   std::string line_;
-  std::string kept_back_;
-  std::optional<RunTimeError> failures_[2];  // not told yet; of the circular and the plain log
+  // Of the circular and the plain log.
+  struct Failure {
+    bool Seen = false;
+    std::optional<RunTimeError> ToTell;
+  };
+  std::array<Failure, 2> failures_;
   TraceLoad load_;
   std::optional<double> load_asked_;  // milliseconds of the record
 };

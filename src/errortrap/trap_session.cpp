@@ -7,6 +7,7 @@
 #include "errortrap/error_category.h"
 #include "errortrap/error_record_labels.h"
 #include "errortrap/report_text.h"
+#include "errortrap/trace_file.h"
 #include "platform/debugger.h"
 #include "platform/machine.h"
 
@@ -19,10 +20,6 @@ using error_record::NoLineNumbers;
 
 std::string With_Detail(const std::string& description, const std::string& detail) {
   return detail.empty() ? description : description + ": " + detail;
-}
-
-std::string_view Kept_Back_By(const void* log) {
-  return static_cast<const TraceLog*>(log)->Kept_Back();
 }
 
 // In plain words first, then what an engineer asks for.
@@ -49,7 +46,6 @@ TrapSession::~TrapSession() {
   trap_.Read_Options = nullptr;
   trap_.Write_Record = nullptr;
   trap_.Set_Reporter(nullptr);
-  if (crash_records_) crash_records_->Set_Trace_Log(nullptr, nullptr, {});
   if (trace_) trace_->End(trap_.RecordCount() + 1, trap_.Elapsed());
 }
 
@@ -70,7 +66,6 @@ TraceOptions TrapSession::Start() {
 }
 
 void TrapSession::Trace_To(std::unique_ptr<LogFile> plain, std::unique_ptr<CircularLog> circular) {
-  const bool keeps_back = plain != nullptr;
   trace_ = std::make_unique<TraceLog>(
       TraceLog::Options{
           .Name = parts_.Application.ExeName,
@@ -81,18 +76,12 @@ void TrapSession::Trace_To(std::unique_ptr<LogFile> plain, std::unique_ptr<Circu
       std::move(plain), std::move(circular));
   trace_->Start(Source() + " <" + System_Date_Text(parts_.Time.Today()) + ", " +
                 System_Time_Text(parts_.Time.Time_Of_Day()) + ">");
-  if (crash_records_ && keeps_back)
-    crash_records_->Set_Trace_Log(Kept_Back_By, trace_.get(), In_Folder(TraceFileName));
   trap_.Write_Record = [this](const TraceRecord& record) { trace_->Write(record); };
 }
 
 std::unique_ptr<LogFile> TrapSession::Open_Trace() {
-  return Opened("Sub Open_Trace", "Could not open trace log file " + std::string(TraceFileName), [this] {
-    const std::string path = In_Folder(TraceFileName);
-    // The trace of the run before is what tells of a program that ended by an error.
-    if (parts_.FileSystem.Exists(path)) parts_.FileSystem.Rename(path, path + ".bak");
-    return std::make_unique<LogFile>(path, LogFile::Begin::Anew);
-  });
+  return Opened("Sub Open_Trace", "Could not open trace log file " + std::string(TraceFileName),
+                [this] { return Begin_Trace_File(parts_.FileSystem, parts_.Application.Folder); });
 }
 
 std::unique_ptr<CircularLog> TrapSession::Open_Circular() {
@@ -145,7 +134,6 @@ TraceLoad TrapSession::Load() const {
 
 int TrapSession::Report(const TrappedError& error) {
   const ErrorRecord record = Record_Of(error);
-  if (trace_) trace_->Flush();
   const bool logs = error_log_ != nullptr && (settings_.WriteToDisk || settings_.SilentRun);
   const int logged = logs ? error_log_->Begin(record) : 0;
   const auto finish = [&](const std::string& user_text) {

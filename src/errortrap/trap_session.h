@@ -35,8 +35,7 @@ struct TrapSessionParts {
 // it asks for, and brings trapped errors before the user. Used on the trap's thread.
 class TrapSession final : public ErrorReporter {
  public:
-  // The files that hold the trace and the complete report of the latest error, in the program folder.
-  static constexpr const char* TraceFileName = "trace.log";
+  // The file that holds the complete report of the latest error, in the program folder.
   static constexpr const char* ReportFileName = "fserror.log";
 
   // Ties itself to the trap until it goes; then it writes the end of the trace.

@@ -10,8 +10,9 @@ namespace hq {
 struct Crash {
   int Number = 0;  // of the signal, or the system's own number for the fault
   std::string_view
-      Description;        // "Segmentation fault (SIGSEGV)", "Uncaught exception: bad (std::logic_error)"
-  std::string_view When;  // local date and time, MM/DD/YYYY HH:MM:SS
+      Description;          // "Segmentation fault (SIGSEGV)", "Uncaught exception: bad (std::logic_error)"
+  std::string_view When;    // local date and time, MM/DD/YYYY HH:MM:SS
+  std::string_view Thread;  // empty for the thread that made the watch, otherwise "thread 4711 (transfer)"
 };
 
 // Who keeps a record of a crash.
@@ -55,11 +56,15 @@ class CrashFile {
   CrashFile& operator=(const CrashFile&) = delete;
   ~CrashFile();
 
+  // The last byte of the file as it is now: empty for none; a NUL when it can't be read.
+  [[nodiscard]] std::string_view Last_Byte() noexcept;
+
   // Appends bytes. False when not all of them were taken, always so when the file could not be opened.
   bool Append(std::string_view bytes) const noexcept;
 
  private:
   std::intptr_t handle_;
+  char last_byte_ = 0;
 };
 
 }  // namespace hq

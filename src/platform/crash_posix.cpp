@@ -17,6 +17,7 @@
 
 #include "platform/crash.h"
 #include "platform/crash_texts.h"
+#include "platform/thread_name.h"
 
 namespace hq {
 
@@ -29,6 +30,7 @@ constexpr size_t HandlerStackBytes = size_t{128} << 10U;
 std::atomic<CrashHandler*> handler_now = nullptr;
 std::atomic<bool> crashed = false;
 std::atomic<pthread_t> crashed_thread{};
+std::atomic<pthread_t> watch_thread{};
 std::atomic<std::time_t> utc_offset = 0;
 
 std::string_view Signal_Text(int number) {
@@ -64,7 +66,12 @@ void Tell(int number, std::string_view description) {
   crashed_thread = pthread_self();
   if (CrashHandler* const handler = handler_now) {
     const auto when = Local_Time_Text();
-    handler->Crashed({number, description, when.Text()});
+    FixedText<64> thread;
+    if (pthread_equal(watch_thread, pthread_self()) == 0) {
+      const ThreadIdentity mine = ThreadIdentity::Mine();
+      thread = Crash_Thread_Text(mine.Number, mine.Name);
+    }
+    handler->Crashed({number, description, when.Text(), thread.Text()});
   }
 }
 
@@ -126,6 +133,7 @@ class CrashWatch::Handlers {
     if (!handler_now.compare_exchange_strong(nobody, &handler))
       throw std::logic_error("a second crash watch");
     utc_offset = Utc_Offset();
+    watch_thread = pthread_self();
     struct sigaction action {};
     action.sa_handler = On_Crash_Signal;
     action.sa_flags = SA_ONSTACK;
@@ -153,9 +161,18 @@ CrashWatch::CrashWatch(CrashHandler& handler) : handlers_(std::make_unique<Handl
 
 CrashWatch::~CrashWatch() = default;
 
-CrashFile::CrashFile(const char* path) noexcept
-    // A pipe without a reader is not waited for.
-    : handle_(open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600)) {
+namespace {
+
+int Open_For_Last_Words(const char* path) noexcept {
+  // A pipe without a reader is not waited for.
+  constexpr int How = O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  const int file = open(path, O_RDWR | How, 0600);
+  return file >= 0 || errno != EACCES ? file : open(path, O_WRONLY | How, 0600);
+}
+
+}  // namespace
+
+CrashFile::CrashFile(const char* path) noexcept : handle_(Open_For_Last_Words(path)) {
   struct stat facts {};
   const auto file = static_cast<int>(handle_);
   if (handle_ >= 0 && fstat(file, &facts) == 0 && S_ISREG(facts.st_mode) &&
@@ -169,6 +186,16 @@ CrashFile::CrashFile(const char* path) noexcept
 
 CrashFile::~CrashFile() {
   if (handle_ >= 0) close(static_cast<int>(handle_));
+}
+
+std::string_view CrashFile::Last_Byte() noexcept {
+  last_byte_ = 0;
+  const auto file = static_cast<int>(handle_);
+  const off_t size = lseek(file, 0, SEEK_END);
+  if (size == 0) return {};
+  while (size > 0 && pread(file, &last_byte_, 1, size - 1) < 0 && errno == EINTR) {
+  }
+  return {&last_byte_, 1};
 }
 
 bool CrashFile::Append(std::string_view bytes) const noexcept {

@@ -58,6 +58,14 @@ FixedText<32> Crash_Time_Text(std::chrono::year_month_day date,
   return text;
 }
 
+FixedText<64> Crash_Thread_Text(int number, std::string_view name) {
+  FixedText<64> text;
+  text << "thread ";
+  text.Append_Number(number, 1);
+  if (!name.empty()) text << " (" << name.substr(0, 32) << ")";
+  return text;
+}
+
 FixedText<1024> Termination_Text() {
   FixedText<1024> text;
   if (const std::exception_ptr exception = std::current_exception()) {

@@ -37,6 +37,9 @@ class FixedText {
 [[nodiscard]] FixedText<32> Crash_Time_Text(std::chrono::year_month_day date,
                                             std::chrono::hh_mm_ss<std::chrono::seconds> clock);
 
+// "thread 4711 (transfer)"; without the name when there is none.
+[[nodiscard]] FixedText<64> Crash_Thread_Text(int number, std::string_view name);
+
 // What a handler of std::terminate says of the exception that nobody has caught, or of there being none.
 [[nodiscard]] FixedText<1024> Termination_Text();
 

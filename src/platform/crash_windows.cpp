@@ -10,6 +10,7 @@
 
 #include "platform/crash.h"
 #include "platform/crash_texts.h"
+#include "platform/thread_name.h"
 
 namespace hq {
 
@@ -22,6 +23,7 @@ constexpr ULONG HandlerStackBytes = 128UL << 10U;
 std::atomic<CrashHandler*> handler_now = nullptr;
 std::atomic<bool> crashed = false;
 std::atomic<DWORD> crashed_thread = 0;
+std::atomic<DWORD> watch_thread = 0;
 
 std::string_view Fault_Name(DWORD code) {
   switch (code) {
@@ -83,7 +85,12 @@ void Tell(int number, std::string_view description) {
   crashed_thread = GetCurrentThreadId();
   if (CrashHandler* const handler = handler_now) {
     const auto when = Local_Time_Text();
-    handler->Crashed({number, description, when.Text()});
+    FixedText<64> thread;
+    if (watch_thread != GetCurrentThreadId()) {
+      const ThreadIdentity mine = ThreadIdentity::Mine();
+      thread = Crash_Thread_Text(mine.Number, mine.Name);
+    }
+    handler->Crashed({number, description, when.Text(), thread.Text()});
   }
 }
 
@@ -116,6 +123,7 @@ class CrashWatch::Handlers {
     if (!handler_now.compare_exchange_strong(nobody, &handler)) {
       throw std::logic_error("a second crash watch");
     }
+    watch_thread = GetCurrentThreadId();
     ULONG stack = HandlerStackBytes;
     SetThreadStackGuarantee(&stack);
     filter_before_ = SetUnhandledExceptionFilter(On_Fault);
@@ -143,9 +151,9 @@ CrashWatch::~CrashWatch() = default;
 
 // Who may read the file is what its folder hands on: a user's folder is the user's own.
 CrashFile::CrashFile(const char* path) noexcept
-    : handle_(reinterpret_cast<std::intptr_t>(
-          CreateFileA(path, FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                      OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))) {
+    : handle_(reinterpret_cast<std::intptr_t>(CreateFileA(
+          path, FILE_APPEND_DATA | FILE_READ_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+          nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr))) {
   const auto file = reinterpret_cast<HANDLE>(handle_);
   if (file != INVALID_HANDLE_VALUE && GetFileType(file) != FILE_TYPE_DISK) {
     CloseHandle(file);
@@ -156,6 +164,21 @@ CrashFile::CrashFile(const char* path) noexcept
 CrashFile::~CrashFile() {
   const auto file = reinterpret_cast<HANDLE>(handle_);
   if (file != INVALID_HANDLE_VALUE) CloseHandle(file);
+}
+
+std::string_view CrashFile::Last_Byte() noexcept {
+  last_byte_ = 0;
+  const auto file = reinterpret_cast<HANDLE>(handle_);
+  LARGE_INTEGER size;
+  if (file == INVALID_HANDLE_VALUE || GetFileSizeEx(file, &size) == 0) return {&last_byte_, 1};
+  if (size.QuadPart == 0) return {};
+  const auto offset = static_cast<std::uint64_t>(size.QuadPart) - 1;
+  OVERLAPPED place{};
+  place.Offset = static_cast<DWORD>(offset & 0xffffffffU);
+  place.OffsetHigh = static_cast<DWORD>(offset >> 32U);
+  DWORD got = 0;
+  ReadFile(file, &last_byte_, 1, &got, &place);
+  return {&last_byte_, 1};
 }
 
 bool CrashFile::Append(std::string_view bytes) const noexcept {

@@ -37,6 +37,9 @@ class LogFile {
   // Keeps the file to this object until it goes, on systems and disks that know such locks. Raises
   // FileInUse, which is a PermissionDenied, when another one has it.
   void Lock();
+  // Whether its path still leads to the file, which another process may have moved away or put another one in
+  // the place of.
+  [[nodiscard]] bool Is_At_Its_Path() const;
 
   // At the end of the file as it is now: another process may have written to it too.
   void Append(std::string_view bytes);

@@ -115,6 +115,13 @@ void LogFile::Lock() {
   }
 }
 
+bool LogFile::Is_At_Its_Path() const {
+  struct stat ours {};
+  struct stat there {};
+  return fstat(Number_Of(handle_), &ours) == 0 && stat(path_.c_str(), &there) == 0 &&
+         ours.st_dev == there.st_dev && ours.st_ino == there.st_ino;
+}
+
 LogFile::~LogFile() {
   close(Number_Of(handle_));
 }

@@ -122,6 +122,20 @@ void LogFile::Lock() {
   }
 }
 
+bool LogFile::Is_At_Its_Path() const {
+  const HANDLE there =
+      CreateFileA(path_.c_str(), 0, ShareAll, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (there == INVALID_HANDLE_VALUE) return false;
+  BY_HANDLE_FILE_INFORMATION our_facts{};
+  BY_HANDLE_FILE_INFORMATION its_facts{};
+  const bool known = GetFileInformationByHandle(Handle_Of(handle_), &our_facts) != 0 &&
+                     GetFileInformationByHandle(there, &its_facts) != 0;
+  CloseHandle(there);
+  return known && our_facts.dwVolumeSerialNumber == its_facts.dwVolumeSerialNumber &&
+         our_facts.nFileIndexHigh == its_facts.nFileIndexHigh &&
+         our_facts.nFileIndexLow == its_facts.nFileIndexLow;
+}
+
 LogFile::~LogFile() {
   CloseHandle(Handle_Of(handle_));
 }

@@ -1,5 +1,5 @@
 // A program that enters some procedures and then ends in the way that its first argument names. Further
-// arguments: the error log's places, and with "trace=PATH" a log whose last words are kept back.
+// arguments: the error log's places.
 
 #include <atomic>
 #include <chrono>
@@ -11,13 +11,13 @@
 #include <map>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "errortrap/crash_record.h"
 #include "errortrap/procedure.h"
 #include "platform/crash.h"
+#include "platform/thread_name.h"
 
 namespace {
 
@@ -59,18 +59,19 @@ void Crash_On_Many_Threads() {
   for (std::thread& thread : threads) thread.join();
 }
 
-std::string_view Crash_Again(const void*) {
-  Write_To_Nowhere();
-  return {};
-}
+// Crashes itself once the record is written.
+class CrashingHandler final : public hq::CrashHandler {
+ public:
+  CrashingHandler(hq::CrashRecords& records, void (*end)()) : records_(records), end_(end) {}
+  void Crashed(const hq::Crash& crash) noexcept override {
+    records_.Crashed(crash);
+    if (end_ != nullptr) end_();
+  }
 
-std::string_view Abort_Again(const void*) {
-  std::abort();
-}
-
-std::string_view Text_Of(const void* text) {
-  return *static_cast<const std::string*>(text);
-}
+ private:
+  hq::CrashRecords& records_;
+  void (*end_)();
+};
 
 void End_By(const std::string& way) {
   static const std::map<std::string, void (*)()> ways{
@@ -91,7 +92,15 @@ void End_By(const std::string& way) {
       {"throw number", [] { throw 7; }},
       {"noexcept", Throw_Where_None_May_Leave},
       {"terminate", [] { std::terminate(); }},
-      {"thread", [] { std::thread(Write_To_Nowhere).join(); }},
+      {"thread",
+       [] {
+         std::thread([] {
+           hq::Name_This_Thread("some worker");
+           std::printf("%d\n", hq::ThreadIdentity::Mine().Number);
+           std::fflush(stdout);
+           Write_To_Nowhere();
+         }).join();
+       }},
       {"throw on thread", [] { std::thread([] { Throw("on a thread"); }).join(); }},
       {"many threads", Crash_On_Many_Threads},
       {"wait",
@@ -124,15 +133,12 @@ void Enter(modFailSafe& trap, int levels, const std::string& way) {
 int main(int count, char** arguments) {
   const std::string way = arguments[1];
   std::vector<std::string> places;
-  std::string trace;
   int levels = 2;
   std::string indent = " ";
   bool includes_arguments = true;
   for (int i = 2; i < count; ++i) {
     const std::string argument = arguments[i];
-    if (argument.starts_with("trace=")) {
-      trace = argument.substr(6);
-    } else if (argument.starts_with("levels=")) {
+    if (argument.starts_with("levels=")) {
       levels = std::stoi(argument.substr(7));
     } else if (argument.starts_with("indent=")) {
       indent = argument.substr(7);
@@ -150,16 +156,15 @@ int main(int count, char** arguments) {
   };
   hq::CrashRecords records(trap, "crash-program 1.0.0", places);
   records.Set_Includes_Arguments(includes_arguments);
-  const std::string kept_back = "[crash-program] the last words\r\n";
-  if (!trace.empty()) records.Set_Trace_Log(Text_Of, &kept_back, trace);
-  if (way == "again") records.Set_Trace_Log(Crash_Again, nullptr, trace);
-  if (way == "abort again") records.Set_Trace_Log(Abort_Again, nullptr, trace);
+  CrashingHandler handler(records, way == "again"         ? Write_To_Nowhere
+                                   : way == "abort again" ? static_cast<void (*)()>(std::abort)
+                                                          : nullptr);
   if (way == "without a watch") Write_To_Nowhere();
   {
-    const hq::CrashWatch watch(records);
+    const hq::CrashWatch watch(handler);
     if (way == "two watches") {
       try {
-        const hq::CrashWatch second(records);
+        const hq::CrashWatch second(handler);
       } catch (const std::logic_error& error) {
         std::puts(error.what());
         return 3;

@@ -16,10 +16,12 @@ namespace {
 
 using test::Bytes_Of;
 using test::ChildProgram;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::StartsWith;
 
 // Five and a half hours east of Greenwich, and no core files.
@@ -82,11 +84,46 @@ INSTANTIATE_TEST_SUITE_P(
         Ending{"throw number", SIGABRT, "Uncaught exception: int"},
         Ending{"noexcept", SIGABRT,
                "Uncaught exception: out of a procedure that lets none out (std::runtime_error)"},
-        Ending{"terminate", SIGABRT, "Program terminated (std::terminate)"},
-        Ending{"thread", SIGSEGV, "Segmentation fault (SIGSEGV)"},
-        Ending{"throw on thread", SIGABRT, "Uncaught exception: on a thread (std::runtime_error)"},
-        Ending{"many threads", SIGSEGV, "Segmentation fault (SIGSEGV)"}),
+        Ending{"terminate", SIGABRT, "Program terminated (std::terminate)"}),
     test::Name_Of_Ending<Ending>);
+
+TEST_F(CrashRecord, OfAnotherThreadNamesItAndHasNoneOfTheTrapsProcedures) {
+  EXPECT_EQ(Run({"thread", Log()}), -SIGSEGV) << err_;
+  const std::string thread = out_.substr(0, out_.find('\n'));
+  EXPECT_THAT(Records(Log()),
+              ElementsAre("Category- Unknown Error Class\r\nSource- crash-program 1.0.0\r\nModule- \r\n"
+                          "Line Number-  <unavailable: line numbers not used>\r\nCode Pointer = \r\n"
+                          "Error Number- 11\r\nDescription- Segmentation fault (SIGSEGV) on thread " +
+                          thread + " (some worker)\r\nUser Text- \r\n"));
+}
+
+TEST_F(CrashRecord, IsMadeOfEveryKindOfCrashOnAnotherThread) {
+  EXPECT_EQ(Run({"throw on thread", Log()}), -SIGABRT) << err_;
+  EXPECT_EQ(Run({"many threads", Log()}), -SIGSEGV) << err_;
+  EXPECT_THAT(
+      Records(Log()),
+      ElementsAre(
+          ContainsRegex("Description- Uncaught exception: on a thread \\(std::runtime_error\\) on thread "
+                        "[0-9]+ \\(crash_program\\)\r\n"),
+          ContainsRegex("Description- Segmentation fault \\(SIGSEGV\\) on thread [0-9]+ ")));
+}
+
+TEST_F(CrashRecord, StandsBehindAnEmptyLineWhateverTheLogEndsWith) {
+  for (const auto& [before, gap] :
+       std::vector<std::pair<std::string, std::string>>{{"", ""},
+                                                        {"a line\r\n", "\r\n"},
+                                                        {"a line\n", "\r\n"},
+                                                        {"a line\r", "\n\r\n"},
+                                                        {"User Text- ", "\r\n\r\n"},
+                                                        {std::string("zeros\0", 6), "\r\n\r\n"}}) {
+    folder_.Write("error.log", before);
+    EXPECT_EQ(Run({"null", Log()}), -SIGSEGV);
+    const std::string text = Bytes_Of(Log());
+    ASSERT_THAT(text, StartsWith(before + gap));
+    EXPECT_THAT(text.substr((before + gap).size()),
+                MatchesRegex("[0-9/]{10} [0-9:]{8}\r\nCategory- (.|\r|\n)*"));
+  }
+}
 
 TEST_F(CrashRecord, IsThereAlsoWhenAnotherProcessSendsTheSignal) {
   ChildProgram program({HQ_CRASH_PROGRAM, "wait", Log()}, Prepare);
@@ -102,7 +139,7 @@ TEST_F(CrashRecord, BeginsWithTheLocalDateAndTime) {
   Run({"null", Log()});
   const std::time_t after = std::time(nullptr) + offset;
   std::tm when{};
-  ASSERT_NE(strptime(Bytes_Of(Log()).c_str(), "\r\n%m/%d/%Y %H:%M:%S", &when), nullptr);
+  ASSERT_NE(strptime(Bytes_Of(Log()).c_str(), "%m/%d/%Y %H:%M:%S", &when), nullptr);
   const std::time_t written = timegm(&when);
   EXPECT_GE(written, before);
   EXPECT_LE(written, after);
@@ -187,19 +224,11 @@ TEST_F(CrashRecord, ThatNoPlaceTakesLeavesTheEndAsItWas) {
   EXPECT_EQ(Bytes_Of(Log()), "");
 }
 
-TEST_F(CrashRecord, IsFollowedByWhatTheTraceLogKeepsBack) {
-  const std::string trace = folder_ / "trace.log";
-  folder_.Write("trace.log", "what was written before\r\n");
-  EXPECT_EQ(Run({"null", Log(), "trace=" + trace}), -SIGSEGV);
-  EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
-  EXPECT_EQ(Bytes_Of(trace), "what was written before\r\n[crash-program] the last words\r\n");
-}
-
 TEST_F(CrashRecord, StaysWholeWhenTheHandlerItselfCrashes) {
-  EXPECT_EQ(Run({"again", Log(), "trace=" + folder_ / "trace.log"}), -SIGSEGV);
+  EXPECT_EQ(Run({"again", Log()}), -SIGSEGV);
   EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
   std::filesystem::remove(Log());
-  EXPECT_EQ(Run({"abort again", Log(), "trace=" + folder_ / "trace.log"}), -SIGABRT);
+  EXPECT_EQ(Run({"abort again", Log()}), -SIGABRT);
   EXPECT_THAT(Records(Log()), ElementsAre(Record(SIGSEGV, "Segmentation fault (SIGSEGV)")));
 }
 

@@ -29,13 +29,18 @@ class CrashRecordTest : public testing::Test {
   }
   [[nodiscard]] std::string Log() const { return folder_ / "error.log"; }
 
-  // The records of the log without their first lines, each of which must be a date and a time.
+  // The records of the log without their first lines, each of which must be a date and a time. An empty line
+  // stands between them.
   [[nodiscard]] std::vector<std::string> Records(const std::string& path) const {
     std::vector<std::string> records;
     std::string text = Bytes_Of(path);
     const std::string end = "User Text- \r\n";
-    const std::regex when(R"(\r\n\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
+    const std::regex when(R"(\d\d/\d\d/\d\d\d\d \d\d:\d\d:\d\d\r\n)");
     while (!text.empty()) {
+      if (!records.empty()) {
+        EXPECT_TRUE(text.starts_with("\r\n")) << text;
+        text.erase(0, 2);
+      }
       std::smatch match;
       EXPECT_TRUE(std::regex_search(text, match, when, std::regex_constants::match_continuous)) << text;
       const size_t record_end = text.find(end);

@@ -73,6 +73,22 @@ TEST(ErrorRecordText, LetsNoTextFakeALabel) {
   }
 }
 
+TEST(ErrorLog, HasAnEmptyLineBeforeARecordWhateverTheFileEndsWith) {
+  for (const auto& [before, gap] :
+       std::vector<std::pair<std::string, std::string>>{{"", ""},
+                                                        {"a line\r\n", "\r\n"},
+                                                        {"a line\n", "\r\n"},
+                                                        {"a line\r", "\n\r\n"},
+                                                        {"a line", "\r\n\r\n"},
+                                                        {std::string("zeros\0", 6), "\r\n\r\n"}}) {
+    const TempFolder folder;
+    folder.Write("error.log", before);
+    ErrorLog log({folder / "error.log"});
+    EXPECT_EQ(log.Begin(Some_Error()), 1);
+    EXPECT_EQ(Bytes_Of(folder / "error.log"), before + gap + Whole);
+  }
+}
+
 TEST(ErrorLog, WritesARecordBeforeAndAfterTheUserIsAsked) {
   const TempFolder folder;
   ErrorLog log({folder / "error.log"});
@@ -100,15 +116,6 @@ TEST(ErrorLog, IndentsFurtherLinesOfTheUser) {
   ErrorLog log({folder / "error.log"});
   log.Finish(log.Begin(Some_Error()), "one\nError Number- 0\r\nthree\n\n");
   EXPECT_EQ(Bytes_Of(folder / "error.log"), Whole + "User Said: one\r\n    Error Number- 0\r\n    three\r\n");
-}
-
-TEST(ErrorLog, EndsALineThatWasLeftOpen) {
-  const TempFolder folder;
-  for (const std::string before : {"text", "text\r\n", "text\n", "text\r"}) {
-    folder.Write("error.log", before);
-    ErrorLog({folder / "error.log"}).Begin(Some_Error());
-    EXPECT_EQ(Bytes_Of(folder / "error.log"), before + (before == "text" ? "\r\n\r\n" : "\r\n") + Whole);
-  }
 }
 
 TEST(ErrorLog, KeepsARecordWhoseProgramEnded) {

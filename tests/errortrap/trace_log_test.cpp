@@ -141,61 +141,19 @@ TEST(TraceLog, WritesARunToBothFiles) {
   EXPECT_EQ(logs.Circular().back(), "[name] [00003] [00456.7890] END PROGRAM");
 }
 
-TEST(TraceLog, KeepsPlainRecordsBackUntilItIsFlushed) {
+TEST(TraceLog, HasEachRecordWithTheSystemWhenItIsWritten) {
   Logs logs;
-  logs.Log.Write({Way::Entry, 1, 1, "a"});
-  EXPECT_EQ(logs.Plain(), "");
-  EXPECT_EQ(logs.Log.Kept_Back(), "[name] [00001] [00001.0000] ->a\r\n");
-  logs.Log.Flush();
-  EXPECT_EQ(logs.Plain(), "[name] [00001] [00001.0000] ->a\r\n");
-  EXPECT_EQ(logs.Log.Kept_Back(), "");
-  logs.Log.Flush();
-  EXPECT_EQ(logs.Plain(), "[name] [00001] [00001.0000] ->a\r\n");
-}
-
-TEST(TraceLog, NeverKeepsBackMoreThan64KiBAndNeverMovesIt) {
-  Logs logs;
-  const char* const place = logs.Log.Kept_Back().data();
   std::string expected;
-  for (int i = 1; i <= 5000; ++i) {
+  for (int i = 1; i <= 3; ++i) {
     logs.Log.Write({Way::Entry, i, 1, "global.bas : Sub Main : "});
-    ASSERT_LE(logs.Log.Kept_Back().size(), 65536U);
-    ASSERT_EQ(logs.Log.Kept_Back().data(), place);
     expected += logs.Log.Record_Text({Way::Entry, i, 1, "global.bas : Sub Main : "}) + "\r\n";
+    EXPECT_EQ(logs.Plain(), expected);
   }
-  EXPECT_GT(logs.Plain().size(), 65536U);
-  EXPECT_EQ(logs.Plain() + std::string(logs.Log.Kept_Back()), expected);
-}
-
-TEST(TraceLog, CutsALineThatIsLongerThanAllItKeepsBack) {
-  Logs logs;
-  const char* const place = logs.Log.Kept_Back().data();
-  logs.Log.Write({Way::Entry, 1, 1, "a"});
-  logs.Log.Write({Way::Entry, 2, 1, std::string(100000, 'x')});
-  EXPECT_EQ(logs.Log.Kept_Back().data(), place);
-  logs.Log.Write({Way::Entry, 3, 1, "b"});
-  logs.Log.Flush();
-  const std::string plain = logs.Plain();
-  const std::string first = "[name] [00001] [00001.0000] ->a\r\n";
-  const std::string last = "[name] [00003] [00001.0000] ->b\r\n";
-  EXPECT_EQ(plain.size(), first.size() + 65536 + last.size());
-  EXPECT_TRUE(plain.starts_with(first));
-  EXPECT_TRUE(plain.ends_with("x\r\n" + last));
-}
-
-TEST(TraceLog, FlushesWhenItGoes) {
-  const TempFolder folder;
-  {
-    TraceLog log(Named(), std::make_unique<LogFile>(folder / "plain", LogFile::Begin::Anew), nullptr);
-    log.Write({Way::Entry, 1, 1, "a"});
-  }
-  EXPECT_EQ(Bytes_Of(folder / "plain"), "[name] [00001] [00001.0000] ->a\r\n");
 }
 
 TEST(TraceLog, WritesEachRecordAsOneLine) {
   Logs logs;
   logs.Log.Write({Way::Entry, 1, 1, "a\r\nb\nc"});
-  logs.Log.Flush();
   EXPECT_EQ(logs.Plain(), "[name] [00001] [00001.0000] ->a  b c\r\n");
 }
 
@@ -207,8 +165,6 @@ TEST(TraceLog, MayHaveNoFile) {
   log.Start("start");
   log.Write({Way::Entry, 1, 1, "a"});
   log.End(2, 2);
-  log.Flush();
-  EXPECT_EQ(log.Kept_Back(), "");
   EXPECT_EQ(asked, 0);
 }
 
@@ -224,14 +180,14 @@ TEST(TraceLog, TakesTheRecordsOfTheTrap) {
   trap.fsPUSH("frmmain1.frm", "Sub Form_Load");
   trap.fsPOP("frmmain1.frm", "Sub Form_Load");
   trap.fsPOP("global.bas", "Sub Main");
-  EXPECT_EQ(logs.Log.Kept_Back(),
+  EXPECT_EQ(logs.Plain(),
             "[name] [00001] [00000.0000] ->global.bas : Sub Main : \r\n"
             "[name] [00002] [00000.0000] -> frmmain1.frm : Sub Form_Load : \r\n"
             "[name] [00003] [00000.0000] <- frmmain1.frm : Sub Form_Load : \r\n"
             "[name] [00004] [00000.0000] <-global.bas : Sub Main : \r\n");
 }
 
-TEST(TraceLogFailure, ClosesTheFileAndIsToldOnce) {
+TEST(TraceLogFailure, IsToldOnceAndLeavesTheOtherFile) {
   std::vector<std::string> told;
   TraceLog::Options options = Named();
   options.On_Failure = [&told](const RunTimeError& error) { told.push_back(error.Detail()); };
@@ -245,7 +201,6 @@ TEST(TraceLogFailure, ClosesTheFileAndIsToldOnce) {
   EXPECT_TRUE(told[0].starts_with("Could not write to log file " + (logs.Folder / "circular") + "\n"))
       << told[0];
   EXPECT_EQ(Bytes_Of(logs.Folder / "circular"), "");
-  logs.Log.Flush();
   EXPECT_EQ(logs.Plain(),
             "[name] [00001] [00001.0000] ->a\r\n[name] [00002] [00001.0000] ->b\r\n"
             "[name] [00003] [00001.0000] ->c\r\n");
@@ -266,7 +221,7 @@ TEST(TraceLogFailure, LetsWhoIsToldBeTracedAndFail) {
   logs.Folder.Write("circular", "");
   logs.Log.Write({Way::Entry, 2, 1, "b"});
   EXPECT_EQ(told, 1);
-  EXPECT_EQ(logs.Log.Kept_Back(),
+  EXPECT_EQ(logs.Plain(),
             "[name] [00001] [00001.0000] ->a\r\n[name] [00002] [00001.0000] ->b\r\n"
             "[name] [00003] [00001.0000] ->within\r\n");
 }
