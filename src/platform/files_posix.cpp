@@ -1,9 +1,9 @@
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <optional>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -11,6 +11,7 @@
 
 #include "base/run_time_error.h"
 #include "platform/files.h"
+#include "platform/left_over_parts.h"
 
 namespace hq {
 
@@ -72,12 +73,6 @@ void Refuse_Dangling_Link(const std::string& path, const std::string& name) {
   throw RunTimeError(PathNotFound, name + ": it is a link to " + target.native() + ", which is not there");
 }
 
-// A name for the unfinished file that no other file of this or another living process has.
-std::string Unfinished_Name() {
-  static std::atomic<unsigned> count = 0;
-  return ".history-quotes-" + std::to_string(getpid()) + "-" + std::to_string(++count) + ".part";
-}
-
 // The place that a path leads to when the file itself is a link, or a link to a link, whether or not there is
 // a file yet.
 fs::path Followed(const std::string& path) {
@@ -95,7 +90,7 @@ fs::path Followed(const std::string& path) {
 class PosixOutputFile final : public OutputFile {
  public:
   PosixOutputFile(std::string path, const fs::path& target, mode_t new_mode)
-      : path_(std::move(path)), target_(target.string()) {
+      : path_(std::move(path)), target_(target.string()), folder_(target.parent_path()), mode_(new_mode) {
     // A write takes no memory, so that it can't fail for want of it and leave a gap in the file.
     buffer_.reserve(WriteBufferBytes);
     struct stat existing {};
@@ -105,15 +100,11 @@ class PosixOutputFile final : public OutputFile {
     if (replaces && S_ISDIR(existing.st_mode)) throw Error_Of(std::errc::is_a_directory, path_);
     if (replaces && !S_ISREG(existing.st_mode)) throw Error_Of(std::errc::not_supported, path_);
     if (replaces && access(target_.c_str(), W_OK) != 0) throw Last_Error(path_);
+    if (replaces) existing_ = existing;
     // What replaces a file is closed to others until it has the earlier one's owner and mode.
-    const mode_t mode = replaces ? OwnerAlone : new_mode;
-    do {
-      // A process that was killed may have left an unfinished file, and a later one may have its number.
-      unfinished_ = (target.parent_path() / Unfinished_Name()).string();
-      descriptor_.Take(open(unfinished_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    } while (!descriptor_.Is_Open() && errno == EEXIST);
-    if (!descriptor_.Is_Open()) throw Place_Error();
-    if (replaces) Take_Over(existing);
+    if (replaces) mode_ = OwnerAlone;
+    Remove_Left_Over_Parts(Folder());
+    if (!Begin_Unnamed()) Begin_Named();
   }
 
   ~PosixOutputFile() override {
@@ -140,18 +131,101 @@ class PosixOutputFile final : public OutputFile {
     // Some file systems have nothing to hand on and say so. After any other failure bytes may be lost, and a
     // second try would not notice.
     if (fsync(descriptor_.Number()) != 0 && errno != EINVAL) Fail();
-    if (close(descriptor_.Release()) != 0) throw Last_Error(path_);
+    // What a close tells is heard here, before the earlier file is gone. The file itself stays open and
+    // locked.
+    const int second = dup(descriptor_.Number());
+    if (second >= 0 && close(second) != 0) Fail();
+    const Descriptor written(descriptor_.Release());
+    if (unfinished_.empty() && Link(written)) return;
+    if (unfinished_.empty()) Copy_To_Named(written);
+    const Descriptor copy(descriptor_.Release());
     if (rename(unfinished_.c_str(), target_.c_str()) != 0) throw Place_Error();
     unfinished_.clear();
   }
 
  private:
+  [[nodiscard]] std::string Folder() const { return folder_.empty() ? "." : folder_.string(); }
+
+  // A file without a name, which goes with its process whatever ends it. False where the system has none.
+  bool Begin_Unnamed() {
+#ifdef O_TMPFILE
+    descriptor_.Take(open(Folder().c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, mode_));
+    if (!descriptor_.Is_Open()) return false;
+    // For the moment that it has a name but not yet its place. A file system may have no locks.
+    flock(descriptor_.Number(), LOCK_EX | LOCK_NB);
+    Take_Over();
+    return true;
+#else
+    return false;
+#endif
+  }
+
+  void Begin_Named() {
+    int file = -1;
+    do {
+      // A process that was killed may have left an unfinished file, and a later one may have its number.
+      unfinished_ = (folder_ / Part_Name()).string();
+      file = open(unfinished_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode_);
+    } while (file >= 0 ? !Is_Ours(file) : errno == EEXIST);
+    if (file < 0) {
+      const RunTimeError error = Place_Error();
+      unfinished_.clear();
+      throw RunTimeError(error);
+    }
+    descriptor_.Take(file);
+    Take_Over();
+  }
+
+  // Locks a new file, which somebody may have taken for a left-over one before it was locked; then it is
+  // closed and gone.
+  [[nodiscard]] bool Is_Ours(int file) const {
+    const bool is_taken = flock(file, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    struct stat named {};
+    if (!is_taken && lstat(unfinished_.c_str(), &named) == 0) return true;
+    if (is_taken) unlink(unfinished_.c_str());
+    close(file);
+    return false;
+  }
+
+  // Gives a file without a name its place, or, where there is a file, a name beside it; neither when the
+  // system refuses to. True when it has its place.
+  bool Link(const Descriptor& file) {
+    const std::string itself = "/proc/self/fd/" + std::to_string(file.Number());
+    const auto named = [&itself](const std::string& name) {
+      return linkat(AT_FDCWD, itself.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    };
+    if (named(target_)) return true;
+    while (errno == EEXIST) {
+      std::string beside = (folder_ / Part_Name()).string();
+      if (!named(beside)) continue;
+      unfinished_ = std::move(beside);
+      break;
+    }
+    return false;
+  }
+
+  // The same bytes in a file with a name.
+  void Copy_To_Named(const Descriptor& file) {
+    Begin_Named();
+    off_t done = 0;
+    buffer_.resize(WriteBufferBytes);
+    for (;;) {
+      const ssize_t got = pread(file.Number(), buffer_.data(), buffer_.size(), done);
+      if (got < 0 && errno != EINTR) Fail();
+      if (got == 0) break;
+      Put(std::string_view(buffer_).substr(0, static_cast<size_t>(std::max<ssize_t>(got, 0))));
+      done += std::max<ssize_t>(got, 0);
+    }
+    if (fsync(descriptor_.Number()) != 0 && errno != EINVAL) Fail();
+  }
+
   // Who has an earlier file and who may do what with it are the user's choice, kept where the system lets it.
-  void Take_Over(const struct stat& existing) const {
+  void Take_Over() const {
+    if (!existing_) return;
     const int file = descriptor_.Number();
-    const bool keeps_owner = fchown(file, existing.st_uid, existing.st_gid) == 0;
-    const bool keeps_group = keeps_owner || fchown(file, static_cast<uid_t>(-1), existing.st_gid) == 0;
-    mode_t mode = existing.st_mode & 07777;
+    const bool keeps_owner = fchown(file, existing_->st_uid, existing_->st_gid) == 0;
+    const bool keeps_group = keeps_owner || fchown(file, static_cast<uid_t>(-1), existing_->st_gid) == 0;
+    mode_t mode = existing_->st_mode & 07777;
     // To run as somebody else was never granted by these.
     if (!keeps_owner) mode &= 0777;
     // Another group is told apart from everybody no more.
@@ -188,7 +262,10 @@ class PosixOutputFile final : public OutputFile {
 
   std::string path_;
   std::string target_;
-  std::string unfinished_;
+  fs::path folder_;
+  mode_t mode_;
+  std::optional<struct stat> existing_;
+  std::string unfinished_;  // the file's name as long as it is not in its place; none without a name
   std::string buffer_;
   Descriptor descriptor_;
   std::optional<RunTimeError> failure_;

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -11,6 +10,7 @@
 
 #include "base/run_time_error.h"
 #include "platform/files.h"
+#include "platform/left_over_parts.h"
 #include "platform/windows_error.h"
 
 namespace hq {
@@ -67,12 +67,6 @@ RunTimeError Missing_Error(DWORD reason, const std::string& path) {
   const DWORD attributes = folder.empty() ? INVALID_FILE_ATTRIBUTES : GetFileAttributesA(folder.c_str());
   const bool file_in_place = attributes != INVALID_FILE_ATTRIBUTES && !Is_Folder(attributes);
   return Windows_File_Error(file_in_place ? ERROR_DIRECTORY : ERROR_FILE_NOT_FOUND, path);
-}
-
-// A name for the unfinished file that no other file of this or another living process has.
-std::string Unfinished_Name() {
-  static std::atomic<unsigned> count = 0;
-  return ".history-quotes-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++count) + ".part";
 }
 
 // The place that a path leads to when the file itself is a link, or a link to a link.
@@ -134,11 +128,12 @@ class WindowsOutputFile final : public OutputFile {
     buffer_.reserve(WriteBufferBytes);
     Look_At_Existing();
     const std::string folder = Folder_Part(target_);
+    Remove_Left_Over_Parts(folder);
     const std::unique_ptr<void, LocalMemory> owner = is_private ? User_Alone() : nullptr;
     SECURITY_ATTRIBUTES security{sizeof security, owner.get(), FALSE};
     do {
       // A process that was killed may have left an unfinished file, and a later one may have its number.
-      unfinished_ = folder + Unfinished_Name();
+      unfinished_ = folder + Part_Name();
       file_.Take(CreateFileA(unfinished_.c_str(), GENERIC_WRITE, FILE_SHARE_READ, owner ? &security : nullptr,
                              CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     } while (!file_.Is_Open() && GetLastError() == ERROR_FILE_EXISTS);
@@ -174,6 +169,9 @@ class WindowsOutputFile final : public OutputFile {
     buffer_.clear();
     // After a failure bytes may be lost, and a second try would not notice.
     if (FlushFileBuffers(file_.Value()) == 0) Fail();
+    // A file that is open is not taken for a left-over one: this keeps it so until it has its place.
+    const Handle in_use(
+        CreateFileA(unfinished_.c_str(), GENERIC_READ, ShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
     if (CloseHandle(file_.Release()) == 0) throw Windows_File_Error(GetLastError(), path_);
     Take_Over();
     if (!Move()) throw Windows_File_Error(GetLastError(), path_);

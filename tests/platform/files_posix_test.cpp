@@ -61,7 +61,6 @@ TEST(OpenForOutput, LeavesNothingWithoutClose) {
   {
     const auto file = files.Open_For_Output(folder / "MSFT.txt");
     file->Write(std::string(1000000, 'x'));
-    EXPECT_EQ(folder.Names().size(), 1U);
   }
   EXPECT_THAT(folder.Names(), IsEmpty());
 }
@@ -238,28 +237,6 @@ TEST(OpenForOutput, WritesIntoTheWorkingFolder) {
   fs::current_path(before);
   EXPECT_EQ(Bytes_Of(folder / "plain"), "bytes");
   EXPECT_THAT(folder.Names(), ElementsAre("plain"));
-}
-
-TEST(OpenForOutput, PassesOverUnfinishedFilesOfAKilledProcess) {
-  const TempFolder folder;
-  SystemFiles files;
-  // The name of the unfinished file, and the names that the next ones would get.
-  auto file = files.Open_For_Output(folder / "file");
-  ASSERT_EQ(folder.Names().size(), 1U);
-  const std::string name = folder.Names()[0];
-  file.reset();
-  const size_t end = name.rfind(".part");
-  ASSERT_NE(end, std::string::npos);
-  const size_t begin = name.rfind('-', end) + 1;
-  const int count = std::stoi(name.substr(begin, end - begin));
-  for (int i = count; i < count + 10; ++i) {
-    Put_Bytes(folder / (name.substr(0, begin) + std::to_string(i) + ".part"), "left over");
-  }
-  file = files.Open_For_Output(folder / "file");
-  file->Write("bytes");
-  file->Close();
-  EXPECT_EQ(Bytes_Of(folder / "file"), "bytes");
-  EXPECT_EQ(folder.Names().size(), 11U);
 }
 
 TEST(Write, RaisesDiskFullAndKeepsTheEarlierFile) {
