@@ -15,8 +15,7 @@ namespace hq {
 class CircularLog::Store final : public ByteStore {
  public:
   // Sets a log of another layout or a spoiled one aside.
-  Store(const std::string& path, const CircularLayout& layout) {
-    Open(path);
+  Store(const std::string& path, const CircularLayout& layout) : file_(Opened(path)) {
     const CircularFile kind = Recognise(*this, layout);
     if (kind == CircularFile::Foreign) {
       throw RunTimeError(PathFileAccessError, path + ": no circular log");
@@ -49,12 +48,18 @@ class CircularLog::Store final : public ByteStore {
     std::error_code no_link;
     const bool is_link = std::filesystem::is_symlink(place, no_link);
     std::string name = Set_Aside(files, is_link ? Place_Of(place).string() : path);
-    Open(path);
+    file_ = Opened(path);
     return name;
   }
-  void Open(const std::string& path) {
-    file_ = std::make_unique<LogFile>(path, LogFile::Begin::InPlace);
-    file_->Lock();
+  static std::unique_ptr<LogFile> Opened(const std::string& path) {
+    // Some file systems never tell the same file by the same number.
+    constexpr int MostTries = 100;
+    for (int tries = 1;; ++tries) {
+      auto file = std::make_unique<LogFile>(path, LogFile::Begin::InPlace);
+      file->Lock();
+      // Another start may have set the file aside before it could be locked.
+      if (file->Is_At_Its_Path() || tries == MostTries) return file;
+    }
   }
 
   std::unique_ptr<LogFile> file_;

@@ -7,6 +7,8 @@
 #include "errortrap/entry_text.h"
 #include "errortrap/error_record_labels.h"
 #include "errortrap/rich_text.h"
+#include "platform/files.h"
+#include "platform/private_folder.h"
 
 namespace hq {
 
@@ -83,11 +85,20 @@ void CrashRecords::Set_Places(std::vector<std::string> places) {
   places_ = std::move(places);
 }
 
+void CrashRecords::Set_Last_Place(std::string private_folder, const std::string& name) {
+  last_place_ = Join_Path(private_folder, name);
+  private_folder_ = std::move(private_folder);
+}
+
 void CrashRecords::Crashed(const Crash& crash) noexcept {
-  for (const std::string& place : places_) {
+  const auto takes = [&](const std::string& place) noexcept {
     CrashFile file(place.c_str());
-    if (Write_Record(crash, file)) break;
+    return Write_Record(crash, file);
+  };
+  for (const std::string& place : places_) {
+    if (takes(place)) return;
   }
+  if (!last_place_.empty() && Make_Private_Folder(private_folder_.c_str())) takes(last_place_);
 }
 
 bool CrashRecords::Write_Record(const Crash& crash, CrashFile& file) noexcept {

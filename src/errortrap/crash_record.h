@@ -23,9 +23,11 @@ class CrashRecords final : public CrashHandler {
   // one takes the record; rich text is none of them.
   CrashRecords(const modFailSafe& trap, std::string source, std::vector<std::string> places);
 
-  // From now on other places, and whether the procedures' arguments are told. Call them while nothing
-  // crashes.
+  // From now on other places, one more place, and whether the procedures' arguments are told. Call them while
+  // nothing crashes.
   void Set_Places(std::vector<std::string> places);
+  // The folder is made private to the user first (platform/private_folder.h).
+  void Set_Last_Place(std::string private_folder, const std::string& name);
   void Set_Includes_Arguments(bool includes) { includes_arguments_ = includes; }
 
   void Crashed(const Crash& crash) noexcept override;
@@ -38,6 +40,8 @@ class CrashRecords final : public CrashHandler {
   const modFailSafe& trap_;
   std::string source_;
   std::vector<std::string> places_;
+  std::string private_folder_;
+  std::string last_place_;
   bool includes_arguments_ = true;
   Buffer buffer_{};
 };

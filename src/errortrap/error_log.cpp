@@ -153,24 +153,33 @@ std::string Error_Record_Text(const ErrorRecord& record) {
   return text += UserText;
 }
 
-ErrorLog::ErrorLog(std::vector<std::string> places) : places_(std::move(places)) {}
+ErrorLog::ErrorLog(std::vector<std::string> places, std::function<std::string()> last_place)
+    : places_(std::move(places)), last_place_(std::move(last_place)) {}
 
 int ErrorLog::Begin(const ErrorRecord& record) {
   const std::string text = Error_Record_Text(record);
-  for (const std::string& place : places_) {
+  const auto taken = [&](const std::function<std::string()>& place) {
     try {
-      LogEnd log(place);
-      log.Append_Apart(text);
-      unfinished_.push_back({++records_, record.Number, place, log.Size()});
-      path_ = place;
-      return records_;
+      Begin_In(place(), record, text);
+      return true;
     } catch (const std::exception&) {
       // The next place may take it.
-      continue;
+      return false;
     }
+  };
+  for (const std::string& place : places_) {
+    if (taken([&] { return place; })) return records_;
   }
+  if (last_place_ && taken(last_place_)) return records_;
   path_.clear();
   return 0;
+}
+
+void ErrorLog::Begin_In(const std::string& place, const ErrorRecord& record, const std::string& text) {
+  LogEnd log(place);
+  log.Append_Apart(text);
+  unfinished_.push_back({++records_, record.Number, place, log.Size()});
+  path_ = place;
 }
 
 bool ErrorLog::Finish(int record, const std::string& user_text) {

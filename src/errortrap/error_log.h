@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,8 +28,9 @@ struct ErrorRecord {
 // ends meanwhile; what the user said is added when it comes. Nothing here raises an error.
 class ErrorLog {
  public:
-  // The places are tried in their order for each record until one takes it.
-  explicit ErrorLog(std::vector<std::string> places);
+  // The places are tried in their order for each record until one takes it. last_place is asked for one more
+  // when none of them did; it raises what keeps it from giving one, and may be empty.
+  explicit ErrorLog(std::vector<std::string> places, std::function<std::string()> last_place = {});
 
   // Writes a record up to its user text. Returns its number for Finish, or 0 when no place took it.
   int Begin(const ErrorRecord& record);
@@ -48,7 +50,11 @@ class ErrorLog {
     std::uint64_t Size;  // of the file with the record at its end
   };
 
+  // Raises what keeps the place from taking the record.
+  void Begin_In(const std::string& place, const ErrorRecord& record, const std::string& text);
+
   std::vector<std::string> places_;
+  std::function<std::string()> last_place_;
   std::vector<Unfinished> unfinished_;
   std::string path_;
   int records_ = 0;

@@ -22,8 +22,17 @@ constexpr std::string_view Others[] = {
 constexpr std::string_view Libraries[] = {".exe", ".dll"};
 constexpr std::string_view Folders[] = {"sources", "licences"};
 
+// "trace-2.log" as "trace.log".
+std::string Without_Number(std::string key) {
+  constexpr std::string_view Begin = "trace";
+  if (!key.starts_with(std::string(Begin) + '-')) return key;
+  const std::size_t end = key.find_first_not_of("0123456789", Begin.size() + 1);
+  if (end != Begin.size() + 1 && end != std::string::npos) key.erase(Begin.size(), end - Begin.size());
+  return key;
+}
+
 bool Is_Own_Name(const fs::path& name) {
-  const std::string key = File_Name_Key(name);
+  const std::string key = Without_Number(File_Name_Key(name));
   const auto is_data = [&](std::string_view own) {
     const std::string own_key = File_Name_Key(own);
     return key == own_key || key.starts_with(own_key + '.') || key.starts_with(own_key + '-');

@@ -10,6 +10,7 @@
 #include "errortrap/trace_file.h"
 #include "platform/debugger.h"
 #include "platform/machine.h"
+#include "platform/private_folder.h"
 
 namespace hq {
 
@@ -39,6 +40,7 @@ TrapSession::TrapSession(modFailSafe& trap, TrapSessionParts parts) : trap_(trap
   if (!parts_.WatchesCrashes) return;
   // With the default settings: a crash may come before the trap starts.
   crash_records_ = std::make_unique<CrashRecords>(trap_, Source(), Error_Log_Places());
+  crash_records_->Set_Last_Place(Private_Folder_Path(), LastErrorLogName);
   crash_watch_ = std::make_unique<CrashWatch>(*crash_records_);
 }
 
@@ -52,7 +54,11 @@ TrapSession::~TrapSession() {
 TraceOptions TrapSession::Start() {
   settings_ = Load_Trap_Settings(parts_.FileSystem, parts_.Application.Folder);
   for (const std::string& fault : settings_.Faults) notes_.emplace_back(InvalidProcedureCall, fault);
-  error_log_ = std::make_unique<ErrorLog>(Error_Log_Places());
+  error_log_ = std::make_unique<ErrorLog>(Error_Log_Places(), [] {
+    const std::string folder = Private_Folder_Path();
+    if (Make_Private_Folder(folder.c_str())) return Join_Path(folder, LastErrorLogName);
+    throw RunTimeError(PermissionDenied, folder + ": not a folder of this user alone");
+  });
   if (crash_records_) {
     crash_records_->Set_Places(Error_Log_Places());
     crash_records_->Set_Includes_Arguments(settings_.IncludeArguments);
@@ -188,8 +194,7 @@ std::vector<std::string> TrapSession::Call_Tree(const TrappedError& error) const
 }
 
 std::vector<std::string> TrapSession::Error_Log_Places() const {
-  return {Log_File_Path(settings_, parts_.Application.Folder), In_Folder(SecondErrorLogName),
-          Join_Path(Temporary_Folder(), "fsError.log")};
+  return {Log_File_Path(settings_, parts_.Application.Folder), In_Folder(SecondErrorLogName)};
 }
 
 MachineFacts TrapSession::Machine() const {

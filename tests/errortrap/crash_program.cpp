@@ -136,12 +136,15 @@ int main(int count, char** arguments) {
   int levels = 2;
   std::string indent = " ";
   bool includes_arguments = true;
+  std::string private_folder;
   for (int i = 2; i < count; ++i) {
     const std::string argument = arguments[i];
     if (argument.starts_with("levels=")) {
       levels = std::stoi(argument.substr(7));
     } else if (argument.starts_with("indent=")) {
       indent = argument.substr(7);
+    } else if (argument.starts_with("private=")) {
+      private_folder = argument.substr(8);
     } else if (argument == "no arguments") {
       includes_arguments = false;
     } else {
@@ -156,6 +159,7 @@ int main(int count, char** arguments) {
   };
   hq::CrashRecords records(trap, "crash-program 1.0.0", places);
   records.Set_Includes_Arguments(includes_arguments);
+  if (!private_folder.empty()) records.Set_Last_Place(private_folder, "fsError.log");
   CrashingHandler handler(records, way == "again"         ? Write_To_Nowhere
                                    : way == "abort again" ? static_cast<void (*)()>(std::abort)
                                                           : nullptr);

@@ -125,6 +125,26 @@ TEST_F(CrashRecord, StandsBehindAnEmptyLineWhateverTheLogEndsWith) {
   }
 }
 
+TEST_F(CrashRecord, GoesToAFolderOfTheUsersOwnWhenNoPlaceTakesIt) {
+  const std::string folder = folder_ / "own";
+  EXPECT_EQ(Run({"null", folder_ / "missing/error.log", "private=" + folder}), -SIGSEGV);
+  EXPECT_EQ(Records(folder + "/fsError.log").size(), 1U);
+  struct stat facts {};
+  ASSERT_EQ(stat(folder.c_str(), &facts), 0);
+  EXPECT_EQ(facts.st_mode & 07777U, 0700U);
+  // Another place is taken before it.
+  EXPECT_EQ(Run({"null", Log(), "private=" + folder}), -SIGSEGV);
+  EXPECT_EQ(Records(folder + "/fsError.log").size(), 1U);
+}
+
+TEST_F(CrashRecord, GoesToNoFolderThatIsALink) {
+  const test::TempFolder elsewhere;
+  std::filesystem::permissions(elsewhere.Path(), std::filesystem::perms(0700));
+  std::filesystem::create_directory_symlink(elsewhere.Path(), folder_ / "own");
+  EXPECT_EQ(Run({"null", "private=" + (folder_ / "own")}), -SIGSEGV);
+  EXPECT_THAT(elsewhere.Names(), IsEmpty());
+}
+
 TEST_F(CrashRecord, IsThereAlsoWhenAnotherProcessSendsTheSignal) {
   ChildProgram program({HQ_CRASH_PROGRAM, "wait", Log()}, Prepare);
   ASSERT_TRUE(program.Wait_For_Output("waiting"));

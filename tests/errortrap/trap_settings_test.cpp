@@ -255,10 +255,10 @@ class LogNames : public testing::Test {
 
 TEST_F(LogNames, AreNoneOfTheProgramsOwnFiles) {
   for (const std::string name :
-       {"user.cfg", "user.cfg.bak", "server.ini", "server.ini.example", "FSCLIENT.INI", "quotes.db",
-        "quotes.db-wal", "t8.ico", "history-quotes", "history-quotes-cli", "history-quotes.exe",
-        "quote-server", "trace.log", "trace.log.bak", "fserror.log", "!error!.log", "Qt6Core.dll",
-        "README.txt"}) {
+       {"user.cfg",           "user.cfg.bak",  "server.ini",  "server.ini.example", "FSCLIENT.INI",
+        "quotes.db",          "quotes.db-wal", "t8.ico",      "history-quotes",     "history-quotes-cli",
+        "history-quotes.exe", "quote-server",  "trace.log",   "trace.log.bak",      "trace-2.log",
+        "trace-99.log.bak",   "fserror.log",   "!error!.log", "Qt6Core.dll",        "README.txt"}) {
     const TrapSettings settings =
         Load("[log file]\nLog File=" + name + "\n[CircularLog]\nFileName=" + name + "\n");
     EXPECT_EQ(settings.LogFile, "error.log") << name;
@@ -283,7 +283,8 @@ TEST_F(LogNames, MayBeAllOthers) {
   const TempFolder elsewhere;
   for (const std::string& name :
        {std::string("mine.log"), std::string("user.cfg2"), std::string("my user.cfg"),
-        std::string("history-quotes-errors.log"), elsewhere / "user.cfg", Home / "inner/server.ini"}) {
+        std::string("history-quotes-errors.log"), std::string("trace-of-mine.log"), elsewhere / "user.cfg",
+        Home / "inner/server.ini"}) {
     const TrapSettings settings = Load("[log file]\nLog File=" + name + "\n");
     EXPECT_EQ(settings.LogFile, name);
     EXPECT_TRUE(settings.Faults.empty()) << name;
