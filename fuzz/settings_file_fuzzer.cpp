@@ -7,6 +7,7 @@
 
 #include "base/profile.h"
 #include "base/strings.h"
+#include "platform/paths.h"
 #include "quotes/request.h"
 #include "require.h"
 #include "shell/server_settings.h"
@@ -66,6 +67,8 @@ void Check_Settings_File(const std::string& bytes) {
   const bool refused = !boxes.Shown.empty();
   Require(files.Exists(Path) == !refused, "a file that can't be read is put aside");
   Require(files.Read(refused ? Backup : Path) == bytes, "no byte of the file is lost");
+  Require(refused || bytes.find('\0') == std::string::npos, "a NUL is no text");
+  Require(Is_System_Text(saved.SymbolLine), "symbols are text of the system");
   const std::vector<std::string> symbols = Restored_Symbols(saved.SymbolLine);
   Check_Symbols(symbols, saved.SymbolLine);
   if (!refused) Check_Round_Trip(trap, files, saved, settings, symbols);

@@ -106,4 +106,21 @@ std::optional<std::string> Utf16_Of_Utf8(std::string_view text, ByteOrder order)
   return bytes;
 }
 
+std::optional<std::string> Utf8_Of_Windows_1252(std::string_view bytes) {
+  // From 0x80 on; 0 for none. All others are the characters of their own number.
+  constexpr std::uint32_t special[] = {0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
+                                       0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,
+                                       0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                       0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+  std::string text;
+  text.reserve(bytes.size());
+  for (const char c : bytes) {
+    const std::uint32_t byte = static_cast<unsigned char>(c);
+    const std::uint32_t code = byte >= 0x80 && byte < 0xA0 ? special[byte - 0x80] : byte;
+    if (byte != 0 && code == 0) return std::nullopt;
+    Append_Utf8(text, code);
+  }
+  return text;
+}
+
 }  // namespace hq

@@ -30,4 +30,7 @@ enum class ByteOrder { LittleEnd, BigEnd };
 // again.
 [[nodiscard]] std::optional<std::string> Utf16_Of_Utf8(std::string_view text, ByteOrder order);
 
+// The text of bytes in Windows-1252, in UTF-8; nothing when one of them stands for no character there.
+[[nodiscard]] std::optional<std::string> Utf8_Of_Windows_1252(std::string_view bytes);
+
 }  // namespace hq

@@ -9,6 +9,9 @@ namespace hq {
 // The path that a text of the system's own 8-bit characters names.
 [[nodiscard]] std::filesystem::path System_Path(std::string_view text);
 
+// Whether a text can be one of the system's own 8-bit characters: UTF-8 where these are, any elsewhere.
+[[nodiscard]] bool Is_System_Text(std::string_view text);
+
 // A path as text in UTF-8.
 [[nodiscard]] std::string Utf8_Text(const std::filesystem::path& path);
 

@@ -1,11 +1,16 @@
 #include <system_error>
 
+#include "base/unicode.h"
 #include "platform/paths.h"
 
 namespace hq {
 
 std::filesystem::path System_Path(std::string_view text) {
   return text;
+}
+
+bool Is_System_Text(std::string_view text) {
+  return Is_Utf8(text);
 }
 
 std::string File_Name_Key(const std::filesystem::path& name) {

@@ -23,6 +23,10 @@ std::string File_Name_Key(const std::filesystem::path& name) {
   return key;
 }
 
+bool Is_System_Text(std::string_view /*text*/) {
+  return true;
+}
+
 bool Others_Can_Read(const std::filesystem::path& /*file*/) {
   return false;
 }

@@ -238,8 +238,14 @@ void frmmain1::Restore_Choices() {
   };
   restore(ui_->cmbInterval, Restored_Interval(program_.Saved.IntervalPosition), Restored_Interval(-1));
   restore(ui_->cmbOutputFormat, Restored_Format(program_.Saved.FormatPosition), Restored_Format(-1));
-  const std::string& folder = program_.State.Settings.OutputFolder;
-  if (!folder.empty()) ui_->txtOutputfolder->setText(To_QString(folder));
+  restored_folder_ = program_.State.Settings.OutputFolder;
+  if (!restored_folder_.empty()) ui_->txtOutputfolder->setText(To_QString(restored_folder_));
+}
+
+// A folder may have a name that no text box can hold.
+std::string frmmain1::Output_Folder() const {
+  const QString shown = ui_->txtOutputfolder->text();
+  return shown == To_QString(restored_folder_) ? restored_folder_ : To_Text(shown);
 }
 
 void frmmain1::Form_Resize() {
@@ -283,7 +289,7 @@ bool frmmain1::Save_Config() {
   return hq::Save_Config(program_.Trap, program_.Boxes, program_.Parts.FileSystem,
                          program_.Parts.ProgramFolder, stocks_,
                          {ui_->cmbInterval->currentIndex(), ui_->cmbOutputFormat->currentIndex(),
-                          To_Text(ui_->txtOutputfolder->text()), To_Text(ui_->txtdays->text())});
+                          Output_Folder(), To_Text(ui_->txtdays->text())});
 }
 
 bool frmmain1::Valid_Entry() {
@@ -468,7 +474,7 @@ EntryTexts frmmain1::Entries() const {
   entry.IntervalPosition = ui_->cmbInterval->currentIndex();
   entry.Interval = To_Text(ui_->cmbInterval->currentText());
   entry.OutputFormat = To_Text(ui_->cmbOutputFormat->currentText());
-  entry.OutputFolder = To_Text(ui_->txtOutputfolder->text());
+  entry.OutputFolder = Output_Folder();
   entry.Days = To_Text(ui_->txtdays->text());
   for (size_t i = 0; i < txtenddate_.size(); ++i) entry.EndDate[i] = To_Text(txtenddate_[i]->text());
   return entry;

@@ -87,6 +87,7 @@ class frmmain1 final : public QMainWindow {
   void txtenddate_LostFocus(int index);
 
   [[nodiscard]] EntryTexts Entries() const;
+  [[nodiscard]] std::string Output_Folder() const;
   void Focus_Days();
   void Restore_Choices();
   void Add_Sorted(const std::string& symbol);
@@ -103,6 +104,7 @@ class frmmain1 final : public QMainWindow {
   std::unique_ptr<LogAdapter> log_;
   std::unique_ptr<StatusAdapter> status_;
   std::unique_ptr<DownloadRun> run_;
+  std::string restored_folder_;
   bool returning_focus_ = false;
   int returns_ = 0;  // of the focus, since the start
   bool unloaded_ = false;

@@ -19,6 +19,8 @@ namespace hq {
 //   3  position of the output format in its list, likewise
 //   4  output folder
 //   5  day count; written for the reader of the file, never read back
+// Its text is the system's own. Elsewhere than on Windows a file that isn't UTF-8 is read as Windows-1252,
+// but for a folder that exists under its very bytes.
 inline constexpr std::string_view SettingsFileName = "user.cfg";
 
 // What start-up reads out of the file for the window to restore.
@@ -37,13 +39,15 @@ struct CurrentChoices {
 };
 
 // Reads the settings file into the choices and OutputFolder, "c:" for a saved folder that is not found.
-// Without a file everything stays at its default (-1, -1, empty). A file that can't be read is told to the
-// user and deleted, after a copy was put beside it as "user.cfg.bak"; what was read before the error stays.
+// Without a file everything stays at its default (-1, -1, empty). A file that can't be read, or holds control
+// characters, is told to the user and moved aside to "user.cfg.bak"; an earlier one of that name is kept as
+// "user.cfg.bak2", "user.cfg.bak3" ... What was read before the error stays.
 // Lines may end in CR LF, LF or CR. False when a file was there that could not be read.
 bool Load_Config(modFailSafe& trap, MessageBoxes& boxes, Files& files, const std::string& program_folder,
                  SavedChoices& saved, RunSettings& settings);
 
-// Writes the settings file whole or not at all. On an error the user is told and the result is false.
+// Writes the settings file whole or not at all, control characters in a text left out. On an error the user
+// is told and the result is false.
 bool Save_Config(modFailSafe& trap, MessageBoxes& boxes, Files& files, const std::string& program_folder,
                  const StockList& stocks, const CurrentChoices& choices);
 

@@ -54,5 +54,14 @@ TEST(Utf16, HalvesAreRefused) {
   EXPECT_EQ(Utf16_Of_Utf8("caf\xE9", ByteOrder::LittleEnd), std::nullopt);
 }
 
+TEST(Windows1252, IsReadWhereItHasCharacters) {
+  EXPECT_EQ(Utf8_Of_Windows_1252(""), "");
+  EXPECT_EQ(Utf8_Of_Windows_1252("aZ\r\n\x7F"), "aZ\r\n\x7F");
+  EXPECT_EQ(Utf8_Of_Windows_1252(std::string_view("a\0b", 3)), std::string("a\0b", 3));
+  EXPECT_EQ(Utf8_Of_Windows_1252("\x80\x9F\xA0\xE9\xFF"), "\xE2\x82\xAC\xC5\xB8\xC2\xA0\xC3\xA9\xC3\xBF");
+  for (const char* none : {"\x81", "\x8D", "\x8F", "\x90", "a\x9D"})
+    EXPECT_EQ(Utf8_Of_Windows_1252(none), std::nullopt);
+}
+
 }  // namespace
 }  // namespace hq

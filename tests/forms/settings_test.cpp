@@ -3,6 +3,7 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <filesystem>
 
 #include "forms/form_support.h"
 
@@ -267,6 +268,19 @@ class SettingsTest : public QObject {
     QCOMPARE(Program_->Memory.Contents[path], std::string("earlier"));
   }
 
+#ifndef _WIN32
+  void AFolderThatNoTextBoxCanHoldIsUsedAndSavedAsItIs() {
+    const std::string folder = Program_->Output / "caf\xE9";
+    std::filesystem::create_directory(folder);
+    const std::string text = "|A\r\n6\r\n14\r\n" + folder + "\r\n500\r\n";
+    Program_->Write_Settings(text);
+    Program_->Start();
+    Program_->Boxes.Expect(Qt::Key_Y);
+    QVERIFY(Program_->Window().close());
+    QCOMPARE(Program_->Settings(), text);
+  }
+#endif
+
   void ARestartRestoresWhatWasSaved() {
     Program_->Start();
     Program_->Prepare_Run({"mutual:abc", "zz", "ibm"});
@@ -290,9 +304,15 @@ class SettingsTest : public QObject {
   }
 
  private:
-  int Interval() { return Program_->Get<QComboBox>("cmbInterval")->currentIndex(); }
-  int Format() { return Program_->Get<QComboBox>("cmbOutputFormat")->currentIndex(); }
-  QString Folder() { return Program_->Text("txtOutputfolder"); }
+  int Interval() {
+    return Program_->Get<QComboBox>("cmbInterval")->currentIndex();
+  }
+  int Format() {
+    return Program_->Get<QComboBox>("cmbOutputFormat")->currentIndex();
+  }
+  QString Folder() {
+    return Program_->Text("txtOutputfolder");
+  }
 
   std::unique_ptr<Program> Program_;
 };

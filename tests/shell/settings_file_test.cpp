@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <map>
 
 #include "support/fakes.h"
 
@@ -156,12 +157,44 @@ TEST_F(SettingsFile, AnEmptyFileIsAnError) {
   EXPECT_EQ(Boxes.Texts(), std::vector<std::string>{Unexpected});
 }
 
-TEST_F(SettingsFile, WithoutACopyTheFileIsNotDeleted) {
-  Disk.CopyError = DiskFull;
+TEST_F(SettingsFile, AnEarlierOneThatWasSetAsideIsKept) {
+  for (const char* text : {"first", "second", "third"}) Load(text);
+  EXPECT_EQ(Disk.Contents, (std::map<std::string, std::string>{
+                               {Backup, "third"}, {Backup + "2", "first"}, {Backup + "3", "second"}}));
+}
+
+TEST_F(SettingsFile, AFileThatCannotBeSetAsideStays) {
+  Disk.Contents[Backup] = "earlier";
+  Disk.RenameError = PermissionDenied;
   Load("|A\r\n");
   EXPECT_EQ(Boxes.Texts(), std::vector<std::string>{Unexpected});
   EXPECT_EQ(Disk.Contents[Path], "|A\r\n");
+  EXPECT_EQ(Disk.Contents[Backup], "earlier");
   EXPECT_EQ(Trap.Depth(), 0);
+}
+
+TEST_F(SettingsFile, NulsAndControlCharactersAreAnError) {
+  using namespace std::string_literals;
+  for (const std::string& text : {"|M\0SFT\r\n0\r\n0\r\n\r\n5\r\n"s, "|A\r\n0\r\n0\r\n\r\n5\r\n\x1A"s,
+                                  "|A\r\n0\r\n0\r\n\x1B\r\n5\r\n"s, "|A\x7F\r\n0\r\n0\r\n\r\n5\r\n"s}) {
+    Disk.Contents.clear();
+    Boxes.Shown.clear();
+    Saved = {};
+    EXPECT_FALSE(Load(text));
+    EXPECT_EQ(Boxes.Texts(), std::vector<std::string>{Unexpected});
+    EXPECT_EQ(Disk.Contents, (std::map<std::string, std::string>{{Backup, text}}));
+    EXPECT_EQ(Saved.SymbolLine, "");
+  }
+  EXPECT_TRUE(Load("|A\tB\r\n0\r\n0\r\n\r\n5\r\n"));
+  EXPECT_EQ(Saved.SymbolLine, "|A\tB");
+}
+
+TEST_F(SettingsFile, WhatIsSavedCanBeReadAgain) {
+  Stocks.Add("A\x01");
+  Stocks.Add("B\r\nC");
+  ASSERT_TRUE(Save({6, 13, "/o\nut", "5"}));
+  EXPECT_EQ(Disk.Contents[Path], "|A|BC\r\n6\r\n13\r\n/out\r\n5\r\n");
+  EXPECT_TRUE(Load());
 }
 
 TEST_F(SettingsFile, MarkersAreRestoredButForTheLastEntry) {

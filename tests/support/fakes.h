@@ -184,11 +184,9 @@ class MemoryFiles final : public Files {
     if (found == Contents.end()) throw RunTimeError(FileNotFound, path);
     return found->second;
   }
-  void Copy(const std::string& from, const std::string& to) override {
-    if (CopyError != 0) throw RunTimeError(CopyError, to);
-    Contents[to] = Read(from);
-  }
+  void Copy(const std::string& from, const std::string& to) override { Contents[to] = Read(from); }
   void Rename(const std::string& from, const std::string& to) override {
+    if (RenameError != 0) throw RunTimeError(RenameError, to);
     Contents[to] = Read(from);
     Delete(from);
   }
@@ -198,10 +196,10 @@ class MemoryFiles final : public Files {
   bool Exists(const std::string& path) override { return Contents.count(path) != 0; }
 
   std::map<std::string, std::string> Contents;
-  int OpenError = 0;   // raised by Open_For_Output unless 0
-  int WriteError = 0;  // raised by every Write unless 0
-  int CloseError = 0;  // raised by Close unless 0
-  int CopyError = 0;   // raised by Copy unless 0
+  int OpenError = 0;    // raised by Open_For_Output unless 0
+  int WriteError = 0;   // raised by every Write unless 0
+  int CloseError = 0;   // raised by Close unless 0
+  int RenameError = 0;  // raised by Rename unless 0
   int Opens = 0;
 
  private:
