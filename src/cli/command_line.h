@@ -7,6 +7,7 @@
 
 #include "cli/console_message_loop.h"
 #include "platform/files.h"
+#include "platform/interrupts.h"
 #include "platform/mail.h"
 #include "run/download_run.h"
 
@@ -31,7 +32,7 @@ namespace exit_code {
 inline constexpr int Done = 0;
 inline constexpr int SymbolsFailed = 1;
 inline constexpr int Refused = 2;
-inline constexpr int InterruptedByUser = 130;
+inline constexpr int InterruptedByUser = InterruptWatch::ExitCode;
 }  // namespace exit_code
 
 // Does what the arguments (those behind the program's name) ask for and returns the program's exit code.

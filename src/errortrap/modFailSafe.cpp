@@ -117,6 +117,15 @@ int modFailSafe::fsERROR(std::string_view module, std::string_view procedure, co
 int modFailSafe::Tell(TrappedError error) {
   error.Count = ++error_count_;
   if (reporter_ == nullptr) return trap_choice::Continue;
+  // An error may come before the first procedure; how it is told is in the settings.
+  if (!started_) {
+    try {
+      Start();
+    } catch (const std::exception&) {
+      // Then it is told by default.
+      static_cast<void>(0);
+    }
+  }
   // Put back also when an interruption passes through the reporter: the hooks would wait for ever.
   struct Pausing {
     explicit Pausing(bool& flag) : flag_(flag), before_(flag) { flag_ = true; }

@@ -46,9 +46,15 @@ TrapSession::TrapSession(modFailSafe& trap, TrapSessionParts parts) : trap_(trap
 
 TrapSession::~TrapSession() {
   trap_.Read_Options = nullptr;
-  trap_.Write_Record = nullptr;
   trap_.Set_Reporter(nullptr);
+  End_Logs();
+}
+
+void TrapSession::End_Logs() {
+  trap_.Write_Record = nullptr;
   if (trace_) trace_->End(trap_.RecordCount() + 1, trap_.Elapsed());
+  trace_.reset();
+  for (const int record : std::exchange(unfinished_, {})) error_log_->Finish(record, {});
 }
 
 TraceOptions TrapSession::Start() {
@@ -142,8 +148,9 @@ int TrapSession::Report(const TrappedError& error) {
   const ErrorRecord record = Record_Of(error);
   const bool logs = error_log_ != nullptr && (settings_.WriteToDisk || settings_.SilentRun);
   const int logged = logs ? error_log_->Begin(record) : 0;
+  if (logged != 0) unfinished_.push_back(logged);
   const auto finish = [&](const std::string& user_text) {
-    if (logged != 0) error_log_->Finish(logged, user_text);
+    if (std::erase(unfinished_, logged) != 0) error_log_->Finish(logged, user_text);
   };
   if (settings_.SilentRun) {
     finish({});

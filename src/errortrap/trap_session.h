@@ -44,6 +44,10 @@ class TrapSession final : public ErrorReporter {
   TrapSession& operator=(const TrapSession&) = delete;
   ~TrapSession() override;
 
+  // Ends the run's logs, of which nothing more is written: for a program that ends without the object's
+  // destructor, at any moment on the trap's thread, also while an error is shown.
+  void End_Logs();
+
   // Logs the error, shows it unless the run is silent, and returns the choice.
   int Report(const TrappedError& error) override;
 
@@ -82,6 +86,7 @@ class TrapSession final : public ErrorReporter {
   std::unique_ptr<CrashRecords> crash_records_;
   std::unique_ptr<CrashWatch> crash_watch_;
   std::vector<RunTimeError> notes_;  // of the start, not told yet; the details are whole sentences
+  std::vector<int> unfinished_;      // records of the error log that wait for the user's text
   bool asking_ = false;
   bool mailed_silently_ = false;
 };

@@ -6,10 +6,14 @@
 namespace hq {
 
 // Watches for the user's wish to end the program (Ctrl-C, a closed terminal, a polite kill) while it exists.
-// Make it before any other thread; one a process. It also keeps a closed output pipe from ending the program
-// in the middle of a file.
+// One a process. It also keeps a closed output pipe from ending the program in the middle of a file. What was
+// ignored when the program started stays ignored, and programs that this one starts know nothing of the
+// watch.
 class InterruptWatch {
  public:
+  // Of a program that has followed a wish.
+  static constexpr int ExitCode = 130;
+
   // Until Ask a wish ends the program at once, with exit code 130, whatever it waits for.
   InterruptWatch();
   InterruptWatch(const InterruptWatch&) = delete;

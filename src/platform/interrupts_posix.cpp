@@ -1,9 +1,13 @@
+#include <array>
 #include <atomic>
+#include <cerrno>
+#include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <mutex>
-#include <pthread.h>
-#include <signal.h>
+#include <system_error>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 
 #include "platform/interrupts.h"
@@ -12,42 +16,64 @@ namespace hq {
 
 namespace {
 
-constexpr int ExitCode = 130;
 constexpr int LastWish = 2;
+constexpr std::array WatchedSignals = {SIGINT, SIGTERM, SIGHUP};
 
-sigset_t Watched_Signals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction action {};
-    // What was ignored when the program started stays so: that is how nohup protects a run.
-    const bool ignored = sigaction(number, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
-    if (!ignored) sigaddset(&signals, number);
+// A handler of signals is handed nothing of its own, so the pipe to the watching thread lies in a fixed
+// place.
+std::atomic<int> wishes_go_to = -1;
+
+void Write_Byte(int pipe, char byte) {
+  while (write(pipe, &byte, 1) < 0 && errno == EINTR) {
   }
-  // Wakes the watching thread when the watch ends.
-  sigaddset(&signals, SIGUSR1);
-  return signals;
+}
+
+extern "C" void On_Wish(int /*number*/) {
+  const int error_before = errno;
+  Write_Byte(wishes_go_to, 'w');
+  errno = error_before;
+}
+
+extern "C" void On_Closed_Pipe(int /*number*/) {
+  // The write that has raised it fails, which is all there is to know.
 }
 
 }  // namespace
 
+// Signals are caught and not blocked: a program that this one starts would inherit the block, and could not
+// be ended any more.
 class InterruptWatch::Watcher {
  public:
-  Watcher() : signals_(Watched_Signals()) {
-    // Blocked in every thread made from now on, so that only the watching thread ever takes them.
-    pthread_sigmask(SIG_BLOCK, &signals_, &before_);
-    pipe_before_ = signal(SIGPIPE, SIG_IGN);
-    thread_ = std::thread([this] { Watch(); });
+  Watcher() {
+    if (pipe2(pipe_.data(), O_CLOEXEC) != 0) {
+      throw std::system_error(errno, std::generic_category(), "watch over interrupts");
+    }
+    // A full pipe holds more wishes than anybody needs.
+    fcntl(pipe_[1], F_SETFL, O_NONBLOCK);
+    try {
+      thread_ = std::thread([this] { Watch(); });
+    } catch (...) {
+      Close_Pipe();
+      throw;
+    }
+    wishes_go_to = pipe_[1];
+    for (std::size_t i = 0; i < WatchedSignals.size(); ++i) {
+      Catch(WatchedSignals[i], On_Wish, actions_before_[i]);
+    }
+    Catch(SIGPIPE, On_Closed_Pipe, pipe_action_before_);
   }
   Watcher(const Watcher&) = delete;
   Watcher& operator=(const Watcher&) = delete;
 
   ~Watcher() {
-    stopping_ = true;
-    pthread_kill(thread_.native_handle(), SIGUSR1);
+    sigaction(SIGPIPE, &pipe_action_before_, nullptr);
+    for (std::size_t i = 0; i < WatchedSignals.size(); ++i) {
+      sigaction(WatchedSignals[i], &actions_before_[i], nullptr);
+    }
+    wishes_go_to = -1;
+    Write_Byte(pipe_[1], 'e');
     thread_.join();
-    signal(SIGPIPE, pipe_before_);
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    Close_Pipe();
   }
 
   void Ask(std::function<void()> on_interrupt) {
@@ -56,23 +82,38 @@ class InterruptWatch::Watcher {
   }
 
  private:
+  // What was ignored when the program started stays so: that is how nohup protects a run.
+  static void Catch(int number, void (*handler)(int), struct sigaction& before) {
+    sigaction(number, nullptr, &before);
+    if (before.sa_handler == SIG_IGN) return;
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART | SA_ONSTACK;
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+  }
+
   void Watch() {
-    for (int wishes = 1;; ++wishes) {
-      int number = 0;
-      sigwait(&signals_, &number);
-      if (stopping_) return;
+    for (int wishes = 0;;) {
+      char byte = 0;
+      const ssize_t got = read(pipe_[0], &byte, 1);
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0 || byte == 'e') return;
       const std::lock_guard lock(mutex_);
-      if (!on_interrupt_ || wishes > LastWish) std::_Exit(ExitCode);
+      if (!on_interrupt_ || ++wishes > LastWish) std::_Exit(ExitCode);
       on_interrupt_();
     }
   }
 
-  sigset_t signals_;
-  sigset_t before_{};
-  void (*pipe_before_)(int) = SIG_DFL;
+  void Close_Pipe() {
+    for (const int end : pipe_) close(end);
+  }
+
+  std::array<int, 2> pipe_{};
+  std::array<struct sigaction, WatchedSignals.size()> actions_before_{};
+  struct sigaction pipe_action_before_ {};
   std::mutex mutex_;
   std::function<void()> on_interrupt_;
-  std::atomic<bool> stopping_ = false;
   std::thread thread_;
 };
 

@@ -9,7 +9,6 @@ namespace hq {
 
 namespace {
 
-constexpr int ExitCode = 130;
 constexpr int LastWish = 2;
 // The system ends a program by itself some seconds after its window was closed.
 constexpr DWORD LongestEndMilliseconds = 30'000;
@@ -24,7 +23,7 @@ BOOL WINAPI On_Console_Event(DWORD kind) {
   {
     const std::lock_guard lock(watch_mutex);
     if (!watched) return FALSE;
-    if (!watch_call || ++wishes > LastWish) std::_Exit(ExitCode);
+    if (!watch_call || ++wishes > LastWish) std::_Exit(InterruptWatch::ExitCode);
     watch_call();
   }
   // After these the process ends as soon as the handler returns.

@@ -1,11 +1,13 @@
 #include "shell/global.h"
 
 #include <QApplication>
+#include <cstdlib>
 #include <utility>
 
 #include "errortrap/procedure.h"
 #include "errortrap/qt_screen_facts.h"
 #include "platform/debugger.h"
+#include "platform/interrupts.h"
 #include "platform/machine.h"
 #include "shell/form_looks.h"
 
@@ -87,6 +89,20 @@ void global::Exit_Program() {
     statement([&] { Loop.End(); });
     statement([&] { QCoreApplication::quit(); });
   });
+}
+
+void global::End_At_Once() {
+  Session.End_Logs();
+  std::_Exit(InterruptWatch::ExitCode);
+}
+
+void global::Tell_Error(const RunTimeError& error) {
+  try {
+    Trap.Complain({}, {}, error);
+  } catch (const Interrupted&) {
+    // The program ended while the error was shown.
+    return;
+  }
 }
 
 template <class Form, class... Arguments>

@@ -66,6 +66,12 @@ class global {
   // Takes every window away and ends the program. Never reports an error.
   void Exit_Program();
 
+  // Ends the process: asks nothing, saves nothing and closes the logs.
+  [[noreturn]] void End_At_Once();
+
+  // Brings an error that happened outside of every procedure before the trap.
+  void Tell_Error(const RunTimeError& error);
+
   // Takes quotes from there from the next symbol on.
   void Use_Quotes(const QuotePlace& place);
 

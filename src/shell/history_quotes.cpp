@@ -1,6 +1,5 @@
 // The window program.
 
-#include <QApplication>
 #include <QCommandLineParser>
 #include <cstdlib>
 #include <optional>
@@ -8,16 +7,20 @@
 
 #include "entry/system_folder_dialog.h"
 #include "errortrap/qt_message_loop.h"
+#include "platform/interrupts.h"
 #include "platform/mail.h"
 #include "platform/open_address.h"
 #include "platform/program.h"
 #include "quotes/curl_transfer.h"
+#include "shell/application.h"
 #include "shell/global.h"
 #include "shell/quote_server_form.h"
 #include "shell/quote_service.h"
 
 int main(int argc, char** argv) {
-  const QApplication application(argc, argv);
+  hq::Application application(argc, argv);
+  hq::InterruptWatch watch;
+  application.Listen_To(watch);
   QApplication::setApplicationName("history-quotes");
   QApplication::setApplicationDisplayName("");
   QApplication::setApplicationVersion(HQ_VERSION);
@@ -58,13 +61,6 @@ int main(int argc, char** argv) {
       files, parts.ProgramFolder,
       hq::server::Places_In(parts.ProgramFolder, "history-quotes/" HQ_VERSION, hq::Program_Folder()),
       arguments.isSet("source") ? std::optional(hq::To_Text(arguments.value("source"))) : std::nullopt);
-  hq::QuotePlace place = quotes.Start(boxes);
-  parts.RequestTemplate = std::move(place.RequestTemplate);
-  parts.SymbolSearchAddress = std::move(place.SymbolSearchAddress);
-  parts.QuotesNote = std::move(place.Note);
-  parts.FirstStartNote = quotes.First_Start_Note();
-  for (const std::string& line : quotes.Told())
-    parts.FirstStartNote += (parts.FirstStartNote.empty() ? "" : "\n") + line;
   parts.Set_Up_Quotes = [&](QWidget* parent) -> std::optional<hq::QuotePlace> {
     const hq::InnerLoop inner;
     hq::QuoteServerForm form(quotes, boxes, parent);
@@ -72,8 +68,21 @@ int main(int argc, char** argv) {
     return form.Place();
   };
 
+  // Before anything that may fail, so that its trap tells of it.
   hq::global program(std::move(parts));
-  program.Main();
-  // A start that failed has ended the program before there is a loop to end.
-  return program.Loop.Ended() ? EXIT_FAILURE : QApplication::exec();
+  application.Serve(program);
+  int code = EXIT_FAILURE;
+  try {
+    program.Use_Quotes(quotes.Start(boxes));
+    std::string& note = program.Parts.FirstStartNote;
+    note = quotes.First_Start_Note();
+    for (const std::string& line : quotes.Told()) note += (note.empty() ? "" : "\n") + line;
+    program.Main();
+    // A start that failed has ended the program before there is a loop to end.
+    if (!program.Loop.Ended()) code = QApplication::exec();
+  } catch (const std::exception&) {
+    program.Tell_Error(hq::Current_Error());
+  }
+  application.Forget();
+  return code;
 }

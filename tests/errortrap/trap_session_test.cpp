@@ -147,6 +147,28 @@ TEST_F(Session, WritesErrorsToDiskWhenSet) {
   EXPECT_THAT(File("error.log"), Not(HasSubstr("Made-up processor")));
 }
 
+TEST_F(Session, LogsAnErrorBeforeTheFirstProcedureAsSet) {
+  Home.Write("FSCLIENT.INI", "[log file]\nWrite To Disk=1\nLog File=mine.log\n");
+  Current.emplace(Trap, Parts());
+  Trap.Complain({}, {}, RunTimeError(OutOfMemory, "no thread could be made"));
+  ASSERT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_EQ(Dialog.Questions[0].Detail, "no thread could be made");
+  EXPECT_THAT(File("mine.log"), HasSubstr("\r\nDescription- Out of memory: no thread could be made\r\n"));
+}
+
+TEST_F(Session, EndsItsLogsAlsoWhileAnErrorIsShown) {
+  Dialog.WhileShown = [this](const ErrorQuestion&) { Current->End_Logs(); };
+  Begin("[log file]\nWrite To Disk=1\nCapture To Disk=1\n");
+  Dialog.Answers = {{trap_choice::Continue, "too late"}};
+  Fail();
+  EXPECT_TRUE(File("trace.log").ends_with("] END PROGRAM \r\n"));
+  EXPECT_TRUE(File("error.log").ends_with("\r\nUser Text- \r\n"));
+  const std::string trace = File("trace.log");
+  Trap.fsPOP("global.bas", "Sub Main");
+  Current.reset();
+  EXPECT_EQ(File("trace.log"), trace);
+}
+
 TEST_F(Session, HasTheErrorOnDiskWhileTheDialogIsUp) {
   Begin("[log file]\nWrite To Disk=1\n");
   std::string meanwhile;
