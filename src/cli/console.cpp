@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "errortrap/error_record_labels.h"
+
 namespace hq {
 
 namespace {
@@ -43,7 +45,9 @@ ErrorAnswer Console::Ask(const ErrorQuestion& question) {
   std::string text = "Error " + std::to_string(question.Number) + " in " + question.Procedure + " (" +
                      question.Module + "): " + question.Description;
   if (!question.Detail.empty()) text += ": " + question.Detail;
-  for (const std::string& level : question.CallTree) text += "\n " + level;
+  for (const std::string& level : question.CallTree) {
+    if (level != error_record::NoProcedureYet && level != error_record::NoProcedure) text += "\n " + level;
+  }
   Tell(text);
   return {};
 }

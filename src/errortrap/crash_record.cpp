@@ -119,7 +119,11 @@ bool CrashRecords::Write_Record(const Crash& crash, CrashFile& file) noexcept {
   }
   const auto append_position = [&](std::string_view label) noexcept {
     text << label;
-    if (!position.Module.empty()) text << position.Module << EntrySeparator << position.Procedure;
+    if (!position.Module.empty()) {
+      text << position.Module << EntrySeparator << position.Procedure;
+    } else if (is_traps_thread) {
+      text << (trap_.Has_Entered() ? NoProcedure : NoProcedureYet);
+    }
     text << LineEnd;
   };
   append_position(Module);

@@ -19,7 +19,7 @@ struct ErrorQuestion {
   int Number = 0;
   std::string Description;
   std::string Detail;                 // what failed and the system's reason; may be empty
-  std::vector<std::string> CallTree;  // the outermost first
+  std::vector<std::string> CallTree;  // the outermost first; outside of all procedures a line that says so
   std::int32_t ErrorCount = 1;        // errors trapped since the start
 
   std::string ErrorInformation;                    // the page "Error Information"

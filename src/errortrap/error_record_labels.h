@@ -46,6 +46,10 @@ inline constexpr std::string_view Indent = "    ";
   return text.back() == '\r' ? "\n\r\n" : "\r\n\r\n";
 }
 
+// Stand for the procedures of an error that happened before the first one was entered, and outside of all.
+inline constexpr std::string_view NoProcedureYet = "(no procedure yet)";
+inline constexpr std::string_view NoProcedure = "(no procedure)";
+
 // The category of an error that is none of the classes told apart.
 inline constexpr std::string_view UnknownCategory = "Unknown Error Class";
 

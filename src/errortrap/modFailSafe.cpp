@@ -42,6 +42,7 @@ void modFailSafe::fsPUSH(std::string_view module, std::string_view procedure, st
   Wait_While_Paused(module);
   if (depth_ >= DeepestLevel) throw RunTimeError(InternalError, TooDeep);
   ++depth_;
+  has_entered_ = true;
   if (levels_.size() < static_cast<size_t>(depth_)) levels_.emplace_back();
   Level& level = levels_[static_cast<size_t>(depth_) - 1];
   level.TrackMark = 0;
@@ -114,8 +115,19 @@ int modFailSafe::fsERROR(std::string_view module, std::string_view procedure, co
                .Detail = error.Detail()});
 }
 
+void modFailSafe::Note(std::string_view module, std::string_view procedure, const RunTimeError& error) {
+  Tell({.Module = std::string(module),
+        .Procedure = std::string(procedure),
+        .Number = error.Number(),
+        .Description = error.Description(),
+        .Detail = error.Detail(),
+        .CanGoOn = false,
+        .Asks = false});
+}
+
 int modFailSafe::Tell(TrappedError error) {
-  error.Count = ++error_count_;
+  if (error.Asks) ++error_count_;
+  error.Count = error_count_;
   if (reporter_ == nullptr) return trap_choice::Continue;
   // An error may come before the first procedure; how it is told is in the settings.
   if (!started_) {

@@ -32,6 +32,7 @@ struct TrappedError {
   std::vector<std::string> CallStack = {};  // entry texts, the outermost first
   std::int32_t Count = 1;                   // of errors since the start, this one included
   bool CanGoOn = true;                      // a statement failed, which can be run again or passed over
+  bool Asks = true;                         // false: what was got over already is logged without a question
 };
 
 // Who is told of a trapped error and of trouble with the trace itself: the dialog, a log, a terminal.
@@ -97,6 +98,9 @@ class modFailSafe {
   // Tells the reporter of trouble with the trap itself: no statement failed that could be run again.
   void Complain(std::string_view module, std::string_view procedure, const RunTimeError& trouble);
 
+  // Has an error logged that the program has got over: nobody is asked, and it is not counted.
+  void Note(std::string_view module, std::string_view procedure, const RunTimeError& error);
+
   // While paused both hooks wait, running the message loop; those of DialogModule do not.
   void Pause(bool paused) { paused_ = paused; }
 
@@ -115,6 +119,8 @@ class modFailSafe {
   // Milliseconds from the start to the latest timed entry; 0 while timing is off.
   [[nodiscard]] double Timing() const { return timing_; }
   [[nodiscard]] std::int32_t ErrorCount() const { return error_count_; }
+  // Whether a procedure was entered since the start.
+  [[nodiscard]] bool Has_Entered() const { return has_entered_; }
   // Entries and exits recorded so far.
   [[nodiscard]] std::int32_t RecordCount() const { return record_count_; }
   // Milliseconds since the trap was started.
@@ -142,6 +148,7 @@ class modFailSafe {
   std::int32_t record_count_ = 0;
   std::int32_t error_count_ = 0;
   bool started_ = false;
+  bool has_entered_ = false;
   bool paused_ = false;
 };
 

@@ -152,6 +152,10 @@ int TrapSession::Report(const TrappedError& error) {
   const auto finish = [&](const std::string& user_text) {
     if (std::erase(unfinished_, logged) != 0) error_log_->Finish(logged, user_text);
   };
+  if (!error.Asks) {
+    finish({});
+    return trap_choice::Continue;
+  }
   if (settings_.SilentRun) {
     finish({});
     // Once a run: an error that comes again and again must not fill anybody's mailbox.
@@ -193,6 +197,9 @@ std::string TrapSession::In_Folder(const std::string& name) const {
 }
 
 std::vector<std::string> TrapSession::Call_Tree(const TrappedError& error) const {
+  if (error.CallStack.empty()) {
+    return {std::string(trap_.Has_Entered() ? error_record::NoProcedure : error_record::NoProcedureYet)};
+  }
   if (settings_.IncludeArguments) return error.CallStack;
   std::vector<std::string> tree;
   tree.reserve(error.CallStack.size());
@@ -224,6 +231,7 @@ ErrorRecord TrapSession::Record_Of(const TrappedError& error) const {
   record.Source = Source();
   record.Module = Or_Unknown(error.Module);
   record.Procedure = Or_Unknown(error.Procedure);
+  if (error.Procedure.empty() && !trap_.Has_Entered()) record.Procedure = error_record::NoProcedureYet;
   record.CodePointer = record.Module + std::string(EntrySeparator) + record.Procedure;
   record.Number = error.Number;
   record.Description = With_Detail(error.Description, error.Detail);

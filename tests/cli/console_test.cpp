@@ -68,5 +68,22 @@ TEST(ConsoleTest, MessagesAndTrappedErrorsGoToTheUser) {
   EXPECT_EQ(streams.Out.str(), "");
 }
 
+TEST(ConsoleTest, ErrorsOutsideOfAllProceduresAreOneLine) {
+  for (const char* nowhere : {"(no procedure yet)", "(no procedure)"}) {
+    Streams streams;
+    Console console(streams.Out, streams.Err, 0);
+    ErrorQuestion question;
+    question.Number = 70;
+    question.Procedure = "Sub Read_Options";
+    question.Module = "modFailSafe.bas";
+    question.Description = "Permission denied";
+    question.Detail = "The log is in use.";
+    question.CallTree = {nowhere};
+    console.Ask(question);
+    EXPECT_EQ(streams.Err.str(),
+              "Error 70 in Sub Read_Options (modFailSafe.bas): Permission denied: The log is in use.\n");
+  }
+}
+
 }  // namespace
 }  // namespace hq

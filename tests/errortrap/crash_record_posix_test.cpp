@@ -201,11 +201,12 @@ TEST_F(CrashRecord, NamesTheModuleWhateverTheIndentIs) {
 
 TEST_F(CrashRecord, HasNoModuleOutsideOfEveryProcedure) {
   EXPECT_EQ(Run({"before the first procedure", Log()}), -SIGSEGV);
-  EXPECT_THAT(Records(Log()),
-              ElementsAre("Category- Unknown Error Class\r\nSource- crash-program 1.0.0\r\nModule- \r\n"
-                          "Line Number-  <unavailable: line numbers not used>\r\nCode Pointer = \r\n"
-                          "Error Number- 11\r\nDescription- Segmentation fault (SIGSEGV)\r\n"
-                          "User Text- \r\n"));
+  EXPECT_THAT(Records(Log()), ElementsAre("Category- Unknown Error Class\r\nSource- crash-program 1.0.0\r\n"
+                                          "Module- (no procedure yet)\r\n"
+                                          "Line Number-  <unavailable: line numbers not used>\r\n"
+                                          "Code Pointer = (no procedure yet)\r\n"
+                                          "Error Number- 11\r\nDescription- Segmentation fault (SIGSEGV)\r\n"
+                                          "User Text- \r\n"));
 }
 
 TEST_F(CrashRecord, CutsALongTextOfAnException) {

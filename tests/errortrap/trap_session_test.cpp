@@ -135,6 +135,43 @@ TEST_F(Session, NamesNothingEmpty) {
   EXPECT_EQ(Dialog.Questions.at(0).Line, " <unavailable: line numbers not used>");
 }
 
+TEST_F(Session, SaysThatThereWasNoProcedureYet) {
+  std::filesystem::create_directory(Home / "circ0001.log");
+  Begin("[Log File]\nCircularLog=1\nWrite To Disk=1\n");
+  ASSERT_EQ(Dialog.Questions.size(), 1U);
+  EXPECT_THAT(Dialog.Questions[0].CallTree, ElementsAre("(no procedure yet)"));
+  EXPECT_EQ(Dialog.Questions[0].CallTreeText, "(no procedure yet)\n");
+  EXPECT_THAT(File("error.log"), HasSubstr("Call Tree & Arguments\r\n    (no procedure yet)\r\n"));
+  Trap.fsPOP("global.bas", "Sub Main");
+  Fail();
+  EXPECT_THAT(Dialog.Questions.at(1).CallTree, ElementsAre("(no procedure)"));
+}
+
+TEST_F(Session, NamesNoProcedureOfAnErrorBeforeTheFirst) {
+  Current.emplace(Trap, Parts());
+  Trap.fsERROR("", "", RunTimeError(13));
+  EXPECT_EQ(Dialog.Questions.at(0).Module, "<unknown>");
+  EXPECT_EQ(Dialog.Questions.at(0).Procedure, "(no procedure yet)");
+}
+
+TEST_F(Session, LogsWhatItIsToNoteAndAsksNobody) {
+  Begin("[log file]\nWrite To Disk=1\n[email]\nAddress=help@example.com\n");
+  Trap.Note("frmmain1.frm", "Sub Form_Load", RunTimeError(FileNotFound, "t8.ico"));
+  EXPECT_THAT(Dialog.Questions, IsEmpty());
+  EXPECT_THAT(Mail.Sent, IsEmpty());
+  EXPECT_THAT(File("error.log"), HasSubstr("Description- File not found: t8.ico\r\n"));
+  EXPECT_TRUE(File("error.log").ends_with("User Text- \r\n"));
+  Fail();
+  EXPECT_EQ(Dialog.Questions.at(0).ErrorCount, 1);
+}
+
+TEST_F(Session, LogsWhatItIsToNoteInASilentRunAndMailsNothing) {
+  Begin("[preferences]\nSilent Run=1\n[email]\nAddress=help@example.com\n");
+  Trap.Note("frmmain1.frm", "Sub Form_Load", RunTimeError(FileNotFound, "t8.ico"));
+  EXPECT_THAT(Mail.Sent, IsEmpty());
+  EXPECT_THAT(File("error.log"), HasSubstr("Description- File not found: t8.ico\r\n"));
+}
+
 TEST_F(Session, WritesErrorsToDiskWhenSet) {
   Begin("[log file]\nWrite To Disk=1\n");
   Dialog.Answers = {{trap_choice::Continue, "downloading"}};
