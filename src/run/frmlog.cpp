@@ -9,6 +9,7 @@
 #include <QStringList>
 
 #include "errortrap/procedure.h"
+#include "errortrap/qt_accessible_role.h"
 #include "errortrap/qt_message_boxes.h"
 #include "ui_frmlog.h"
 
@@ -16,9 +17,12 @@ namespace hq {
 
 frmlog::frmlog(modFailSafe& trap)
     : QWidget(nullptr, Qt::Window), trap_(trap), ui_(std::make_unique<Ui::frmlog>()) {
+  Set_Accessible_Role(*this, QAccessible::Window);
   ui_->setupUi(this);
   connect(ui_->cmdClose, &QPushButton::clicked, this, [this] { cmdClose_Click(); });
   connect(new QShortcut(Qt::Key_Escape, this), &QShortcut::activated, this, [this] { cmdClose_Click(); });
+  connect(new QShortcut(QKeySequence("Alt+L"), this), &QShortcut::activated, ui_->lstlog,
+          [this] { ui_->lstlog->setFocus(Qt::ShortcutFocusReason); });
   // The range grows some time after a line has come, and with the window's size.
   QScrollBar* bar = ui_->lstlog->verticalScrollBar();
   connect(bar, &QScrollBar::rangeChanged, this, [this, bar] {

@@ -1,38 +1,28 @@
 #include "shell/frmmain1.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QLabel>
+#include <QShortcut>
 #include <QTimer>
-#include <QToolTip>
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "base/dates.h"
 #include "base/strings.h"
 #include "entry/interval_choice.h"
 #include "errortrap/procedure.h"
+#include "errortrap/qt_accessible_role.h"
 #include "output/format_catalogue.h"
 #include "shell/form_looks.h"
 #include "shell/global.h"
+#include "shell/quotes_note.h"
 #include "shell/twips.h"
 #include "ui_frmmain1.h"
 
 namespace hq {
 
 namespace {
-
-// A text above all, gone at a click.
-class PassingNote final : public QLabel {
- public:
-  PassingNote(const QString& text, QWidget* parent) : QLabel(text, parent, Qt::ToolTip) {
-    setAttribute(Qt::WA_DeleteOnClose);
-  }
-
- protected:
-  void mousePressEvent(QMouseEvent*) override { close(); }
-};
 
 constexpr const char* Module = "frmmain1.frm";
 constexpr int WidthTwips = 6348;
@@ -81,11 +71,11 @@ class frmmain1::LogAdapter final : public DownloadLog {
 
 class frmmain1::StatusAdapter final : public StatusLine {
  public:
-  explicit StatusAdapter(QLabel& label) : label_(label) {}
-  void Show(const std::string& text) override { label_.setText(To_QString(text)); }
+  explicit StatusAdapter(StatusLabel& label) : label_(label) {}
+  void Show(const std::string& text) override { label_.Show_Status(To_QString(text)); }
 
  private:
-  QLabel& label_;
+  StatusLabel& label_;
 };
 
 frmmain1::frmmain1(global& program)
@@ -118,59 +108,21 @@ frmmain1::frmmain1(global& program)
   for (QComboBox* box :
        {static_cast<QComboBox*>(ui_->cmbInterval), static_cast<QComboBox*>(ui_->cmbOutputFormat)}) {
     box->setMinimumHeight(box->fontMetrics().height() + 8);
+    box->view()->setAccessibleName(box->accessibleName());
   }
   ui_->txtnewstock->setMinimumWidth(ui_->txtnewstock->fontMetrics().horizontalAdvance("MMMMM") + 12);
   ui_->cmddownload->setIcon(Picture("download"));
   ui_->Command2->setIcon(Picture("samples"));
   ui_->mnuserver->setVisible(static_cast<bool>(program.Parts.Set_Up_Quotes));
+  Set_Accessible_Role(*ui_->Picture1, QAccessible::StatusBar);
+  Make_Menu_Line();
   Show_Quotes_Note();
   Connect_Controls();
+  Add_Keys();
   Form_Load();
 }
 
 frmmain1::~frmmain1() = default;
-
-void frmmain1::Show_Quotes_Note() {
-  auto* note = qobject_cast<QLabel*>(ui_->menubar->cornerWidget());
-  if (note == nullptr) {
-    note = new QLabel;
-    note->setObjectName("lblquotes");
-    note->setContentsMargins(0, 4, 8, 0);
-    note->setFont(font());
-    ui_->menubar->setCornerWidget(note);
-  }
-  note->setText(To_QString(program_.Parts.QuotesNote));
-  note->setVisible(!program_.Parts.QuotesNote.empty());
-}
-
-void frmmain1::Set_Up_Quotes() {
-  // It would lie over the form.
-  if (auto* const note = findChild<QLabel*>("lblfirststart")) note->close();
-  const std::optional<QuotePlace> place = program_.Parts.Set_Up_Quotes(this);
-  if (!place) return;
-  program_.Use_Quotes(*place);
-  Show_Quotes_Note();
-}
-
-void frmmain1::Show_First_Start_Note() {
-  constexpr std::chrono::seconds Time_To_Read{20};
-  const std::string text = std::exchange(program_.Parts.FirstStartNote, {});
-  if (text.empty()) return;
-  // Below the window, where it hides nothing; it takes no keys, and goes by itself or at a click.
-  auto* const note = new PassingNote(To_QString(text), this);
-  note->setObjectName("lblfirststart");
-  note->setTextFormat(Qt::PlainText);
-  note->setWordWrap(true);
-  note->setFrameShape(QFrame::Box);
-  note->setMargin(8);
-  note->setFont(font());
-  note->setPalette(QToolTip::palette());
-  note->setFixedWidth(frameGeometry().width());
-  note->adjustSize();
-  note->move(frameGeometry().bottomLeft() + QPoint(0, 4));
-  note->show();
-  QTimer::singleShot(Time_To_Read, note, &QWidget::close);
-}
 
 void frmmain1::Connect_Controls() {
   const auto on_click = [this](QAbstractButton* button, void (frmmain1::*handler)()) {
@@ -207,6 +159,33 @@ void frmmain1::Connect_Controls() {
     box->installEventFilter(this);
     box->KeyPress = [this, i](std::int16_t key) { return txtenddate_KeyPress(i, key); };
   }
+}
+
+// Keys for the boxes, whose captions name none. The format list takes no keys, so it has none.
+void frmmain1::Add_Keys() {
+  struct BoxKey {
+    QWidget* Box;
+    const char* Key;
+    const char* Tip;
+  };
+  const BoxKey keys[] = {
+      {ui_->txtnewstock, "Alt+B", "The symbol to add"},
+      {ui_->lstStock, "Alt+K", "The symbols; the selected ones are downloaded"},
+      {ui_->cmbInterval, "Alt+I", "The time that a line of quotes covers"},
+      {ui_->txtOutputfolder, "Alt+O", "The folder that the files go into"},
+      {ui_->txtdays, "Alt+Y", "The number of trading days"},
+      {txtenddate_[0], "Alt+E", "The month of the last trading day"},
+  };
+  for (const BoxKey& key : keys) {
+    const QString tip = QString("%1 (%2)").arg(key.Tip, key.Key);
+    key.Box->setToolTip(tip);
+    // A list does not tell its tool tip by itself.
+    key.Box->setAccessibleDescription(tip);
+    connect(new QShortcut(QKeySequence(key.Key), this), &QShortcut::activated, key.Box,
+            [box = key.Box] { box->setFocus(Qt::ShortcutFocusReason); });
+  }
+  txtenddate_[1]->setToolTip("The day of the last trading day (Alt+E, Tab)");
+  txtenddate_[2]->setToolTip("The year of the last trading day, two digits (Alt+E, Tab, Tab)");
 }
 
 void frmmain1::Form_Load() {

@@ -18,6 +18,7 @@ class frmmain1;
 namespace hq {
 
 class NumberBox;
+class QuotesNote;
 class global;
 
 // The entries of a list box as the engine reads them.
@@ -58,6 +59,8 @@ class frmmain1 final : public QMainWindow {
   class StatusAdapter;
 
   void Connect_Controls();
+  void Add_Keys();
+  void Make_Menu_Line();
   void Show_Quotes_Note();
   void Set_Up_Quotes();
   void Form_Load();
@@ -99,6 +102,7 @@ class frmmain1 final : public QMainWindow {
   global& program_;
   std::unique_ptr<Ui::frmmain1> ui_;
   std::array<NumberBox*, 3> txtenddate_;
+  QuotesNote* lblquotes_ = nullptr;
   std::unique_ptr<TransferControl> Inet1_;
   ListBoxStocks stocks_;
   std::unique_ptr<LogAdapter> log_;

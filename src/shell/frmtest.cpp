@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "errortrap/procedure.h"
+#include "errortrap/qt_accessible_role.h"
 #include "errortrap/qt_message_boxes.h"
 #include "platform/topmost.h"
 #include "shell/form_looks.h"
@@ -22,6 +23,7 @@ frmtest::frmtest(modFailSafe& trap, const std::string& program_folder)
     : QWidget(nullptr, Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       trap_(trap),
       ui_(std::make_unique<Ui::frmtest>()) {
+  Set_Accessible_Role(*this, QAccessible::Dialog);
   ui_->setupUi(this);
   setFont(Form_Font());
   QFont title = font();

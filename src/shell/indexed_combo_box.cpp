@@ -1,6 +1,8 @@
 #include "shell/indexed_combo_box.h"
 
 #include <QAbstractItemView>
+#include <QAccessible>
+#include <QAccessibleWidget>
 #include <QKeyEvent>
 #include <QStyleOptionComboBox>
 #include <QStylePainter>
@@ -24,8 +26,72 @@ class IndexedComboBox::Delegate final : public QStyledItemDelegate {
   IndexedComboBox& box_;
 };
 
+namespace {
+
+// The box as a screen reader is told of it: the library's own interface would give the whole texts.
+class AccessibleComboBox final : public QAccessibleWidget {
+ public:
+  explicit AccessibleComboBox(IndexedComboBox& box)
+      : QAccessibleWidget(&box, QAccessible::ComboBox), box_(box) {}
+
+  [[nodiscard]] int childCount() const override { return 1; }
+  [[nodiscard]] QAccessibleInterface* child(int index) const override {
+    return index == 0 ? QAccessible::queryAccessibleInterface(box_.view()) : nullptr;
+  }
+  [[nodiscard]] int indexOfChild(const QAccessibleInterface* child) const override {
+    return child != nullptr && child->object() == box_.view() ? 0 : -1;
+  }
+  [[nodiscard]] QAccessibleInterface* childAt(int, int) const override { return nullptr; }
+
+  [[nodiscard]] QString text(QAccessible::Text kind) const override {
+    if (kind == QAccessible::Value) return box_.Shown_Text();
+#ifndef Q_OS_WIN
+    // Elsewhere readers take the name for what is chosen, and the label for what it is.
+    if (kind == QAccessible::Name) return box_.Shown_Text();
+#endif
+    return QAccessibleWidget::text(kind);
+  }
+  [[nodiscard]] QAccessible::State state() const override {
+    QAccessible::State state = QAccessibleWidget::state();
+    state.expandable = true;
+    state.expanded = box_.view()->isVisible();
+    return state;
+  }
+
+  [[nodiscard]] QStringList actionNames() const override {
+    return {showMenuAction(), pressAction()};
+  }
+  void doAction(const QString& action) override {
+    if (action != showMenuAction() && action != pressAction()) return;
+    if (box_.view()->isVisible()) {
+      box_.hidePopup();
+    } else {
+      box_.showPopup();
+    }
+  }
+
+ private:
+  IndexedComboBox& box_;
+};
+
+QAccessibleInterface* Make_Accessible(const QString& /*class_name*/, QObject* object) {
+  auto* box = dynamic_cast<IndexedComboBox*>(object);
+  return box == nullptr ? nullptr : new AccessibleComboBox(*box);
+}
+
+}  // namespace
+
 IndexedComboBox::IndexedComboBox(QWidget* parent) : QComboBox(parent) {
   setItemDelegate(new Delegate(*this));
+  QAccessible::installFactory(Make_Accessible);
+  // The library tells readers of a change with the whole text; this comes behind it.
+  connect(
+      this, &QComboBox::currentIndexChanged, this,
+      [this] {
+        QAccessibleValueChangeEvent changed(this, Shown_Text());
+        QAccessible::updateAccessibility(&changed);
+      },
+      Qt::QueuedConnection);
 }
 
 void IndexedComboBox::Set_Index_Digits(int digits) {

@@ -20,6 +20,9 @@ class IndexedComboBox : public QComboBox {
   // digits.
   void Set_Index_Digits(int digits);
 
+  // What is shown of the current item's text, to the eye and to a screen reader.
+  [[nodiscard]] QString Shown_Text() const { return Shown(currentText()); }
+
   [[nodiscard]] QSize sizeHint() const override;
   [[nodiscard]] QSize minimumSizeHint() const override;
 

@@ -258,7 +258,7 @@ class MainWindowLooksTest : public QObject {
     Program_->Global->Parts.QuotesNote = "Simulated market, not real quotes";
     Program_->Global->Main();
     QVERIFY(QTest::qWaitForWindowActive(&Window()));
-    const auto* note = Window().findChild<QLabel*>("lblquotes");
+    const auto* note = Window().findChild<QPushButton*>("lblquotes");
     QVERIFY(note != nullptr);
     QCOMPARE(note->text(), QString("Simulated market, not real quotes"));
     QVERIFY(note->isVisible());

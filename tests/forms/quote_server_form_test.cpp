@@ -391,7 +391,7 @@ class QuoteServerFormTest : public QObject {
     Press(Qt::Key_Q, Qt::AltModifier);
     QTRY_COMPARE(shown, 2);
     QCOMPARE(program.Global->State.RequestTemplate, Elsewhere);
-    QCOMPARE(program.Get<QLabel>("lblquotes")->text(), "Another note");
+    QCOMPARE(program.Get<QPushButton>("lblquotes")->text(), "Another note");
     Click(program.Get<QPushButton>("cmdlookup"));
     QCOMPARE(program.Opened.size(), 1U);
     QVERIFY(program.Opened[0].starts_with("http://quotes.test/search"));
