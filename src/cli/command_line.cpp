@@ -8,9 +8,9 @@
 #include "cli/command_line_options.h"
 #include "cli/console.h"
 #include "cli/sources_command.h"
+#include "cli/trap_parts.h"
 #include "entry/interval_choice.h"
 #include "errortrap/trap_session.h"
-#include "platform/machine.h"
 #include "platform/paths.h"
 #include "quotes/curl_transfer.h"
 #include "quotes/request.h"
@@ -87,14 +87,20 @@ class CommandLineRun {
         program_folder_(options_.ProgramFolder.value_or(environment.ProgramFolder)),
         console_(environment.Out, environment.Err, environment.TerminalWidth),
         trap_(&environment.Loop),
-        session_(trap_, {environment.FileSystem, environment.Time, console_, environment.Mail,
-                         ApplicationFacts{.Title = DefaultTitle,
-                                          .ExeName = "history-quotes-cli",
-                                          .Version = HQ_VERSION,
-                                          .Folder = program_folder_},
-                         Look_At_Machine, environment.WatchesCrashes}) {}
+        session_(trap_, Trap_Parts(environment, program_folder_, console_)) {}
 
+  // An error that no procedure has handled goes to the trap.
   int Run() {
+    try {
+      return Run_To_Its_End();
+    } catch (const std::exception&) {
+      trap_.Complain("command_line.cpp", "Function Run", Current_Error());
+      return exit_code::SymbolsFailed;
+    }
+  }
+
+ private:
+  int Run_To_Its_End() {
     Load_Format(trap_, state_.Formats, state_.Settings);
     if (options_.ProgramFolder && !environment_.FileSystem.Exists(program_folder_)) {
       throw Refusal{"--program-folder: " + program_folder_ + " does not exist"};
@@ -120,7 +126,6 @@ class CommandLineRun {
     return code;
   }
 
- private:
   EntryTexts Entry() const {
     EntryTexts entry;
     const int interval =

@@ -7,6 +7,9 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "cli/console.h"
+#include "cli/trap_parts.h"
+#include "errortrap/procedure.h"
 #include "server/archive.h"
 #include "server/source_setup.h"
 
@@ -212,49 +215,57 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
     return code == 0 ? exit_code::Done : exit_code::Refused;
   }
 
-  const auto report = [&environment](const std::string& line) { environment.Err << line << std::endl; };
-  try {
-    const server::SourcePlaces places =
-        server::Places_In(given.ProgramFolder, "history-quotes/" HQ_VERSION, environment.ProgramFolder);
-    if (sources->parsed()) {
-      SourceSetUp setup{places, report};
-      if (test->parsed()) return Test_Source(setup, given, environment.Out);
-      if (use->parsed()) {
-        Use_Sources(setup, given.List, environment.Out);
+  Console console(environment.Out, environment.Err, environment.TerminalWidth);
+  modFailSafe trap(&environment.Loop);
+  const TrapSession session(trap, Trap_Parts(environment, given.ProgramFolder, console));
+  constexpr ProcedureName here{"sources_command.cpp", "Function Sources_Command"};
+  const auto run = [&] {
+    const auto report = [&environment](const std::string& line) { environment.Err << line << std::endl; };
+    try {
+      const server::SourcePlaces places =
+          server::Places_In(given.ProgramFolder, "history-quotes/" HQ_VERSION, environment.ProgramFolder);
+      if (sources->parsed()) {
+        SourceSetUp setup{places, report};
+        if (test->parsed()) return Test_Source(setup, given, environment.Out);
+        if (use->parsed()) {
+          Use_Sources(setup, given.List, environment.Out);
+        } else {
+          List_Sources(setup, environment.Out);
+        }
+        return exit_code::Done;
+      }
+      std::error_code unknown;
+      if (!std::filesystem::exists(places.Archive, unknown)) {
+        environment.Err << "There is no archive yet: nothing was fetched." << std::endl;
+        return exit_code::SymbolsFailed;
+      }
+      const server::Day before = shrink->parsed() ? Read_Day(given.Before, "--before") : server::Day{};
+      bool is_trouble_told = false;
+      Archive quotes{places.Archive, [&](const std::string& line) {
+                       is_trouble_told = true;
+                       report(line);
+                     }};
+      if (check->parsed()) return Check_Archive(quotes, is_trouble_told, environment.Out);
+      if (write->parsed()) {
+        given.Symbol = exported_symbol;
+        return Export_Archive(quotes, given, environment);
+      }
+      if (shrink->parsed()) {
+        environment.Out << quotes.Shrink(before) << " bars deleted, " << quotes.File_Size()
+                        << " bytes left\n";
       } else {
-        List_Sources(setup, environment.Out);
+        List_Archive(quotes, listed_symbol, environment.Out);
       }
       return exit_code::Done;
+    } catch (const std::invalid_argument& error) {
+      environment.Err << error.what() << std::endl;
+      return exit_code::Refused;
     }
-    std::error_code unknown;
-    if (!std::filesystem::exists(places.Archive, unknown)) {
-      environment.Err << "There is no archive yet: nothing was fetched." << std::endl;
-      return exit_code::SymbolsFailed;
-    }
-    const server::Day before = shrink->parsed() ? Read_Day(given.Before, "--before") : server::Day{};
-    bool is_trouble_told = false;
-    Archive quotes{places.Archive, [&](const std::string& line) {
-                     is_trouble_told = true;
-                     report(line);
-                   }};
-    if (check->parsed()) return Check_Archive(quotes, is_trouble_told, environment.Out);
-    if (write->parsed()) {
-      given.Symbol = exported_symbol;
-      return Export_Archive(quotes, given, environment);
-    }
-    if (shrink->parsed()) {
-      environment.Out << quotes.Shrink(before) << " bars deleted, " << quotes.File_Size() << " bytes left\n";
-    } else {
-      List_Archive(quotes, listed_symbol, environment.Out);
-    }
-    return exit_code::Done;
-  } catch (const std::invalid_argument& error) {
-    environment.Err << error.what() << std::endl;
-    return exit_code::Refused;
-  } catch (const std::exception& error) {
-    environment.Err << error.what() << std::endl;
+  };
+  return With_Own_Handler(trap, here, run, [&](const RunTimeError& error) {
+    trap.fsERROR(here.Module, here.Procedure, error);
     return exit_code::SymbolsFailed;
-  }
+  });
 }
 
 }  // namespace hq

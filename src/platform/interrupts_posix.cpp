@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/interrupts.h"
+#include "platform/thread_name.h"
 
 namespace hq {
 
@@ -94,6 +95,7 @@ class InterruptWatch::Watcher {
   }
 
   void Watch() {
+    Name_This_Thread("interrupts");
     for (int wishes = 0;;) {
       char byte = 0;
       const ssize_t got = read(pipe_[0], &byte, 1);

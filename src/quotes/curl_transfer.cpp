@@ -17,6 +17,7 @@
 #include "base/freed_by.h"
 #include "base/run_time_error.h"
 #include "base/strings.h"
+#include "platform/thread_name.h"
 
 namespace hq {
 
@@ -232,7 +233,10 @@ CurlTransfer::Transfer::~Transfer() {
 void CurlTransfer::Transfer::Start() {
   wakeable_ = multi_.get();
   try {
-    thread_ = std::thread([this] { Run(); });
+    thread_ = std::thread([this] {
+      Name_This_Thread("transfer");
+      Run();
+    });
   } catch (const std::system_error& error) {
     Refuse(std::string("no thread for the transfer: ") + error.what());
   }

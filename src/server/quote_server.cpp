@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/sockets.h"
+#include "platform/thread_name.h"
 #include "server/quote_request.h"
 #include "server/quote_text.h"
 #include "server/server_pages.h"
@@ -176,6 +177,7 @@ class Threads final : public httplib::TaskQueue {
 
  private:
   void Work() {
+    Name_This_Thread("quote answers");
     std::unique_lock lock{mutex_};
     for (;;) {
       ++idle_;
@@ -322,6 +324,7 @@ class QuoteServer::Listener final : public httplib::Server {
     request_template_ = "http://" + Host_For_Clients(address) + ":" + std::to_string(bound) + quotes_path +
                         "?Interval=XXX&Symbol=SSS&Date=DDD";
     thread_ = std::thread{[this] {
+      Name_This_Thread("quote server");
       listen_after_bind();
       ended_ = true;
     }};

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -8,16 +7,28 @@
 #include <string>
 
 #include "base/latch.h"
+#include "errortrap/procedure.h"
+#include "errortrap/trap_session.h"
 #include "platform/interrupts.h"
+#include "platform/machine.h"
+#include "platform/mail.h"
 #include "platform/program.h"
 #include "server/quote_server.h"
 #include "server/source_setup.h"
 
 namespace {
 
-// Writes whole lines to the error stream from any thread.
-class ErrorLines {
+// Writes whole lines to the error stream from any thread. Errors are told there and nobody is asked.
+class ErrorLines final : public hq::ErrorDialog {
  public:
+  hq::ErrorAnswer Ask(const hq::ErrorQuestion& question) override {
+    const std::string& detail = question.Detail;
+    Write("quote-server: " + (detail.empty() ? question.Description : detail));
+    return {};
+  }
+  void Further_Error(std::int32_t /*error_count*/, const std::string& text) override { Write(text); }
+  void Show_Report(const std::string& path) override { Write("The complete report is in " + path); }
+
   void Write(const std::string& line) {
     const std::lock_guard lock{mutex_};
     std::cerr << line << std::endl;
@@ -37,10 +48,9 @@ struct Options {
   bool Verbose = false;
 };
 
-void Serve(const Options& options) {
+void Serve(const Options& options, ErrorLines& errors) {
   hq::Latch end_wanted;
   hq::InterruptWatch watch;
-  ErrorLines errors;
   const auto report = [&errors](const std::string& line) { errors.Write(line); };
 
   hq::server::SourcePlaces places;
@@ -92,14 +102,31 @@ int main(int argc, char** argv) {
     return app.exit(error) == 0 ? 0 : 2;
   }
 
-  try {
-    Serve(options);
-  } catch (const std::invalid_argument& error) {
-    std::cerr << "quote-server: " << error.what() << std::endl;
-    return 2;
-  } catch (const std::exception& error) {
-    std::cerr << "quote-server: " << error.what() << std::endl;
-    return 1;
-  }
-  return 0;
+  ErrorLines errors;
+  hq::SystemFiles files;
+  const hq::SystemClock clock;
+  hq::SystemMail mail;
+  hq::modFailSafe trap;
+  const hq::TrapSession session(trap, {files, clock, errors, mail,
+                                       hq::ApplicationFacts{.Title = "quote-server",
+                                                            .ExeName = "quote-server",
+                                                            .Version = HQ_VERSION,
+                                                            .Folder = hq::Program_Folder()},
+                                       hq::Look_At_Machine, true});
+  constexpr hq::ProcedureName here{"quote_server_main.cpp", "Sub Serve"};
+  return hq::With_Own_Handler(
+      trap, here,
+      [&] {
+        try {
+          Serve(options, errors);
+          return 0;
+        } catch (const std::invalid_argument& error) {
+          errors.Write(std::string("quote-server: ") + error.what());
+          return 2;
+        }
+      },
+      [&](const hq::RunTimeError& error) {
+        trap.fsERROR(here.Module, here.Procedure, error);
+        return 1;
+      });
 }

@@ -17,10 +17,12 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "base/strings.h"
 #include "errortrap/qt_message_boxes.h"
+#include "platform/thread_name.h"
 #include "server/source_status.h"
 #include "shell/form_looks.h"
 
@@ -445,7 +447,8 @@ void QuoteServerForm::Test() {
   cmdTest_->setEnabled(false);
   lblTrial_->setText(To_QString("Asking " + entry->Status.Title + " for " + symbol + " ..."));
   trial_ = std::make_unique<server::SourceSetUp>(Places_With_Typed_Keys());
-  tester_ = std::thread([this, name = entry->Status.Name, symbol] {
+  const auto test = [this, name = entry->Status.Name, symbol] {
+    Name_This_Thread("source test");
     server::SourceTrial trial;
     try {
       trial = trial_->Test(name, symbol);
@@ -455,7 +458,15 @@ void QuoteServerForm::Test() {
     }
     QMetaObject::invokeMethod(
         this, [this, name, trial] { Show_Trial(name, trial); }, Qt::QueuedConnection);
-  });
+  };
+  try {
+    tester_ = std::thread(test);
+  } catch (const std::system_error& error) {
+    server::SourceTrial trial;
+    trial.Failed_Hop = "program";
+    trial.Text = std::string("no thread for the test: ") + error.what();
+    Show_Trial(entry->Status.Name, trial);
+  }
 }
 
 void QuoteServerForm::Show_Trial(const std::string& name, const server::SourceTrial& trial) {

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "base/strings.h"
 #include "platform/clock.h"
@@ -310,6 +312,29 @@ TEST_F(CommandLineTest, AnInterruptEndsTheRunAtOnceAndLeavesNoFile) {
   EXPECT_EQ(Err.str(), "Interrupted.\n");
   EXPECT_THAT(Out.str(), testing::Not(HasSubstr("Finish")));
   EXPECT_THAT(Output.Files(), IsEmpty());
+}
+
+// Fails when it is asked for the first time.
+class LateClock final : public Clock {
+ public:
+  [[nodiscard]] Date Today() const override {
+    if (!std::exchange(asked_, true)) throw std::runtime_error("the clock stands still");
+    return std::chrono::year{2003} / 3 / 14;
+  }
+  [[nodiscard]] std::chrono::seconds Time_Of_Day() const override { return std::chrono::hours(10); }
+
+ private:
+  mutable bool asked_ = false;
+};
+
+TEST_F(CommandLineTest, AnErrorOutsideOfEveryProcedureIsToldAndLoggedByTheTrap) {
+  Program.Write("FSCLIENT.INI", "[log file]\nWrite To Disk=1\n");
+  const LateClock clock;
+  EXPECT_EQ(Command_Line({"MSFT", "--output", Output.Path(), "--template", "http://host/XXX/SSS?&Date=DDD"},
+                         {Out, Err, 0, Loop, clock, Disk, Mail, Program.Path()}),
+            1);
+  EXPECT_THAT(Err.str(), HasSubstr("the clock stands still"));
+  EXPECT_THAT(Program.Files().at("error.log"), HasSubstr("the clock stands still\r\n"));
 }
 
 }  // namespace
