@@ -21,7 +21,8 @@ class InterruptWatch {
   ~InterruptWatch();
 
   // From now on on_interrupt is called on a thread of the watch, once for each wish. A third wish that the
-  // program has not followed ends it at once.
+  // program has not followed ends it at once. Raises std::system_error when the system has refused the
+  // thread.
   void Ask(std::function<void()> on_interrupt);
 
  private:

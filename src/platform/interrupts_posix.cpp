@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
@@ -51,33 +52,37 @@ class InterruptWatch::Watcher {
     }
     // A full pipe holds more wishes than anybody needs.
     fcntl(pipe_[1], F_SETFL, O_NONBLOCK);
+    Catch(SIGPIPE, On_Closed_Pipe, pipe_action_before_);
     try {
       thread_ = std::thread([this] { Watch(); });
-    } catch (...) {
-      Close_Pipe();
-      throw;
+    } catch (const std::system_error& error) {
+      // Told by Ask. Until then a signal ends the program in the system's own way.
+      refusal_ = error;
+      return;
     }
     wishes_go_to = pipe_[1];
     for (std::size_t i = 0; i < WatchedSignals.size(); ++i) {
       Catch(WatchedSignals[i], On_Wish, actions_before_[i]);
     }
-    Catch(SIGPIPE, On_Closed_Pipe, pipe_action_before_);
   }
   Watcher(const Watcher&) = delete;
   Watcher& operator=(const Watcher&) = delete;
 
   ~Watcher() {
     sigaction(SIGPIPE, &pipe_action_before_, nullptr);
-    for (std::size_t i = 0; i < WatchedSignals.size(); ++i) {
-      sigaction(WatchedSignals[i], &actions_before_[i], nullptr);
+    if (thread_.joinable()) {
+      for (std::size_t i = 0; i < WatchedSignals.size(); ++i) {
+        sigaction(WatchedSignals[i], &actions_before_[i], nullptr);
+      }
+      wishes_go_to = -1;
+      Write_Byte(pipe_[1], 'e');
+      thread_.join();
     }
-    wishes_go_to = -1;
-    Write_Byte(pipe_[1], 'e');
-    thread_.join();
-    Close_Pipe();
+    for (const int end : pipe_) close(end);
   }
 
   void Ask(std::function<void()> on_interrupt) {
+    if (refusal_) throw std::system_error(refusal_->code(), "no thread to watch for interrupts");
     const std::lock_guard lock(mutex_);
     on_interrupt_ = std::move(on_interrupt);
   }
@@ -107,15 +112,12 @@ class InterruptWatch::Watcher {
     }
   }
 
-  void Close_Pipe() {
-    for (const int end : pipe_) close(end);
-  }
-
   std::array<int, 2> pipe_{};
   std::array<struct sigaction, WatchedSignals.size()> actions_before_{};
   struct sigaction pipe_action_before_ {};
   std::mutex mutex_;
   std::function<void()> on_interrupt_;
+  std::optional<std::system_error> refusal_;
   std::thread thread_;
 };
 

@@ -20,7 +20,6 @@
 int main(int argc, char** argv) {
   hq::Application application(argc, argv);
   hq::InterruptWatch watch;
-  application.Listen_To(watch);
   QApplication::setApplicationName("history-quotes");
   QApplication::setApplicationDisplayName("");
   QApplication::setApplicationVersion(HQ_VERSION);
@@ -73,6 +72,7 @@ int main(int argc, char** argv) {
   application.Serve(program);
   int code = EXIT_FAILURE;
   try {
+    application.Listen_To(watch);
     program.Use_Quotes(quotes.Start(boxes));
     std::string& note = program.Parts.FirstStartNote;
     note = quotes.First_Start_Note();

@@ -187,5 +187,27 @@ TEST(CommandLineProgram, AHangUpThatIsIgnoredStaysIgnored) {
   EXPECT_EQ(program.Wait(), 130);
 }
 
+TEST(CommandLineProgram, ARefusedThreadIsToldAndLogged) {
+  const TempFolder home;
+  home.Write("FSCLIENT.INI", "[Log File]\nWrite To Disk=1\n");
+  // For the user that the program runs as.
+  ASSERT_EQ(chmod(home.Path().c_str(), 0777), 0);
+  ASSERT_EQ(chmod((home / "FSCLIENT.INI").c_str(), 0666), 0);
+  ChildProgram program(Command({"MSFT", "--output", home.Path(), "--program-folder", home.Path(),
+                                "--template", "http://127.0.0.1:1/XXX/SSS?&Date=DDD"}),
+                       [] {
+                         // The check for leaks needs a thread of its own.
+                         setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+                         // The administrator may have any number of threads.
+                         constexpr uid_t nobody = 65534;
+                         if (geteuid() == 0 && (setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(99);
+                         const rlimit none{0, 0};
+                         setrlimit(RLIMIT_NPROC, &none);
+                       });
+  EXPECT_EQ(program.Wait(), 1) << program.Err();
+  EXPECT_THAT(program.Err(), HasSubstr("no thread to watch for interrupts"));
+  EXPECT_THAT(home.Files().at("error.log"), HasSubstr("no thread to watch for interrupts"));
+}
+
 }  // namespace
 }  // namespace hq
