@@ -57,26 +57,10 @@ void Cut_To(int file, std::uint64_t length, const std::string& path) {
   }
 }
 
-// Writes all bytes by put(bytes, number of bytes written before), which is write or pwrite. When that fails
-// the file loses what it has grown by.
-template <class Put>
-void Put_All(int file, std::string_view bytes, const std::string& path, Put&& put) {
-  const std::uint64_t size_before = Size_Of(file, path);
-  std::size_t written = 0;
-  while (written < bytes.size()) {
-    const ssize_t now = put(bytes.substr(written), written);
-    if (now > 0) {
-      written += static_cast<std::size_t>(now);
-      continue;
-    }
-    if (now < 0 && errno == EINTR) continue;
-    const RunTimeError failure =
-        now == 0 ? File_Error(std::make_error_code(std::errc::no_space_on_device), path) : Last_Error(path);
-    // What another process has added meanwhile is not cut off.
-    const std::uint64_t size_now = Size_Of(file, path);
-    if (size_now > size_before && size_now <= size_before + written) Cut_To(file, size_before, path);
-    throw RunTimeError(failure);
-  }
+// Why a write took no more bytes, from what it gave.
+RunTimeError Refused_Write(ssize_t result, const std::string& path) {
+  return result == 0 ? File_Error(std::make_error_code(std::errc::no_space_on_device), path)
+                     : Last_Error(path);
 }
 
 }  // namespace
@@ -127,19 +111,44 @@ LogFile::~LogFile() {
 }
 
 void LogFile::Append(std::string_view bytes) {
-  const int file = Number_Of(handle_);
   if (in_place_) return Write_At(Size(), bytes);
-  Put_All(file, bytes, path_,
-          [file](std::string_view rest, std::size_t) { return write(file, rest.data(), rest.size()); });
+  // The usual way asks the system once: a trace has thousands of records a second.
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t now = write(Number_Of(handle_), bytes.data() + written, bytes.size() - written);
+    if (now < 0 && errno == EINTR) continue;
+    if (now <= 0) {
+      const RunTimeError failure = Refused_Write(now, path_);
+      // What another process has added behind it meanwhile is not cut off.
+      const std::uint64_t size = Size();
+      if (written > 0 && size >= written && Read_At(size - written, written) == bytes.substr(0, written)) {
+        Cut_To(Number_Of(handle_), size - written, path_);
+      }
+      throw RunTimeError(failure);
+    }
+    written += static_cast<std::size_t>(now);
+  }
 }
 
 void LogFile::Write_At(std::uint64_t offset, std::string_view bytes) {
   if (!in_place_) throw RunTimeError(InvalidProcedureCall, path_ + ": not opened to be written in place");
-  if (offset > Size()) throw RunTimeError(InvalidProcedureCall, path_ + ": a write beyond its end");
+  const std::uint64_t size_before = Size();
+  if (offset > size_before) throw RunTimeError(InvalidProcedureCall, path_ + ": a write beyond its end");
   const int file = Number_Of(handle_);
-  Put_All(file, bytes, path_, [file, offset](std::string_view rest, std::size_t written) {
-    return pwrite(file, rest.data(), rest.size(), static_cast<off_t>(offset + written));
-  });
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t now =
+        pwrite(file, bytes.data() + written, bytes.size() - written, static_cast<off_t>(offset + written));
+    if (now < 0 && errno == EINTR) continue;
+    if (now <= 0) {
+      const RunTimeError failure = Refused_Write(now, path_);
+      // What another process has added meanwhile is not cut off.
+      const std::uint64_t size_now = Size();
+      if (size_now > size_before && size_now <= size_before + written) Cut_To(file, size_before, path_);
+      throw RunTimeError(failure);
+    }
+    written += static_cast<std::size_t>(now);
+  }
 }
 
 std::string LogFile::Read_At(std::uint64_t offset, std::size_t length) const {
