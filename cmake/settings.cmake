@@ -20,7 +20,7 @@ endif()
 if(WIN32)
   # Windows 10 and later. The names without a letter at the end stay the ANSI ones: texts are in the system's code page.
   target_compile_definitions(hq_settings INTERFACE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
-  # As much stack as elsewhere: the quote server's HTTP library needs some megabytes for a long list of ranges.
+  # As much stack as elsewhere.
   if(MINGW)
     # The compiler's run-time libraries go into each program, so that it is a file by itself.
     target_link_options(hq_settings INTERFACE -static -Wl,--stack,8388608)

@@ -196,6 +196,7 @@ class CommandLineRun {
 
   std::string Start_Server() {
     std::shared_ptr<server::QuoteSource> source;
+    server::ServerOptions serving;
     std::string note;
     try {
       // Called from the server's threads, so it goes through the loop to the one thread that writes.
@@ -209,12 +210,13 @@ class CommandLineRun {
           report};
       if (!options_.Source) note = setup.First_Start_Note();
       source = setup.Make(options_.Source);
+      serving.Hosts = setup.Settings().Hosts;
     } catch (const std::invalid_argument& error) {
       throw Refusal{(options_.Source ? "--source: " : "server.ini: ") + std::string(error.what())};
     }
     if (!source->Real_Quotes()) console_.Tell(source->Description());
     if (!note.empty()) console_.Tell(note);
-    server_ = std::make_unique<server::QuoteServer>(std::move(source));
+    server_ = std::make_unique<server::QuoteServer>(std::move(source), std::move(serving));
     return Default_Request_Template(server_->Start());
   }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -27,11 +28,19 @@ enum class SocketReadiness { Reading, Writing };
 
 // Nothing more is received.
 void Stop_Receiving(SocketNumber socket);
+// The other side reads to the end of what was sent.
+void Stop_Sending(SocketNumber socket);
 // Ends the connection in order, and the socket.
 void Close_Connection(SocketNumber socket);
 
 // Before the socket is bound: its port is its own, though one that an ended program had may be taken at once.
 void Take_Port_Alone(SocketNumber socket);
+
+// The numeric address that the socket is bound to, without port; empty when the system does not tell.
+[[nodiscard]] std::string Local_Address(SocketNumber socket);
+
+// The name that this computer has for others; "localhost" when it has none.
+[[nodiscard]] std::string Computer_Name();
 
 // Why the last call on a socket of this thread failed.
 [[nodiscard]] std::error_code Last_Socket_Error();

@@ -1,4 +1,6 @@
+#include <array>
 #include <cerrno>
+#include <netdb.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -43,6 +45,10 @@ void Stop_Receiving(SocketNumber socket) {
   shutdown(Number(socket), SHUT_RD);
 }
 
+void Stop_Sending(SocketNumber socket) {
+  shutdown(Number(socket), SHUT_WR);
+}
+
 void Close_Connection(SocketNumber socket) {
   shutdown(Number(socket), SHUT_RDWR);
   close(Number(socket));
@@ -51,6 +57,22 @@ void Close_Connection(SocketNumber socket) {
 void Take_Port_Alone(SocketNumber socket) {
   const int yes = 1;
   setsockopt(Number(socket), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+}
+
+std::string Local_Address(SocketNumber socket) {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  std::array<char, NI_MAXHOST> text{};
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  if (getsockname(Number(socket), generic, &size) != 0) return {};
+  if (getnameinfo(generic, size, text.data(), text.size(), nullptr, 0, NI_NUMERICHOST) != 0) return {};
+  return text.data();
+}
+
+std::string Computer_Name() {
+  std::array<char, 256> name{};
+  if (gethostname(name.data(), name.size() - 1) != 0 || name[0] == '\0') return "localhost";
+  return name.data();
 }
 
 std::error_code Last_Socket_Error() {

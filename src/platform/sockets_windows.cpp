@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <array>
 #include <winsock2.h>
+#include <ws2tcpip.h>
 
 #include "platform/sockets.h"
 
@@ -39,6 +41,10 @@ void Stop_Receiving(SocketNumber socket) {
   shutdown(Number(socket), SD_RECEIVE);
 }
 
+void Stop_Sending(SocketNumber socket) {
+  shutdown(Number(socket), SD_SEND);
+}
+
 void Close_Connection(SocketNumber socket) {
   shutdown(Number(socket), SD_BOTH);
   closesocket(Number(socket));
@@ -48,6 +54,24 @@ void Take_Port_Alone(SocketNumber socket) {
   const int yes = 1;
   setsockopt(Number(socket), SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&yes),
              sizeof yes);
+}
+
+std::string Local_Address(SocketNumber socket) {
+  sockaddr_storage address{};
+  int size = sizeof address;
+  std::array<char, NI_MAXHOST> text{};
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  if (getsockname(Number(socket), generic, &size) != 0) return {};
+  if (getnameinfo(generic, size, text.data(), static_cast<DWORD>(text.size()), nullptr, 0, NI_NUMERICHOST) !=
+      0)
+    return {};
+  return text.data();
+}
+
+std::string Computer_Name() {
+  std::array<char, 256> name{};
+  if (gethostname(name.data(), static_cast<int>(name.size()) - 1) != 0 || name[0] == '\0') return "localhost";
+  return name.data();
 }
 
 std::error_code Last_Socket_Error() {

@@ -1,11 +1,7 @@
 #include "server/quote_server.h"
 
-#include <algorithm>
-#include <array>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <httplib.h>
 #include <mutex>
@@ -18,6 +14,9 @@
 
 #include "platform/sockets.h"
 #include "platform/thread_name.h"
+#include "server/connection_stream.h"
+#include "server/connection_threads.h"
+#include "server/host_rule.h"
 #include "server/quote_request.h"
 #include "server/quote_text.h"
 #include "server/server_pages.h"
@@ -26,179 +25,22 @@ namespace hq::server {
 namespace {
 
 using namespace std::chrono_literals;
-using std::chrono::steady_clock;
 
 constexpr const char* quotes_path = "/quotes";
 constexpr const char* search_path = "/home/misc/symbol_search.asp";
 
-// A whole request with its headers. The longest sensible one has a few hundred bytes; browsers add cookies of
-// other servers.
-constexpr std::size_t longest_request = 16384;
 constexpr int requests_a_connection = 100;
 constexpr std::size_t most_requests_shown = 30;
-// Many, because a thread also waits for the services that a source asks, and for clients that send half a
-// request.
-constexpr std::size_t most_threads = 64;
 constexpr auto idle_limit = 2s;
 constexpr auto read_limit = 5s;
-constexpr auto write_limit = 30s;
-// How long a client that has stopped reading can hold up the end of the server.
-constexpr auto write_limit_at_end = 200ms;
+// How long a client that is told "busy" may take to send its request.
+constexpr auto busy_limit = 200ms;
 
-// How long to wait at once where a wait does not end when the receiving side is shut.
-constexpr auto longest_deaf_wait = 100ms;
+constexpr std::string_view busy_text = "The server is busy. Try again soon.\n";
 
 SocketNumber Number(socket_t socket) {
   return static_cast<SocketNumber>(socket);
 }
-
-// The buffered bytes of one connection, with the limits on the request now being read and the answer being
-// written.
-class ConnectionStream final : public httplib::Stream {
- public:
-  ConnectionStream(socket_t socket, const std::atomic<bool>& stopping)
-      : socket_(socket), stopping_(stopping) {}
-
-  // Waits for the first byte of a request; false when none comes, or the server stops.
-  bool Begin_Request() {
-    room_ = longest_request;
-    read_end_ = steady_clock::now() + idle_limit;
-    if (stopping_ || (next_ == filled_ && !Fill())) return false;
-    read_end_ = steady_clock::now() + read_limit;
-    write_end_.reset();
-    return true;
-  }
-
-  // Whether a request could not be read to its end, so that what follows on the connection is no new request.
-  [[nodiscard]] bool Is_Cut_Off() const { return cut_off_; }
-
-  bool is_readable() const override {
-    return next_ < filled_ || Wait_For_Socket(Number(socket_), SocketReadiness::Reading, 0);
-  }
-  bool is_writable() const override { return Wait_For_Socket(Number(socket_), SocketReadiness::Writing, 0); }
-
-  ssize_t read(char* to, std::size_t size) override {
-    const bool has_bytes = next_ < filled_ || Fill();
-    const std::size_t count = has_bytes ? std::min({size, filled_ - next_, room_}) : 0;
-    if (count == 0) {
-      cut_off_ = true;
-      return -1;
-    }
-    std::copy_n(buffer_.data() + next_, count, to);
-    next_ += count;
-    room_ -= count;
-    return static_cast<ssize_t>(count);
-  }
-
-  ssize_t write(const char* from, std::size_t size) override {
-    if (!Wait_Writable()) return -1;
-    return Send(Number(socket_), {from, size});
-  }
-
-  // Clients are of no interest here, and the library only copies their addresses into headers.
-  void get_remote_ip_and_port(std::string& ip, int& port) const override { ip.clear(), port = 0; }
-  void get_local_ip_and_port(std::string& ip, int& port) const override { ip.clear(), port = 0; }
-  socket_t socket() const override { return socket_; }
-
- private:
-  static int Milliseconds_Until(steady_clock::time_point end) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - steady_clock::now());
-    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
-  }
-
-  bool Fill() {
-    if (!Wait_Readable()) return false;
-    const auto count = Receive(Number(socket_), buffer_.data(), buffer_size);
-    if (count <= 0) return false;
-    next_ = 0;
-    filled_ = static_cast<std::size_t>(count);
-    return true;
-  }
-
-  // The end of the server shuts the socket's reading side, which ends this wait where it can.
-  bool Wait_Readable() const {
-    for (;;) {
-      const int left = Milliseconds_Until(read_end_);
-      const int at_once =
-          Stop_Ends_Wait() ? left : std::min(left, static_cast<int>(longest_deaf_wait.count()));
-      if (Wait_For_Socket(Number(socket_), SocketReadiness::Reading, at_once)) return true;
-      if (left == 0 || stopping_) return false;
-    }
-  }
-
-  bool Wait_Writable() {
-    if (!write_end_) write_end_ = steady_clock::now() + write_limit;
-    for (;;) {
-      if (stopping_) write_end_ = std::min(*write_end_, steady_clock::now() + write_limit_at_end);
-      const int left = Milliseconds_Until(*write_end_);
-      if (Wait_For_Socket(Number(socket_), SocketReadiness::Writing, std::min(left, 100))) return true;
-      if (left == 0) return false;
-    }
-  }
-
-  socket_t socket_;
-  const std::atomic<bool>& stopping_;
-  static constexpr int buffer_size = 4096;
-  std::array<char, buffer_size> buffer_{};
-  std::size_t next_ = 0;
-  std::size_t filled_ = 0;
-  std::size_t room_ = longest_request;
-  bool cut_off_ = false;
-  steady_clock::time_point read_end_;
-  std::optional<steady_clock::time_point> write_end_;
-};
-
-// Runs each connection on a thread of its own, as long as there are not too many; idle threads are used first
-// and stay until the end.
-class Threads final : public httplib::TaskQueue {
- public:
-  void enqueue(std::function<void()> task) override {
-    const std::lock_guard lock{mutex_};
-    tasks_.push_back(std::move(task));
-    if (idle_ < tasks_.size() && threads_.size() < most_threads) {
-      try {
-        threads_.emplace_back([this] { Work(); });
-      } catch (const std::system_error&) {
-        // The system has no more threads; those that are there take the task in their turn.
-        if (threads_.empty()) throw;
-      }
-    }
-    changed_.notify_one();
-  }
-
-  void shutdown() override {
-    {
-      const std::lock_guard lock{mutex_};
-      ending_ = true;
-    }
-    changed_.notify_all();
-    for (std::thread& thread : threads_) thread.join();
-  }
-
- private:
-  void Work() {
-    Name_This_Thread("quote answers");
-    std::unique_lock lock{mutex_};
-    for (;;) {
-      ++idle_;
-      changed_.wait(lock, [this] { return !tasks_.empty() || ending_; });
-      --idle_;
-      if (tasks_.empty()) return;
-      const std::function<void()> task = std::move(tasks_.front());
-      tasks_.pop_front();
-      lock.unlock();
-      task();
-      lock.lock();
-    }
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<std::function<void()>> tasks_;
-  std::vector<std::thread> threads_;
-  std::size_t idle_ = 0;
-  bool ending_ = false;
-};
 
 void Set_Text(httplib::Response& response, int status, std::string_view text) {
   response.status = status;
@@ -262,11 +104,28 @@ std::string Request_Line(const httplib::Request& request, const httplib::Respons
   return line;
 }
 
-// How clients reach a server that listens at `address`.
-std::string Host_For_Clients(const std::string& address) {
-  if (address == "0.0.0.0" || address.empty()) return "127.0.0.1";
-  if (address == "::") return "[::1]";
-  return address.find(':') != std::string::npos ? std::string{"["}.append(address).append("]") : address;
+// How clients reach a server that was told to listen at `address` and does so at `bound`, a numeric address.
+std::string Host_For_Clients(const std::string& address, const std::string& bound) {
+  if (bound == "0.0.0.0" || bound == "::") return Computer_Name();
+  const std::string& host = address.empty() ? bound : address;
+  if (host.find(':') == std::string::npos) return host;
+  std::string bracketed = "[";
+  // The name of a network is behind a percent sign, which addresses of pages can't hold as it is.
+  for (const char c : host) bracketed += c == '%' ? std::string{"%25"} : std::string{c};
+  return bracketed + "]";
+}
+
+// Why a request is answered by nothing but a status and a line.
+struct Refusal {
+  int Status;
+  std::string Text;
+};
+
+// A page of another site can send requests to this computer from its reader's browser, which then says so.
+bool Is_Of_Another_Site(const httplib::Request& request) {
+  const auto [begin, end] = request.headers.equal_range("Sec-Fetch-Site");
+  return std::any_of(begin, end,
+                     [](const auto& line) { return line.second != "none" && line.second != "same-origin"; });
 }
 
 [[noreturn]] void Raise_Place_Taken(const std::string& address, int port, std::error_code reason) {
@@ -282,16 +141,31 @@ std::string Host_For_Clients(const std::string& address) {
 // length and time from its first byte to its last.
 class QuoteServer::Listener final : public httplib::Server {
  public:
-  Listener(const std::shared_ptr<QuoteSource>& source, const RequestLog& request_log) : source_(source) {
-    new_task_queue = [] { return new Threads; };
-    set_payload_max_length(longest_request);
+  Listener(const std::shared_ptr<QuoteSource>& source, const ServerOptions& options)
+      : source_(source), hosts_(options.Hosts), start_thread_(options.Start_Thread) {
+    new_task_queue = [this] { return new ConnectionThreads{start_thread_}; };
     // Head and body of an answer are written one after the other; the second must not wait for the client to
     // confirm the first.
     set_tcp_nodelay(true);
-    // The library would let several processes share one port, and a request would reach any of them.
-    set_socket_options([](socket_t socket) { Take_Port_Alone(Number(socket)); });
-    set_default_headers({{"Cache-Control", "no-store"}, {"X-Content-Type-Options", "nosniff"}});
+    set_socket_options([this](socket_t socket) {
+      listening_ = socket;
+      // The library would let several processes share one port, and a request would reach any of them.
+      Take_Port_Alone(Number(socket));
+    });
+    // Answers are for who asked, and never sent in part.
+    set_default_headers({{"Cache-Control", "no-store"},
+                         {"X-Content-Type-Options", "nosniff"},
+                         {"Cross-Origin-Resource-Policy", "same-origin"},
+                         {"Accept-Ranges", "none"}});
 
+    set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
+      const auto refusal = Refused(request);
+      if (!refusal) return HandlerResponse::Unhandled;
+      Set_Text(response, refusal->Status, refusal->Text);
+      if (refusal->Status == 405) response.set_header("Allow", "GET, HEAD");
+      Remember(request, response, refusal->Text);
+      return HandlerResponse::Handled;
+    });
     Get(quotes_path, [this, source](const httplib::Request& request, httplib::Response& response) {
       Remember(request, response, Answer_Quotes(*source, request, response));
     });
@@ -302,16 +176,19 @@ class QuoteServer::Listener final : public httplib::Server {
       Set_Page(response, Home_Page(*source, request_template_, search_path, Last_Requests()));
     });
     set_error_handler([](const httplib::Request&, httplib::Response& response) {
-      if (response.body.empty()) Set_Text(response, response.status, "There is nothing here.");
+      if (!response.body.empty()) return;
+      Set_Text(response, response.status,
+               response.status == 404 ? "There is nothing here." : "The request can't be understood.");
     });
     set_exception_handler(
         [](const httplib::Request&, httplib::Response& response, const std::exception_ptr&) {
           Set_Text(response, 500, "The server can't answer now.");
         });
-    if (request_log) {
-      set_logger([request_log](const httplib::Request& request, const httplib::Response& response) {
-        request_log(Request_Line(request, response));
-      });
+    if (options.Log) {
+      set_logger(
+          [request_log = options.Log](const httplib::Request& request, const httplib::Response& response) {
+            request_log(Request_Line(request, response));
+          });
     }
   }
 
@@ -321,13 +198,17 @@ class QuoteServer::Listener final : public httplib::Server {
     Forget_Last_Socket_Error();
     const int bound = port == 0 ? bind_to_any_port(address) : (bind_to_port(address, port) ? port : -1);
     if (bound < 0) Raise_Place_Taken(address, port, Last_Socket_Error());
-    request_template_ = "http://" + Host_For_Clients(address) + ":" + std::to_string(bound) + quotes_path +
-                        "?Interval=XXX&Symbol=SSS&Date=DDD";
-    thread_ = std::thread{[this] {
-      Name_This_Thread("quote server");
-      listen_after_bind();
-      ended_ = true;
-    }};
+    bound_address_ = Local_Address(Number(listening_));
+    request_template_ = "http://" + Host_For_Clients(address, bound_address_) + ":" + std::to_string(bound) +
+                        quotes_path + "?Interval=XXX&Symbol=SSS&Date=DDD";
+    is_loopback_ = Is_Loopback_Address(bound_address_);
+    if (!address.empty()) hosts_.push_back(address);
+    try {
+      thread_ = start_thread_([this] { Listen(); });
+    } catch (const std::system_error& error) {
+      Close_Connection(Number(listening_));
+      throw std::system_error(error.code(), "no thread for the quote server");
+    }
     // The library ignores a stop that comes before its loop runs.
     while (!is_running() && !ended_) std::this_thread::sleep_for(1ms);
     return bound;
@@ -348,7 +229,44 @@ class QuoteServer::Listener final : public httplib::Server {
 
   [[nodiscard]] const std::string& Request_Template() const { return request_template_; }
 
+  [[nodiscard]] std::string Reach_Note() const {
+    if (is_loopback_) return {};
+    const auto base = request_template_.substr(0, request_template_.find(quotes_path)) + "/";
+    return "Not only this computer is served: whoever can reach " + base + " (listening at " +
+           bound_address_ +
+           ") gets quotes at the cost of your quotas, and sees the pages of the server. The licences of data "
+           "services may forbid to hand their quotes on.";
+  }
+
  private:
+  void Listen() {
+    accepting_ = std::this_thread::get_id();
+    Name_This_Thread("quote server");
+    try {
+      listen_after_bind();
+    } catch (const std::exception&) {
+      // No memory for the first step; the server is one that has ended.
+    }
+    ended_ = true;
+  }
+
+  [[nodiscard]] std::optional<Refusal> Refused(const httplib::Request& request) const {
+    if (request.method != "GET" && request.method != "HEAD")
+      return Refusal{405, "Only GET and HEAD are understood."};
+    const auto named = request.get_header_value_count("Host");
+    if (named > 1 || (named == 0 && request.version != "HTTP/1.0"))
+      return Refusal{400, "A request has one line that names its host."};
+    // Without a name it was not sent by a browser, so no page is behind it.
+    if (is_loopback_ && named == 1 && !Is_Host_Answered(request.get_header_value("Host"), hosts_)) {
+      return Refusal{403,
+                     "This host is none of this computer's own names. Hosts= in the section [Server] of "
+                     "server.ini lists further ones."};
+    }
+    if (request.path == quotes_path && Is_Of_Another_Site(request))
+      return Refusal{403, "Pages of other sites get no quotes."};
+    return std::nullopt;
+  }
+
   static void Set_Page(httplib::Response& response, const std::string& page) {
     response.set_header("Content-Security-Policy",
                         "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'; base-uri 'none'");
@@ -371,16 +289,15 @@ class QuoteServer::Listener final : public httplib::Server {
   }
 
   bool process_and_close_socket(socket_t socket) override {
-    {
-      const std::lock_guard lock{mutex_};
-      connections_.insert(socket);
-      if (stopping_) Stop_Receiving(Number(socket));
-    }
-    ConnectionStream stream{socket, stopping_};
-    for (int left = requests_a_connection; left > 0 && stream.Begin_Request(); --left) {
-      bool closed = false;
-      if (!process_request(stream, left == 1 || stopping_, closed, nullptr) || closed || stream.Is_Cut_Off())
-        break;
+    try {
+      // There was no other thread to do it, and this one has the next connections to take.
+      if (std::this_thread::get_id() == accepting_) {
+        Answer_Busy(socket);
+      } else {
+        Answer_Requests(socket);
+      }
+    } catch (const std::exception&) {
+      // Out of memory. The client sees the connection end.
     }
     {
       const std::lock_guard lock{mutex_};
@@ -390,9 +307,44 @@ class QuoteServer::Listener final : public httplib::Server {
     return true;
   }
 
+  void Answer_Requests(socket_t socket) {
+    {
+      const std::lock_guard lock{mutex_};
+      connections_.insert(socket);
+      if (stopping_) Stop_Receiving(Number(socket));
+    }
+    ConnectionStream stream{socket, stopping_};
+    for (int left = requests_a_connection; left > 0 && stream.Begin_Request(idle_limit, read_limit); --left) {
+      const bool is_last = left == 1 || stopping_ || stream.Is_Last_Request();
+      bool closed = false;
+      const bool written = process_request(stream, is_last, closed, nullptr);
+      if (written && stream.Is_Last_Request()) stream.Finish();
+      if (!written || closed || is_last) break;
+    }
+  }
+
+  void Answer_Busy(socket_t socket) {
+    ConnectionStream stream{socket, stopping_};
+    if (!stream.Begin_Request(busy_limit, busy_limit)) return;
+    const std::string answer =
+        "HTTP/1.1 503 Service Unavailable\r\nContent-Type: text/plain; charset=utf-8\r\n"
+        "Retry-After: 1\r\nCache-Control: no-store\r\nConnection: close\r\n"
+        "Content-Length: " +
+        std::to_string(busy_text.size()) + "\r\n\r\n";
+    if (stream.write(answer + std::string{busy_text}) > 0) stream.Finish();
+  }
+
   const std::shared_ptr<QuoteSource> source_;
+  // Those that are answered beside the loopback names, with the address to listen at.
+  std::vector<std::string> hosts_;
+  const ThreadStart start_thread_;
+  socket_t listening_ = INVALID_SOCKET;
+  std::string bound_address_;
+  bool is_loopback_ = true;
   std::string request_template_;
   std::thread thread_;
+  // That of thread_, as it itself knows it.
+  std::thread::id accepting_;
   std::atomic<bool> ended_ = false;
   std::atomic<bool> stopping_ = false;
   std::mutex mutex_;
@@ -400,15 +352,15 @@ class QuoteServer::Listener final : public httplib::Server {
   std::deque<ServedRequest> last_requests_;
 };
 
-QuoteServer::QuoteServer(std::shared_ptr<QuoteSource> source, RequestLog request_log)
-    : source_(std::move(source)), request_log_(std::move(request_log)) {}
+QuoteServer::QuoteServer(std::shared_ptr<QuoteSource> source, ServerOptions options)
+    : source_(std::move(source)), options_(std::move(options)) {}
 
 QuoteServer::~QuoteServer() = default;
 
 int QuoteServer::Start(const std::string& address, int port) {
   if (listener_) throw std::logic_error("the quote server runs already");
   if (port < 0 || port > 65535) throw std::invalid_argument("a port is a number from 0 to 65535");
-  auto listener = std::make_unique<Listener>(source_, request_log_);
+  auto listener = std::make_unique<Listener>(source_, options_);
   const int bound = listener->Start(address, port);
   listener_ = std::move(listener);
   return bound;
@@ -420,6 +372,10 @@ void QuoteServer::Stop() {
 
 std::string QuoteServer::Request_Template() const {
   return listener_ ? listener_->Request_Template() : std::string{};
+}
+
+std::string QuoteServer::Reach_Note() const {
+  return listener_ ? listener_->Reach_Note() : std::string{};
 }
 
 std::string QuoteServer::Symbol_Search_Address() const {

@@ -1,10 +1,13 @@
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
+#include <utility>
 
 #include "base/latch.h"
 #include "errortrap/procedure.h"
@@ -44,9 +47,22 @@ struct Options {
   std::filesystem::path Archive;
   std::filesystem::path Settings;
   std::string Address = "127.0.0.1";
-  int Port = 0;
+  std::string Port = "0";
   bool Verbose = false;
 };
+
+// Digits only: the library for options would take "010" for 8.
+std::optional<int> Port_Number(const std::string& text) {
+  int port = 0;
+  const char* const end = text.data() + text.size();
+  const auto [read_end, failure] = std::from_chars(text.data(), end, port);
+  if (failure != std::errc{} || read_end != end || port < 0 || port > 65535) return std::nullopt;
+  return port;
+}
+
+std::string Port_Fault(const std::string& text) {
+  return Port_Number(text) ? std::string{} : text + " is no number from 0 to 65535";
+}
 
 void Serve(const Options& options, ErrorLines& errors) {
   hq::Latch end_wanted;
@@ -60,9 +76,13 @@ void Serve(const Options& options, ErrorLines& errors) {
   places.Program = "history-quotes/" HQ_VERSION;
   const hq::server::SourceSetUp setup{std::move(places), report};
   const std::shared_ptr<hq::server::QuoteSource> source = setup.Make(options.Source);
-  hq::server::QuoteServer server{source, options.Verbose ? report : hq::server::QuoteServer::RequestLog{}};
-  server.Start(options.Address, options.Port);
+  hq::server::ServerOptions serving;
+  serving.Hosts = setup.Settings().Hosts;
+  if (options.Verbose) serving.Log = report;
+  hq::server::QuoteServer server{source, std::move(serving)};
+  server.Start(options.Address, Port_Number(options.Port).value_or(0));
   watch.Ask([&end_wanted] { end_wanted.Count_Down(); });
+  if (const std::string note = server.Reach_Note(); !note.empty()) report(note);
   std::cout << "Request template: " << server.Request_Template() << '\n'
             << "Symbol search: " << server.Symbol_Search_Address() << '\n'
             << "Source: " << source->Description() << '\n'
@@ -82,7 +102,7 @@ int main(int argc, char** argv) {
   CLI::App app{"Answers requests for historical stock quotes over HTTP.", "quote-server"};
   app.set_version_flag("--version", "quote-server " HQ_VERSION);
   app.add_option("--port", options.Port, "Port to listen on; 0 takes a free one")
-      ->check(CLI::Range(0, 65535))
+      ->check(Port_Fault)
       ->capture_default_str();
   app.add_option(
       "--source", options.Source,
@@ -92,8 +112,9 @@ int main(int argc, char** argv) {
   app.add_option("--sources", options.Profiles, "Folder of the source profiles; sources beside the program");
   app.add_option("--archive", options.Archive, "File of the quotes fetched; quotes.db beside the program");
   app.add_option("--settings", options.Settings,
-                 "File with the sections [Quotes] and [Keys]; server.ini beside the program");
-  app.add_option("--address", options.Address, "Address to listen on; the default lets only this computer in")
+                 "File with the sections [Quotes], [Keys] and [Server]; server.ini beside the program");
+  app.add_option("--address", options.Address,
+                 "Address to listen on; the default lets only this computer in, 0.0.0.0 is all addresses")
       ->capture_default_str();
   app.add_flag("--verbose", options.Verbose, "Write a line for each request to the error stream");
   try {

@@ -14,6 +14,7 @@
 #include "base/strings.h"
 #include "platform/paths.h"
 #include "server/archive.h"
+#include "server/host_rule.h"
 #include "server/live_source.h"
 
 namespace hq::server {
@@ -73,6 +74,7 @@ SourceSettings Read_Source_Settings(std::string_view settings_text) {
     if (adjusted == word) settings.Adjusted = adjustment;
   }
   settings.Keys = Read_Keys(settings_text);
+  settings.Hosts = Hosts_Of_List(profile.Get("Server", "Hosts"));
   return settings;
 }
 

@@ -29,11 +29,13 @@ struct SourceSettings {
   Adjustment Adjusted = Adjustment::Splits;
   // [Keys], by their names as written.
   std::map<std::string, std::string> Keys;
+  // [Server] Hosts: those that a server on a loopback address answers beside the loopback names.
+  std::vector<std::string> Hosts;
 
   friend bool operator==(const SourceSettings&, const SourceSettings&) = default;
 };
 
-// Reads the two sections; of what is not understood the defaults hold.
+// Reads the sections; of what is not understood the defaults hold.
 [[nodiscard]] SourceSettings Read_Source_Settings(std::string_view settings_text);
 
 // `settings_text` with the settings in place of what it says of them; everything else stays as it is, remarks

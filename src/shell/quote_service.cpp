@@ -121,7 +121,9 @@ QuotePlace QuoteService::Serve(std::shared_ptr<server::QuoteSource> source) {
     source_ = nullptr;
     return place;
   }
-  auto server = std::make_unique<server::QuoteServer>(source);
+  server::ServerOptions serving;
+  serving.Hosts = sources_.Settings().Hosts;
+  auto server = std::make_unique<server::QuoteServer>(source, std::move(serving));
   const int port = server->Start();
   if (search_address_.empty()) place.SymbolSearchAddress = server->Symbol_Search_Address();
   if (!elsewhere) {

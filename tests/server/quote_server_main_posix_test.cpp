@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "built_places.h"
+#include "platform/sockets.h"
 #include "server/server_test_support.h"
 #include "support/socket_server.h"
 
@@ -147,14 +148,43 @@ TEST(quote_server, SaysThatThePortIsTaken) {
 }
 
 TEST(quote_server, RefusesBadOptions) {
-  const std::vector<std::vector<std::string>> bad = {
-      {"--port", "65536"}, {"--port", "x"}, {"--source", "live"}, {"--source", "csv:/no/such/folder"},
-      {"--unknown"},       {"extra"}};
+  const std::vector<std::vector<std::string>> bad = {{"--port", "65536"},
+                                                     {"--port", "x"},
+                                                     {"--port", "0x50"},
+                                                     {"--port", "-1"},
+                                                     {"--port", "80 "},
+                                                     {"--source", "live"},
+                                                     {"--source", "csv:/no/such/folder"},
+                                                     {"--unknown"},
+                                                     {"extra"}};
   for (const auto& arguments : bad) {
     Program program{arguments};
     EXPECT_THAT(program.Errors(), Not(IsEmpty()));
     EXPECT_EQ(program.Exit_Code(), 2) << arguments[0];
   }
+}
+
+TEST(quote_server, SaysWhatAnAddressBeyondLoopbackOpens) {
+  Program program{{"--address", "0.0.0.0"}};
+  EXPECT_THAT(program.Read_Line(), HasSubstr("Request template: http://" + Computer_Name() + ":"));
+  program.Signal(SIGTERM);
+  EXPECT_EQ(program.Exit_Code(), 0);
+  const std::string errors = program.Errors();
+  EXPECT_THAT(errors, HasSubstr("http://" + Computer_Name() + ":"));
+  EXPECT_THAT(errors, HasSubstr("The licences of data services may forbid to hand their quotes on."));
+}
+
+TEST(quote_server, AnswersTheHostsOfItsSettings) {
+  const TemporaryFolder folder;
+  const auto settings = folder.Write("server.ini", "[Server]\nHosts=other.lan, quotes.lan\n");
+  const Program program{{"--settings", settings.string()}};
+  httplib::Client client{"127.0.0.1", Port_In(program.Read_Line())};
+  const auto status = [&client](const char* host) {
+    const auto answer = client.Get("/", {{"Host", host}});
+    return answer ? answer->status : 0;
+  };
+  EXPECT_EQ(status("quotes.lan"), 200);
+  EXPECT_EQ(status("example.com"), 403);
 }
 
 TEST(quote_server, TellsItsVersionAndOptions) {
