@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "base/freed_by.h"
+#include "base/memory_left.h"
 #include "base/run_time_error.h"
 #include "base/strings.h"
 #include "platform/thread_name.h"
@@ -101,7 +102,11 @@ std::string Hosts_Without_Proxy() {
   return std::string("localhost,127.0.0.0/8,::1,") + others;
 }
 
-std::string Plain_Words(CURLcode code) {
+constexpr const char* NotHttp = "The server's answer is not HTTP";
+constexpr const char* UnusableRedirect = "The server redirects to an address that can't be used";
+constexpr const char* HeaderTooLarge = "The answer's header is too large";
+
+const char* Plain_Words(CURLcode code) {
   switch (code) {
     case CURLE_COULDNT_RESOLVE_HOST:
       return "The server's name was not found";
@@ -132,9 +137,13 @@ std::string Plain_Words(CURLcode code) {
       return "The server redirects in a circle or too often";
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_URL_MALFORMAT:
-      return "The server redirects to an address that can't be used";
+      return UnusableRedirect;
     case CURLE_WEIRD_SERVER_REPLY:
-      return "The server's answer is not HTTP";
+      return NotHttp;
+#if LIBCURL_VERSION_NUM >= 0x080600
+    case CURLE_TOO_LARGE:
+      return HeaderTooLarge;
+#endif
     case CURLE_OUT_OF_MEMORY:
       return "Not enough memory for the answer";
     default:
@@ -174,6 +183,7 @@ class CurlTransfer::Transfer {
   void Run();
   std::optional<CURLcode> Perform();
   void Disconnect();
+  const char* Words_For(CURLcode code) const;
   std::string Failure(CURLcode code) const;
   void Report(int state);
 
@@ -198,6 +208,8 @@ class CurlTransfer::Transfer {
   std::atomic<bool> stopped_ = false;
 
   int reported_ = 0;
+  // Whether a request was sent and the header of its answer has not come to its end.
+  bool awaits_header_ = false;
   size_t header_size_ = 0;
   std::string body_;
   std::string reason_;
@@ -344,13 +356,23 @@ void CurlTransfer::Transfer::Disconnect() {
   if (connected) Report(Disconnected);
 }
 
+// curl has one code for several causes.
+const char* CurlTransfer::Transfer::Words_For(CURLcode code) const {
+  // A redirect is the end of a whole header.
+  if (code == CURLE_UNSUPPORTED_PROTOCOL && awaits_header_) return NotHttp;
+  // A line has a limit of its own.
+  if (code == CURLE_OUT_OF_MEMORY && awaits_header_ && Memory_Left_For(Header_Limit)) return HeaderTooLarge;
+  return Plain_Words(code);
+}
+
 std::string CurlTransfer::Transfer::Failure(CURLcode code) const {
   std::string text;
   if (own_failure_ != nullptr) {
     text = own_failure_;
   } else {
     const char* const detail = error_text_[0] != '\0' ? error_text_.data() : curl_easy_strerror(code);
-    text = Plain_Words(code) + " (" + detail + ")";
+    text = Words_For(code);
+    if (text != HeaderTooLarge) text.append(" (").append(detail).append(")");
   }
   return query_.size() < 2 ? text : Replace_All(text, query_, "");
 }
@@ -381,6 +403,7 @@ int CurlTransfer::Transfer::Socket_Made(void* self, curl_socket_t, curlsocktype)
 int CurlTransfer::Transfer::Request_Begins(void* self, char*, char*, int, int) {
   static_cast<Transfer*>(self)->Report(Connected);
   static_cast<Transfer*>(self)->Report(Requesting);
+  static_cast<Transfer*>(self)->awaits_header_ = true;
   return CURL_PREREQFUNC_OK;
 }
 
@@ -394,15 +417,21 @@ int CurlTransfer::Transfer::Traffic(CURL*, curl_infotype kind, char*, size_t, vo
   return 0;
 }
 
-size_t CurlTransfer::Transfer::Header_Line(char*, size_t item, size_t count, void* self) {
+size_t CurlTransfer::Transfer::Header_Line(char* bytes, size_t item, size_t count, void* self) {
   auto* const transfer = static_cast<Transfer*>(self);
   const size_t size = item * count;
   transfer->header_size_ += size;
   if (transfer->header_size_ > Header_Limit) {
-    transfer->own_failure_ = "The answer's header is too large";
+    transfer->own_failure_ = HeaderTooLarge;
     return 0;
   }
   if (transfer->reported_ >= ReceivingResponse) transfer->Report(ResponseReceived);
+  if (Trim_White({bytes, size}).empty()) {
+    // An interim answer is followed by another header.
+    long status = 0;
+    curl_easy_getinfo(transfer->easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    transfer->awaits_header_ = status < 200;
+  }
   return size;
 }
 

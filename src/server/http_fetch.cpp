@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "base/freed_by.h"
+#include "base/memory_left.h"
 #include "base/strings.h"
 
 namespace hq::server {
@@ -70,6 +71,7 @@ struct Exchange {
   std::size_t Body_Limit = 0;
   HttpReply Reply;
   std::size_t Header_Size = 0;
+  bool Header_Ended = false;
   bool Too_Large = false;
   bool Out_Of_Memory = false;
   std::array<char, CURL_ERROR_SIZE> Error_Text{};
@@ -85,6 +87,7 @@ std::size_t Take_Header(char* bytes, std::size_t item, std::size_t count, void* 
   }
   try {
     const std::string_view line{bytes, size};
+    exchange->Header_Ended = Trim_White(line).empty();
     // Also after an interim answer, whose lines don't count.
     if (line.starts_with("HTTP/")) exchange->Reply.Headers.clear();
     const auto colon = line.find(':');
@@ -121,8 +124,20 @@ bool Begins_With_Host(std::string_view text, std::string_view host) {
          Equal_Without_Case(text.substr(0, host.size()), host);
 }
 
+// A header line has a limit of its own, which curl reports as a lack of memory.
+bool Is_Header_Too_Large(CURLcode code, const Exchange& exchange, CURL* easy) {
+#if LIBCURL_VERSION_NUM >= 0x080600
+  if (code == CURLE_TOO_LARGE) return true;
+#endif
+  long sent = 0;
+  curl_easy_getinfo(easy, CURLINFO_REQUEST_SIZE, &sent);
+  return code == CURLE_OUT_OF_MEMORY && sent > 0 && !exchange.Header_Ended && Memory_Left_For(header_limit);
+}
+
 FetchFailure Failure_Of(CURLcode code, const Exchange& exchange, CURL* easy, const std::string& host) {
-  if (exchange.Too_Large) return {FetchHop::TooLarge, "The service's answer is too large."};
+  if (exchange.Too_Large || Is_Header_Too_Large(code, exchange, easy))
+    return {FetchHop::TooLarge, "The service's answer is too large."};
+  if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc{};
   long tunnel_status = 0;
   curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &tunnel_status);
   switch (code) {

@@ -345,11 +345,36 @@ TEST(CurlTransfer, AResetIsAnError) {
 }
 
 TEST(CurlTransfer, AnAnswerThatIsNotHttpIsAnError) {
-  SocketServer server(Answer_With("Hello! This is something else.\r\n"));
+  for (const char* answer : {"Hello! This is something else.\r\n", "220 mail.example ESMTP\r\n", "\r\n\r\n",
+                             "HTTP/9.9 200 OK\r\n\r\n", "HTTP/1.7 200 OK\r\n\r\n", "HTTP/\r\n\r\n",
+                             "HTTP/1.1 100 Continue\r\n\r\nHello!\r\n"}) {
+    SocketServer server(Answer_With(answer));
+    Client client;
+    EXPECT_EQ(client.Get(server.Address()), TransferError);
+    EXPECT_THAT(client.Control->Reason(), StartsWith("The server's answer is not HTTP (")) << answer;
+    EXPECT_EQ(client.Body(), "");
+  }
+}
+
+TEST(CurlTransfer, ARedirectToWhatIsNotHttpIsNotToldAsTheRedirect) {
+  SocketServer other(Answer_With("Hello!\r\n"));
+  SocketServer server(
+      Answer_With(Http_Answer("moved", "302 Found", "Location: " + other.Address() + "/\r\n")));
   Client client;
   EXPECT_EQ(client.Get(server.Address()), TransferError);
-  EXPECT_THAT(client.Control->Reason(), Not(IsEmpty()));
-  EXPECT_EQ(client.Body(), "");
+  EXPECT_THAT(client.Control->Reason(), StartsWith("The server's answer is not HTTP ("));
+}
+
+TEST(CurlTransfer, AnEndlessHeaderLineIsNoLackOfMemory) {
+  SocketServer server([](SocketConnection& connection) {
+    connection.ReadRequest();
+    connection.Send("HTTP/1.1 200 OK\r\nX: ");
+    while (connection.Send(std::string(1000, 'x'))) {
+    }
+  });
+  Client client;
+  EXPECT_EQ(client.Get(server.Address()), TransferError);
+  EXPECT_EQ(client.Control->Reason(), "The answer's header is too large");
 }
 
 TEST(CurlTransfer, EndlessHeadersAreAnError) {

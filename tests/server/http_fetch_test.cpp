@@ -131,9 +131,16 @@ TEST(CurlFetcher, RefusesABodyWithoutEndAndHeadersWithoutEnd) {
     while (connection.Send("X-Filler: " + std::string(1000, 'x') + "\r\n")) {
     }
   }};
+  SocketServer line{[](SocketConnection& connection) {
+    connection.ReadRequest();
+    connection.Send("HTTP/1.1 200 OK\r\nX-Endless: ");
+    while (connection.Send(std::string(1000, 'x'))) {
+    }
+  }};
   CurlFetcherOptions options;
   options.Body_Limit = 1 << 20;
   CurlFetcher fetcher{options};
+  EXPECT_EQ(Failure_In(fetcher.Get(Request(line.Address()), 20s)).Hop, FetchHop::TooLarge);
   EXPECT_EQ(Failure_In(fetcher.Get(Request(body.Address()), 20s)).Hop, FetchHop::TooLarge);
   EXPECT_EQ(Failure_In(fetcher.Get(Request(headers.Address()), 20s)).Hop, FetchHop::TooLarge);
 }
