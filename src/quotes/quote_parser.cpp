@@ -68,6 +68,21 @@ bool Read_Line(std::string_view line, int row, QuoteTable& table) {
   return true;
 }
 
+constexpr size_t LongestQuotedLine = 200;
+
+// The line at a place of the answer, for a person: with its number and without what can't be printed.
+std::string Quoted_Line(std::string_view answer, size_t place) {
+  const std::string_view before = answer.substr(0, place);
+  const size_t line_feed = before.rfind('\n');
+  const size_t begin = line_feed == std::string_view::npos ? 0 : line_feed + 1;
+  std::string_view line = answer.substr(begin, answer.find('\n', begin) - begin);
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  const bool is_cut = line.size() > LongestQuotedLine;
+  std::string text = "line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) + ": ";
+  for (const char c : line.substr(0, LongestQuotedLine)) text += c < ' ' || c > '~' ? '?' : c;
+  return is_cut ? text + "..." : text;
+}
+
 void Refuse(TransferState& transfer, QuoteTable& table, const char* message) {
   transfer.ResponseText.clear();
   transfer.TransferStatus = message;
@@ -77,31 +92,41 @@ void Refuse(TransferState& transfer, QuoteTable& table, const char* message) {
 }  // namespace
 
 void Process_Interday(modFailSafe& trap, TransferState& transfer, QuoteTable& table) {
+  // Where in the answer the parser is.
+  size_t place = 0;
   With_Own_Handler(
       trap, {"global.bas", "Sub Process_Interday"},
       [&] {
         table.QuoteCount = 0;
+        transfer.Trouble.clear();
         const size_t opening = transfer.ResponseText.find(OpeningTime);
         if (opening == std::string::npos) return Refuse(transfer, table, NoData);
+        place = opening;
         if (opening < DateDigits)
           throw RunTimeError(InvalidProcedureCall, "no date before the first bar's time");
 
         std::string_view rest(transfer.ResponseText);
         rest.remove_prefix(opening - DateDigits);
+        place = std::string::npos;
         table.QuoteCount = Narrow_To_16(std::count(rest.begin(), rest.end(), '\n'));
         const auto rows = static_cast<size_t>(table.QuoteCount) + 2;
         table.QuoteValues.assign(rows, {});
         table.QuoteKeys.assign(rows, {});
         for (int row = 0; row < table.QuoteCount; ++row) {
+          place = transfer.ResponseText.size() - rest.size();
           const size_t line_feed = rest.find('\n');
-          if (!Read_Line(rest.substr(0, line_feed), row, table))
+          if (!Read_Line(rest.substr(0, line_feed), row, table)) {
+            transfer.Trouble = Quoted_Line(transfer.ResponseText, place);
             return Refuse(transfer, table, IncompleteData);
+          }
           rest.remove_prefix(line_feed + 1);
         }
         transfer.ResponseText.erase(0, transfer.ResponseText.size() - rest.size());
       },
       [&](const RunTimeError&) {
         transfer.TransferStatus = BadData;
+        transfer.Trouble = place == std::string::npos ? "the answer has more than 32767 lines"
+                                                      : Quoted_Line(transfer.ResponseText, place);
         table.QuoteCount = 0;
       });
 }

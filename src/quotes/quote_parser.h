@@ -11,6 +11,7 @@ namespace hq {
 struct TransferState {
   std::string TransferStatus;  // the status text of the current transfer
   std::string ResponseText;    // the whole body of the server's answer
+  std::string Trouble;         // what the parser could not read, one printable line; empty when it could
   unsigned Number = 0;         // of the current transfer, counted from the program's start
 };
 
@@ -21,7 +22,8 @@ struct TransferState {
 //   "Incomplete data received! retry!"                        a line with fewer than six commas
 //   "Bad data inside received stream. try to re-download!"    a field that is no number, more than 32767
 //   lines, ...
-// Takes time and memory in proportion to the answer.
+// In the last two cases Trouble says where: "line 17: 030115,0930,x,...", counted from the answer's first
+// line. Takes time and memory in proportion to the answer.
 void Process_Interday(modFailSafe& trap, TransferState& transfer, QuoteTable& table);
 
 }  // namespace hq

@@ -218,10 +218,17 @@ SymbolOutcome DownloadRun::Process_Answer(SymbolOutcome outcome, std::int16_t& r
   QuoteTable& quotes = state_.Quotes;
   TransferState& transfer = state_.Transfer;
   const std::string answer = First_Line(transfer.ResponseText);
+  const std::string status = transfer.TransferStatus;
 
   Process_Interday(trap, transfer, quotes);
   if (quotes.QuoteCount == 0) {
-    outcome.Reason = With_Details(transfer.TransferStatus, services_.Inet.Reason(), answer);
+    // The parser has no message for an answer that is all in one line.
+    const std::string cause = transfer.TransferStatus != status ? transfer.TransferStatus
+                              : Contains(transfer.ResponseText, "\r")
+                                  ? "the answer's lines end in carriage returns alone"
+                                  : "the answer breaks off in its first line";
+    outcome.Reason =
+        With_Details(cause, services_.Inet.Reason(), transfer.Trouble.empty() ? answer : transfer.Trouble);
   } else if (!services_.Inet.Reason().empty()) {
     outcome.Reason = "the server sent quotes with an error (" + services_.Inet.Reason() + ")";
   } else if (!transfer.ResponseText.empty()) {

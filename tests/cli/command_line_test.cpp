@@ -184,7 +184,7 @@ TEST_F(CommandLineTest, EverySymbolThatFailedIsNamedWithItsReason) {
   EXPECT_THAT(Err.str(),
               HasSubstr("UNKNOWN: Server returns no data. try later! (HTTP 404: Unknown symbol)\n"));
   EXPECT_THAT(Err.str(), HasSubstr("BROKEN: Failed to download data! Try another time at night! ("));
-  EXPECT_THAT(Err.str(), HasSubstr("FIVE: Incomplete data received! retry! (030312,0930,1,2,3,4)\n"));
+  EXPECT_THAT(Err.str(), HasSubstr("FIVE: Incomplete data received! retry! (line 1: 030312,0930,1,2,3,4)\n"));
   EXPECT_THAT(Err.str(), HasSubstr("RESET: Failed to download data! Try another time at night! ("));
   EXPECT_THAT(Err.str(), testing::Not(HasSubstr("GOOD")));
   EXPECT_THAT(Output.Files(), ElementsAre(Key("031203-031403GOOD1D.txt")));

@@ -123,6 +123,34 @@ TEST(QuoteParser, FieldsThatAreNoNumbersAreBadData) {
   }
 }
 
+TEST(QuoteParser, TheLineThatCannotBeReadIsNamed) {
+  const auto trouble = [](const std::string& answer) { return Parse(answer).Transfer.Trouble; };
+  const std::string good = "030115,0930,1,2,3,4,5\n";
+  EXPECT_EQ(trouble(good), "");
+  EXPECT_EQ(trouble(""), "");
+  EXPECT_EQ(trouble("Source: x\n\n" + good + "030115,0931,1,x,3,4,5\r\n" + good),
+            "line 4: 030115,0931,1,x,3,4,5");
+  EXPECT_EQ(trouble("title\n" + good + good + "030115,0932,1\n"), "line 4: 030115,0932,1");
+  EXPECT_EQ(trouble(good + "\n" + good), "line 2: ");
+  EXPECT_EQ(trouble("15,0930,1,2,3,4,5\n"), "line 1: 15,0930,1,2,3,4,5");
+  EXPECT_EQ(trouble("a title 030115,0930,x,2,3,4,5\n"), "line 1: a title 030115,0930,x,2,3,4,5");
+  EXPECT_EQ(trouble(good + "030115,0931,\t\x1b[1m\xff,2,3,4,5\n"), "line 2: 030115,0931,??[1m?,2,3,4,5");
+  EXPECT_EQ(trouble(good + std::string(1000, 'y') + "\n"), "line 2: " + std::string(200, 'y') + "...");
+  EXPECT_EQ(trouble(Lines(32768)), "the answer has more than 32767 lines");
+}
+
+TEST(QuoteParser, TheTroubleOfAnEarlierAnswerIsForgotten) {
+  modFailSafe trap;
+  QuoteTable table;
+  TransferState transfer;
+  transfer.ResponseText = "030115,0930,x,2,3,4,5\n";
+  Process_Interday(trap, transfer, table);
+  EXPECT_NE(transfer.Trouble, "");
+  transfer.ResponseText = "030115,0930,1,2,3,4,5\n";
+  Process_Interday(trap, transfer, table);
+  EXPECT_EQ(transfer.Trouble, "");
+}
+
 TEST(QuoteParser, SeventhCommaMakesTheVolumeBad) {
   EXPECT_EQ(Parse("030115,0930,1,2,3,4,5,0\n").Transfer.TransferStatus, BadData);
 }

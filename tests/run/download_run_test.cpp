@@ -256,6 +256,33 @@ TEST_F(DownloadRunTest, TwoSymbolsWithOneFileNameAreTold) {
   EXPECT_EQ(Outcomes[0].Reason, "") << "a file of an earlier run is replaced without a word";
 }
 
+TEST_F(DownloadRunTest, TheBadLineIsToldAndNotTheFirst) {
+  Select({"MSFT"});
+  Inet.Answer_To = [](const std::string&) {
+    return FakeTransfer::Script{.Body = std::string(Answer) + "030317,0930,1,oops,0.5,1.5,100\n"};
+  };
+  Click();
+  ASSERT_EQ(Outcomes.size(), 1U);
+  EXPECT_EQ(Outcomes[0].Reason,
+            "Bad data inside received stream. try to re-download! (line 4: 030317,0930,1,oops,0.5,1.5,100)");
+}
+
+TEST_F(DownloadRunTest, AnAnswerInOneLineIsNoSuccess) {
+  Select({"MSFT"});
+  for (const auto& [body, reason] :
+       {std::pair{"030312,0930,1,2,0.5,1.5,100\r030313,0930,2,3,1.5,2.5,200\r",
+                  "the answer's lines end in carriage returns alone (030312,0930,1,2,0.5,1.5,100)"},
+        {"030312,0930,1,2,0.5,1.5,100",
+         "the answer breaks off in its first line (030312,0930,1,2,0.5,1.5,100)"}}) {
+    Outcomes.clear();
+    Inet.Answer_To = [text = body](const std::string&) { return FakeTransfer::Script{.Body = text}; };
+    Click();
+    ASSERT_EQ(Outcomes.size(), 1U);
+    EXPECT_FALSE(Outcomes[0].Written);
+    EXPECT_EQ(Outcomes[0].Reason, reason);
+  }
+}
+
 TEST_F(DownloadRunTest, IncompleteDataIsToldToWhoAsks) {
   Select({"MSFT"});
   Inet.Answer_To = [](const std::string&) {
