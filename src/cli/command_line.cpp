@@ -4,6 +4,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "base/arguments.h"
 #include "base/strings.h"
 #include "cli/command_line_options.h"
 #include "cli/console.h"
@@ -54,23 +55,53 @@ void List_Intervals(std::ostream& out) {
   }
 }
 
+// The year as its box takes it, two digits that stand for 1950 to 2049.
+std::string Year_Text(const std::string& year, const std::string& date) {
+  const std::optional<int> number = Number_Of_Digits(year);
+  if (number && year.size() <= 2) return year;
+  if (!number || year.size() != 4)
+    throw Refusal{"--end-date: the year of " + date + " has neither two digits nor four"};
+  if (*number < 1950 || *number > 2049)
+    throw Refusal{"--end-date: the year " + year + " is none of 1950 to 2049"};
+  return year.substr(2);
+}
+
 // A date as the three boxes of the window take it.
 std::array<std::string, 3> End_Date_Texts(const std::string& date) {
   const size_t first = date.find('/');
   const size_t second = first == std::string::npos ? first : date.find('/', first + 1);
-  if (second == std::string::npos) throw Refusal{"--end-date: " + date + " is not of the form MM/DD/YY"};
-  const std::array<std::string, 3> texts = {date.substr(0, first), date.substr(first + 1, second - first - 1),
-                                            date.substr(second + 1)};
-  for (int box = 0; box < 3; ++box) {
+  if (second == std::string::npos)
+    throw Refusal{"--end-date: " + date + " is not of the form MM/DD/YY or MM/DD/YYYY"};
+  std::array<std::string, 3> texts = {date.substr(0, first), date.substr(first + 1, second - first - 1), ""};
+  for (int box = 0; box < 2; ++box) {
     const std::string fault = End_Date_Fault(box, texts[static_cast<size_t>(box)]);
     if (!fault.empty()) throw Refusal{"--end-date: " + fault};
   }
+  texts[2] = Year_Text(date.substr(second + 1), date);
   try {
-    static_cast<void>(Parse_Date(date));
+    static_cast<void>(Parse_Date(texts[0] + "/" + texts[1] + "/" + texts[2]));
   } catch (const RunTimeError&) {
     throw Refusal{"--end-date: " + date + " is no date"};
   }
   return texts;
+}
+
+// The days as the window's box takes them. The box takes "1e9" and "5," too, for what they begin with.
+std::string Days_Text(const std::string& days, const std::string& interval) {
+  const std::optional<int> number = Number_Of_Digits(days);
+  if (number && *number <= Day_Limit(interval)) return days;
+  const bool is_number =
+      number || (!days.empty() && days.find_first_not_of("0123456789") == std::string::npos);
+  throw Refusal{(is_number ? "--days: " : "--days: " + days + " is no whole number. ") +
+                Days_Fault(interval, "0")};
+}
+
+// A folder given by an option, so that no file is taken for one.
+void Refuse_Unless_Folder(const char* option, const std::string& path) {
+  std::error_code unknown;
+  const auto status = std::filesystem::status(System_Path(path), unknown);
+  if (std::filesystem::exists(status) && !std::filesystem::is_directory(status))
+    throw Refusal{std::string(option) + ": " + path + " is no folder"};
 }
 
 int Position_In_List(int position, int count, const char* what) {
@@ -135,9 +166,11 @@ class CommandLineRun {
     entry.IntervalPosition = interval;
     entry.Interval = Interval_Choices()[static_cast<size_t>(interval)].Text;
     entry.OutputFormat = Format_Items()[static_cast<size_t>(Format_Position(entry.Interval))];
+    if (options_.OutputFolder) Refuse_Unless_Folder("--output", *options_.OutputFolder);
     entry.OutputFolder = options_.OutputFolder ? Without_Separator_At_End(*options_.OutputFolder)
                                                : state_.Settings.OutputFolder;
-    entry.Days = options_.Days.value_or(std::to_string(Day_Limit(entry.Interval)));
+    entry.Days =
+        options_.Days ? Days_Text(*options_.Days, entry.Interval) : std::to_string(Day_Limit(entry.Interval));
     entry.EndDate =
         End_Date_Texts(options_.EndDate.value_or(Format_Date(environment_.Time.Today(), "MM/DD/YY")));
     return entry;
@@ -274,6 +307,8 @@ int Command_Line(const std::vector<std::string>& arguments, const CommandLineEnv
   if (options.ListFormats || options.ListIntervals || options.TextToEncipher)
     return Unless_Lost(exit_code::Done, environment);
   try {
+    // Before the trap looks for its settings in there.
+    if (options.ProgramFolder) Refuse_Unless_Folder("--program-folder", *options.ProgramFolder);
     return Unless_Lost(CommandLineRun(options, environment).Run(), environment);
   } catch (const Refusal& refusal) {
     environment.Err << refusal.Text << std::endl;

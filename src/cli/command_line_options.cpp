@@ -2,10 +2,10 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <sstream>
 #include <utility>
 
+#include "base/arguments.h"
 #include "base/strings.h"
 #include "entry/interval_choice.h"
 #include "output/format_catalogue.h"
@@ -28,11 +28,20 @@ struct Refusal {
   std::string Text;
 };
 
-std::optional<int> Whole_Number(std::string_view text) {
-  int number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
+// The library takes an argument "[A,B]" for a list. With a character in front that no argument can hold it
+// does not.
+constexpr char Mark = '\0';
+
+std::vector<std::string> Marked_And_Reversed(const std::vector<std::string>& arguments) {
+  std::vector<std::string> marked(arguments.rbegin(), arguments.rend());
+  for (std::string& argument : marked) {
+    if (argument.starts_with('[')) argument.insert(argument.begin(), Mark);
+  }
+  return marked;
+}
+
+void Remove_Mark(std::string& text) {
+  if (text.starts_with(Mark)) text.erase(0, 1);
 }
 
 int Interval_Position(const std::string& minutes) {
@@ -58,7 +67,12 @@ std::variant<CommandLineOptions, CommandLineText> Read_Command_Line(
   std::optional<std::string> interval;
   std::optional<std::string> format;
 
+  if (const std::string option = Option_Without_Value(arguments); !option.empty())
+    return CommandLineText{2, option + " has no value\n"};
+
   CLI::App app("Downloads historical stock quotes, one text file for each symbol.", "history-quotes-cli");
+  // Futures are written so: /ES.
+  app.allow_windows_style_options(false);
   app.footer(Footer);
   app.set_version_flag("--version", "history-quotes-cli " HQ_VERSION);
   app.add_option("SYMBOL", options.Symbols, "Symbols to download");
@@ -66,7 +80,7 @@ std::variant<CommandLineOptions, CommandLineText> Read_Command_Line(
   app.add_option("--days", options.Days, "Trading days to keep, 1 to the interval's day limit")
       ->option_text("N");
   app.add_option("--end-date", options.EndDate, "The last day wanted; default: today")
-      ->option_text("MM/DD/YY");
+      ->option_text("MM/DD/YY|MM/DD/YYYY");
   app.add_option("--format", format, "0 to 14, or a format's list text or a unique part of it")
       ->option_text("INDEX|TEXT");
   app.add_option("--output", options.OutputFolder, "The folder for the files")->option_text("FOLDER");
@@ -92,8 +106,13 @@ std::variant<CommandLineOptions, CommandLineText> Read_Command_Line(
   app.add_flag("--list-formats", options.ListFormats, "List the output formats");
   app.add_flag("--list-intervals", options.ListIntervals, "List the intervals");
   try {
-    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
-    app.parse(std::move(reversed));
+    app.parse(Marked_And_Reversed(arguments));
+    for (std::string& symbol : options.Symbols) Remove_Mark(symbol);
+    for (std::optional<std::string>* value :
+         {&interval, &format, &options.Days, &options.EndDate, &options.OutputFolder,
+          &options.RequestTemplate, &options.Source, &options.ProgramFolder, &options.TextToEncipher}) {
+      if (*value) Remove_Mark(**value);
+    }
     if (interval) options.IntervalPosition = Interval_Position(*interval);
     if (format) options.FormatPosition = Format_Position(*format);
   } catch (const CLI::ParseError& error) {
@@ -107,7 +126,7 @@ std::variant<CommandLineOptions, CommandLineText> Read_Command_Line(
 }
 
 std::optional<int> Find_Interval(std::string_view minutes) {
-  const std::optional<int> number = Whole_Number(minutes);
+  const std::optional<int> number = Number_Of_Digits(minutes);
   const auto& choices = Interval_Choices();
   const auto found = std::find_if(choices.begin(), choices.end(),
                                   [&](const IntervalChoice& choice) { return choice.Minutes == number; });
@@ -116,7 +135,7 @@ std::optional<int> Find_Interval(std::string_view minutes) {
 }
 
 std::vector<int> Find_Formats(std::string_view text) {
-  const std::optional<int> index = Whole_Number(text);
+  const std::optional<int> index = Number_Of_Digits(text);
   if (index) return *index >= 0 && *index < FormatItemCount ? std::vector<int>{*index} : std::vector<int>{};
   std::vector<int> holding;
   for (int i = 0; i < FormatItemCount; ++i) {

@@ -1,15 +1,16 @@
 #include "cli/sources_command.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <sstream>
 #include <stdexcept>
 
+#include "base/arguments.h"
 #include "cli/console.h"
 #include "cli/trap_parts.h"
 #include "errortrap/procedure.h"
+#include "platform/paths.h"
 #include "server/archive.h"
 #include "server/source_setup.h"
 
@@ -31,7 +32,7 @@ struct Arguments {
   std::string Before;
   std::string From;
   std::string To;
-  int Interval = server::daily_interval;
+  std::string Interval = std::to_string(server::daily_interval);
 };
 
 std::string Padded(std::string text, size_t width) {
@@ -40,9 +41,7 @@ std::string Padded(std::string text, size_t width) {
 }
 
 int Positive_Number(std::string_view text) {
-  int number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() ? number : -1;
+  return Number_Of_Digits(text).value_or(-1);
 }
 
 // Raises std::invalid_argument.
@@ -129,7 +128,7 @@ int Export_Archive(Archive& archive, const Arguments& arguments, const CommandLi
   std::vector<SeriesInfo> found;
   for (SeriesInfo& info : archive.List()) {
     if (info.Bars > 0 && info.Key.Symbol == Same_Case(arguments.Symbol) &&
-        info.Key.Interval == arguments.Interval &&
+        info.Key.Interval == Number_Of_Digits(arguments.Interval) &&
         (arguments.Source.empty() || info.Key.Source == arguments.Source) &&
         (arguments.Adjustment.empty() || info.Key.Adjustment == arguments.Adjustment))
       found.push_back(std::move(info));
@@ -168,11 +167,16 @@ bool Is_Sources_Command(const std::vector<std::string>& arguments) {
 }
 
 int Sources_Command(const std::vector<std::string>& arguments, const CommandLineEnvironment& environment) {
+  if (const std::string option = Option_Without_Value(arguments); !option.empty()) {
+    environment.Err << option << " has no value" << std::endl;
+    return exit_code::Refused;
+  }
   Arguments given;
   given.ProgramFolder = environment.ProgramFolder;
   CLI::App app("Looks at and changes where quotes come from.", "history-quotes-cli");
   app.require_subcommand(1);
   app.fallthrough();
+  app.allow_windows_style_options(false);
   app.add_option("--program-folder", given.ProgramFolder, "Where server.ini and quotes.db lie")
       ->option_text("DIR");
   CLI::App* sources = app.add_subcommand("sources", "List the sources of quotes with their states");
@@ -195,6 +199,9 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
   std::string exported_symbol;
   write->add_option("SYMBOL", exported_symbol, "The symbol")->required();
   write->add_option("--interval", given.Interval, "Of the bars as they were fetched, in minutes")
+      ->check([](const std::string& text) {
+        return Number_Of_Digits(text) ? std::string{} : text + " is no number of minutes";
+      })
       ->capture_default_str();
   write->add_option("--source", given.Source, "Where they were fetched");
   write->add_option("--adjustment", given.Adjustment, "raw, splits or full");
@@ -215,6 +222,12 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
     return code == 0 ? exit_code::Done : exit_code::Refused;
   }
 
+  std::error_code unknown;
+  if (given.ProgramFolder != environment.ProgramFolder &&
+      !std::filesystem::is_directory(System_Path(given.ProgramFolder), unknown)) {
+    environment.Err << "--program-folder: " << given.ProgramFolder << " is no folder" << std::endl;
+    return exit_code::Refused;
+  }
   Console console(environment.Out, environment.Err, environment.TerminalWidth);
   modFailSafe trap(&environment.Loop);
   const TrapSession session(trap, Trap_Parts(environment, given.ProgramFolder, console));
@@ -234,7 +247,6 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
         }
         return exit_code::Done;
       }
-      std::error_code unknown;
       if (!std::filesystem::exists(places.Archive, unknown)) {
         environment.Err << "There is no archive yet: nothing was fetched." << std::endl;
         return exit_code::SymbolsFailed;

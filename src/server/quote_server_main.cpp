@@ -1,14 +1,13 @@
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <utility>
 
+#include "base/arguments.h"
 #include "base/latch.h"
 #include "errortrap/procedure.h"
 #include "errortrap/trap_session.h"
@@ -51,17 +50,10 @@ struct Options {
   bool Verbose = false;
 };
 
-// Digits only: the library for options would take "010" for 8.
-std::optional<int> Port_Number(const std::string& text) {
-  int port = 0;
-  const char* const end = text.data() + text.size();
-  const auto [read_end, failure] = std::from_chars(text.data(), end, port);
-  if (failure != std::errc{} || read_end != end || port < 0 || port > 65535) return std::nullopt;
-  return port;
-}
-
+// The library for options would take "010" for 8.
 std::string Port_Fault(const std::string& text) {
-  return Port_Number(text) ? std::string{} : text + " is no number from 0 to 65535";
+  const std::optional<int> port = hq::Number_Of_Digits(text);
+  return port && *port <= 65535 ? std::string{} : text + " is no number from 0 to 65535";
 }
 
 void Serve(const Options& options, ErrorLines& errors) {
@@ -80,7 +72,7 @@ void Serve(const Options& options, ErrorLines& errors) {
   serving.Hosts = setup.Settings().Hosts;
   if (options.Verbose) serving.Log = report;
   hq::server::QuoteServer server{source, std::move(serving)};
-  server.Start(options.Address, Port_Number(options.Port).value_or(0));
+  server.Start(options.Address, hq::Number_Of_Digits(options.Port).value_or(0));
   watch.Ask([&end_wanted] { end_wanted.Count_Down(); });
   if (const std::string note = server.Reach_Note(); !note.empty()) report(note);
   std::cout << "Request template: " << server.Request_Template() << '\n'
@@ -117,6 +109,10 @@ int main(int argc, char** argv) {
                  "Address to listen on; the default lets only this computer in, 0.0.0.0 is all addresses")
       ->capture_default_str();
   app.add_flag("--verbose", options.Verbose, "Write a line for each request to the error stream");
+  if (const std::string option = hq::Option_Without_Value({argv + 1, argv + argc}); !option.empty()) {
+    std::cerr << option << " has no value" << std::endl;
+    return 2;
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -53,7 +53,8 @@ TEST(CommandLineOptionsTest, Everything) {
 TEST(CommandLineOptionsTest, IntervalsByTheirMinutes) {
   const std::vector<std::string> minutes = {"1", "5", "10", "20", "30", "60", "1440"};
   for (size_t i = 0; i < minutes.size(); ++i) EXPECT_EQ(Find_Interval(minutes[i]), static_cast<int>(i));
-  for (const char* other : {"", "0", "15", "-5", "5m", "daily", "99999999999999999999"}) {
+  for (const char* other :
+       {"", "0", "15", "-5", "+5", "0x5", "5.0", "5,", "5m", "daily", "99999999999999999999"}) {
     EXPECT_EQ(Find_Interval(other), std::nullopt) << other;
   }
   const CommandLineText refusal = Text({"--interval", "15"});
@@ -95,6 +96,43 @@ TEST(CommandLineOptionsTest, HelpAndVersionAreNoErrors) {
   const CommandLineText version = Text({"--version"});
   EXPECT_EQ(version.ExitCode, 0);
   EXPECT_THAT(version.Text, testing::StartsWith("history-quotes-cli "));
+}
+
+TEST(CommandLineOptionsTest, SymbolsAreTakenAsTheyAre) {
+  const std::vector<std::string> odd = {"[A,B]", "[]",  "[",   "[A", "{}",  "%%", "++",    "A,B",
+                                        "\"A\"", "'A'", "/ES", "A=", "A;B", "",   "[A, ]", "sources"};
+  std::vector<std::string> arguments = odd;
+  arguments.emplace_back("--saved");
+  EXPECT_EQ(Options(arguments).Symbols, odd);
+  EXPECT_THAT(Options({"A", "--", "-B", "--saved", "[C,D]", "--output="}).Symbols,
+              ElementsAre("A", "-B", "--saved", "[C,D]", "--output="));
+}
+
+TEST(CommandLineOptionsTest, ValuesAreTakenAsTheyAre) {
+  for (const std::string& value :
+       std::vector<std::string>{"[A,B]", "[]", "{}", "", "-x", "--saved", "a=b", "\"x\"", "%%"}) {
+    const CommandLineOptions options =
+        Options({"--output", value, "--end-date", value, "--days", value, "--source", value,
+                 "--program-folder", value, "--encipher", value});
+    for (const auto& taken : {options.OutputFolder, options.EndDate, options.Days, options.Source,
+                              options.ProgramFolder, options.TextToEncipher}) {
+      EXPECT_EQ(taken, value);
+    }
+    EXPECT_FALSE(options.Saved);
+    EXPECT_THAT(options.Symbols, IsEmpty());
+  }
+  EXPECT_EQ(Options({"--output=[A,B]"}).OutputFolder, "[A,B]");
+  EXPECT_EQ(Options({"--template", "[x]"}).RequestTemplate, "[x]");
+}
+
+TEST(CommandLineOptionsTest, AnOptionDoesNotTakeTheNextArgumentForItsEmptyValue) {
+  const CommandLineText refusal = Text({"--output=", "MSFT"});
+  EXPECT_EQ(refusal.ExitCode, 2);
+  EXPECT_EQ(refusal.Text, "--output= has no value\n");
+}
+
+TEST(CommandLineOptionsTest, AnOptionGivenTwiceIsRefused) {
+  EXPECT_EQ(Text({"--days", "1", "--days", "2"}).ExitCode, 2);
 }
 
 TEST(CommandLineOptionsTest, WhatIsNotUnderstoodIsRefused) {

@@ -141,6 +141,37 @@ TEST_F(CommandLineTest, WhatTheEntryChecksRefuseIsToldInTheirOwnWords) {
   EXPECT_THAT(Output.Files(), IsEmpty());
 }
 
+TEST_F(CommandLineTest, DaysAreDigits) {
+  for (const char* days :
+       {"1e9", "1e2", "5,", "5 ", " 5", "+5", "&H5", "0x5", "2.0", "5d", "", "-5", "1 0"}) {
+    EXPECT_EQ(Run_With_Answer({"A", "--days", days}), 2) << days;
+    EXPECT_EQ(Err.str(), "--days: " + std::string(days) +
+                             " is no whole number. Based on time interval chosen, 'Days' has to be between 1 "
+                             "and 500\n");
+  }
+  for (const char* days : {"32768", "99999999999999999999"}) {
+    EXPECT_EQ(Run_With_Answer({"A", "--days", days}), 2) << days;
+    EXPECT_EQ(Err.str(), "--days: Based on time interval chosen, 'Days' has to be between 1 and 500\n");
+  }
+  EXPECT_EQ(Run_With_Answer({"A", "--days", "002"}), 0);
+  EXPECT_THAT(Out.str(), HasSubstr("Recorded 2 lines"));
+}
+
+TEST_F(CommandLineTest, EndDatesMayHaveYearsOfFourDigits) {
+  const SocketServer server([](test::SocketConnection& connection) {
+    const std::string request = connection.ReadRequest();
+    const bool as_expected = Contains(request, "Date=010103 ") || Contains(request, "Date=010250 ");
+    connection.Send(as_expected ? Http_Answer(Answer) : Http_Answer("no", "404 Not Found"));
+  });
+  for (const char* date : {"12/31/2002", "12/31/02", "1/1/1950", "01/01/50"}) {
+    EXPECT_EQ(Run({"A", "--output", Output.Path(), "--end-date", date, "--template",
+                   server.Address() + "/XXX/SSS?&Date=DDD"}),
+              0)
+        << date << Err.str();
+  }
+  EXPECT_EQ(Run_With_Answer({"A", "--end-date", "12/31/2049"}), 0) << Err.str();
+}
+
 TEST_F(CommandLineTest, EndDatesAreChecked) {
   const auto refusal = [&](const std::string& date) {
     EXPECT_EQ(Run({"A", "--output", Output.Path(), "--end-date", date}), 2) << date;
@@ -149,7 +180,14 @@ TEST_F(CommandLineTest, EndDatesAreChecked) {
   };
   EXPECT_THAT(refusal("13/01/03"), HasSubstr("Invalid month value! Enter between 1 to 12"));
   EXPECT_THAT(refusal("12/32/03"), HasSubstr("Invalid day value. Enter between 1 to 31"));
-  EXPECT_THAT(refusal("12/31/2003"), HasSubstr("Enter between 00 to 99"));
+  for (const char* year : {"1949", "2050", "0003", "9999"})
+    EXPECT_EQ(refusal("12/31/" + std::string(year)),
+              "--end-date: the year " + std::string(year) + " is none of 1950 to 2049\n");
+  for (const char* year : {"", "203", "20003", "2003 ", "+3", "2O03", "03/04"}) {
+    const std::string date = "12/31/" + std::string(year);
+    EXPECT_EQ(refusal(date), "--end-date: the year of " + date + " has neither two digits nor four\n");
+  }
+  EXPECT_THAT(refusal("02/29/2003"), HasSubstr("02/29/2003 is no date"));
   EXPECT_THAT(refusal("02/30/03"), HasSubstr("02/30/03 is no date"));
   EXPECT_THAT(refusal("yesterday"), HasSubstr("not of the form MM/DD/YY"));
   EXPECT_THAT(refusal(""), HasSubstr("not of the form MM/DD/YY"));
@@ -207,6 +245,22 @@ TEST_F(CommandLineTest, SymbolsWithCharactersOfAnAddressAreNotTakenForOthers) {
 TEST_F(CommandLineTest, AProgramFolderThatIsNotThereIsRefused) {
   EXPECT_EQ(Run({"A", "--output", Output.Path(), "--program-folder", Output / "missing"}), 2);
   EXPECT_EQ(Err.str(), "--program-folder: " + (Output / "missing") + " does not exist\n");
+}
+
+TEST_F(CommandLineTest, AFileInPlaceOfAFolderIsRefused) {
+  Program.Write("file", "");
+  const std::string file = Program / "file";
+  EXPECT_EQ(Run({"A", "--output", Output.Path(), "--program-folder", file}), 2);
+  EXPECT_EQ(Err.str(), "--program-folder: " + file + " is no folder\n");
+  EXPECT_EQ(Run({"sources", "--program-folder", file}), 2);
+  EXPECT_EQ(Err.str(), "--program-folder: " + file + " is no folder\n");
+  EXPECT_EQ(Run({"A", "--output", file}), 2);
+  EXPECT_EQ(Err.str(), "--output: " + file + " is no folder\n");
+}
+
+TEST_F(CommandLineTest, ASymbolInBracketsIsOne) {
+  EXPECT_EQ(Run_With_Answer({"[a,b]"}), 0) << Err.str();
+  EXPECT_THAT(Out.str(), HasSubstr("downloading symbol   [A,B]\n"));
 }
 
 TEST_F(CommandLineTest, MoreSymbolsThanARunTakesAreRefused) {

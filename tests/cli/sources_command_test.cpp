@@ -168,6 +168,9 @@ TEST_F(SourcesCommandTest, WhatTheArchiveHasNotOrHasTwiceIsTold) {
   EXPECT_THAT(Err.str(), HasSubstr("acme raw\nacme splits\n"));
   EXPECT_EQ(Run({"archive", "export", "IBM", "--adjustment", "raw"}), 0);
   EXPECT_EQ(Run({"archive", "export", "IBM", "--interval", "5"}), 1);
+  for (const char* interval : {"0x5A0", "1e3", "1440.0", "-1440"})
+    EXPECT_EQ(Run({"archive", "export", "IBM", "--interval", interval}), 2) << interval;
+  EXPECT_EQ(Run({"archive", "export", "--source=", "IBM"}), 2);
   EXPECT_EQ(Run({"archive", "export", "GONE"}), 1);
   EXPECT_EQ(Run({"archive", "export", "IBM", "--adjustment", "raw", "--from", "03/04/26"}), 2);
   for (const char* no_date : {"2026-13-01", "2026-02-30", "yesterday", "2026-1-01x", "-026-01-01"})
