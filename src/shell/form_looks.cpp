@@ -3,9 +3,6 @@
 #include <QApplication>
 #include <QFileInfo>
 
-#include "errortrap/qt_message_boxes.h"
-#include "platform/files.h"
-
 // A library's pictures are there only when somebody asks for them; the macro can't stand in a namespace.
 static void Init_Pictures() {
   Q_INIT_RESOURCE(pictures);
@@ -20,11 +17,6 @@ QFont Form_Font() {
   constexpr double part_of_system_size = 8.0 / 9.0;
   if (font.pointSizeF() > 0) font.setPointSizeF(font.pointSizeF() * part_of_system_size);
   return font;
-}
-
-QIcon Program_Icon(const std::string& program_folder) {
-  const QString file = To_QString(Join_Path(program_folder, "t8.ico"));
-  return QFileInfo::exists(file) ? QIcon(file) : Picture("t8");
 }
 
 QIcon Picture(const char* name) {

@@ -2,7 +2,6 @@
 
 #include <QFont>
 #include <QIcon>
-#include <string>
 
 namespace hq {
 
@@ -10,11 +9,7 @@ namespace hq {
 // own.
 [[nodiscard]] QFont Form_Font();
 
-// The program's icon: the file "t8.ico" of the program folder, or the one inside the program when that is
-// missing.
-[[nodiscard]] QIcon Program_Icon(const std::string& program_folder);
-
-// A picture of the program in all its sizes: "download", "samples" or "logo".
+// A picture of the program in all its sizes: "download", "samples", "logo" or the icon "t8".
 [[nodiscard]] QIcon Picture(const char* name);
 
 }  // namespace hq

@@ -191,7 +191,7 @@ void frmmain1::Form_Load() {
   With_Own_Handler(
       program_.Trap, {Module, "Sub Form_Load"},
       [&] {
-        setWindowIcon(Program_Icon(program_.Parts.ProgramFolder));
+        setWindowIcon(program_.Icon.Icon());
         Load_Format(program_.Trap, program_.State.Formats, program_.State.Settings);
         move(Twips_To_Pixels(LeftTwips, logicalDpiX()), Twips_To_Pixels(TopTwips, logicalDpiY()));
         Form_Resize();

@@ -19,7 +19,7 @@
 
 namespace hq {
 
-frmtest::frmtest(modFailSafe& trap, const std::string& program_folder)
+frmtest::frmtest(modFailSafe& trap, ProgramIcon& icon)
     : QWidget(nullptr, Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       trap_(trap),
       ui_(std::make_unique<Ui::frmtest>()) {
@@ -37,14 +37,16 @@ frmtest::frmtest(modFailSafe& trap, const std::string& program_folder)
       if (!ui_->cmdok->isHidden()) cmdok_Click();
     });
   }
-  Form_Load(program_folder);
+  Form_Load(icon);
 }
 
 frmtest::~frmtest() = default;
 
-void frmtest::Form_Load(const std::string& program_folder) {
-  Skip_Failing_Statements(trap_, {"frmtest.frm", "Sub Form_Load"}, [&](SkippingStatements& statement) {
-    statement([&] { setWindowIcon(Program_Icon(program_folder)); });
+void frmtest::Form_Load(ProgramIcon& icon) {
+  const ProcedureName here{"frmtest.frm", "Sub Form_Load"};
+  Skip_Failing_Statements(trap_, here, [&](SkippingStatements& statement) {
+    statement([&] { setWindowIcon(icon.Icon()); });
+    statement([&] { icon.Note_Fault(trap_, here); });
   });
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "errortrap/modFailSafe.h"
+#include "shell/program_icon.h"
 
 namespace Ui {
 class frmtest;
@@ -15,8 +16,8 @@ namespace hq {
 // The box that stands on the screen while the program starts, and later tells about it.
 class frmtest final : public QWidget {
  public:
-  // trap outlives the form.
-  frmtest(modFailSafe& trap, const std::string& program_folder);
+  // trap outlives the form, icon the call.
+  frmtest(modFailSafe& trap, ProgramIcon& icon);
   ~frmtest() override;
 
   // Puts the box up as the splash: topmost, without its button.
@@ -29,7 +30,7 @@ class frmtest final : public QWidget {
   void cmdok_Click();
 
  private:
-  void Form_Load(const std::string& program_folder);
+  void Form_Load(ProgramIcon& icon);
   void Place();
   void Wait_Until_Exposed() const;
 

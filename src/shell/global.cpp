@@ -26,7 +26,7 @@ global::global(ProgramParts parts)
                        return machine;
                      },
                      Parts.WatchesCrashes}),
-      icon_(std::make_unique<frmicon>(Parts.ProgramFolder)) {
+      icon_(std::make_unique<frmicon>(Icon.Icon())) {
   QApplication::setQuitOnLastWindowClosed(false);
   QApplication::setWindowIcon(icon_->windowIcon());
   State.RequestTemplate = Parts.RequestTemplate;
@@ -115,7 +115,7 @@ Form& global::Loaded(std::unique_ptr<Form>& form, Arguments&&... arguments) {
 }
 
 frmtest& global::Test() {
-  return Loaded(test_, Trap, Parts.ProgramFolder);
+  return Loaded(test_, Trap, Icon);
 }
 
 frmlog& global::Log() {

@@ -21,6 +21,7 @@
 #include "shell/frmicon.h"
 #include "shell/frmmain1.h"
 #include "shell/frmtest.h"
+#include "shell/program_icon.h"
 #include "shell/quote_service.h"
 #include "shell/settings_file.h"
 
@@ -81,6 +82,7 @@ class global {
   [[nodiscard]] frmmain1& MainWindow();
 
   ProgramParts Parts;
+  ProgramIcon Icon{Parts.FileSystem, Parts.ProgramFolder};
   QtMessageLoop Loop;
   MessageBoxes& Boxes = Parts.Boxes != nullptr ? *Parts.Boxes : boxes_;
   modFailSafe Trap{&Loop};

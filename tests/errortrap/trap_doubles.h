@@ -44,6 +44,10 @@ class ScriptedLoop final : public MessageLoop {
 class ScriptedReporter final : public ErrorReporter {
  public:
   int Report(const TrappedError& error) override {
+    if (!error.Asks) {
+      Notes.push_back(error);
+      return trap_choice::Continue;
+    }
     Errors.push_back(error);
     if (WhileShown) WhileShown();
     if (Choices.empty()) return trap_choice::Continue;
@@ -53,6 +57,7 @@ class ScriptedReporter final : public ErrorReporter {
   }
 
   std::vector<TrappedError> Errors;
+  std::vector<TrappedError> Notes;  // what nobody is asked about
   std::deque<int> Choices;
   std::function<void()> WhileShown;
 };

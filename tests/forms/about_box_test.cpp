@@ -156,7 +156,7 @@ class AboutBoxTest : public QObject {
   }
 
   void TheSplashHasNoButtonAndItsText() {
-    frmtest splash(Program_->Global->Trap, Program_->Home.Path());
+    frmtest splash(Program_->Global->Trap, Program_->Global->Icon);
     splash.Display_About();
     QVERIFY(splash.isVisible());
     auto* ok = splash.findChild<QPushButton*>("cmdok");

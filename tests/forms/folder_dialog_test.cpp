@@ -6,6 +6,7 @@
 
 #include "entry/system_folder_dialog.h"
 #include "forms/form_support.h"
+#include "shell/form_looks.h"
 
 namespace hq::test {
 
@@ -50,8 +51,7 @@ class FolderDialogTest : public QObject {
   }
 
   void TheIconFormHasNoControlsButTheIcon() {
-    const TempFolder folder;
-    const frmicon form(folder.Path());
+    const frmicon form(Picture("t8"));
     QVERIFY(!form.windowIcon().isNull());
     QVERIFY(form.findChildren<QWidget*>().isEmpty());
     QVERIFY(!form.isVisible());

@@ -4,7 +4,10 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QPushButton>
+#include <QTimer>
+#include <filesystem>
 
+#include "built_places.h"
 #include "forms/form_support.h"
 
 namespace hq::test {
@@ -159,6 +162,61 @@ class StartAndEndTest : public QObject {
     Program_->Start();
     QVERIFY(!Program_->Window().windowIcon().isNull());
     QVERIFY(!QApplication::windowIcon().isNull());
+  }
+
+  void AnIconFileThatCannotBeTakenIsLoggedOnceAndNotShown_data() {
+    QTest::addColumn<QString>("kind");
+    QTest::addColumn<QString>("logged");
+    QTest::newRow("missing") << "missing"
+                             << "Description- File not found: ";
+    QTest::newRow("no picture") << "no picture"
+                                << "Description- Path/File access error: ";
+    QTest::newRow("a folder") << "a folder"
+                              << "Description- Path/File access error: ";
+  }
+  void AnIconFileThatCannotBeTakenIsLoggedOnceAndNotShown() {
+    QFETCH(const QString, kind);
+    QFETCH(const QString, logged);
+    if (kind == "no picture") Program_->Home.Write("t8.ico", "no picture at all");
+    if (kind == "a folder") std::filesystem::create_directory(Program_->Home / "t8.ico");
+    Program_->Home.Write("FSCLIENT.INI", "[log file]\nWrite To Disk=1\n");
+    bool asked = false;
+    QTimer watch;
+    // A dialog would wait for its answer.
+    connect(&watch, &QTimer::timeout, [&] {
+      for (QWidget* window : QApplication::topLevelWidgets()) {
+        if (window->objectName() != "frmFAILSAFE" || !window->isVisible()) continue;
+        asked = true;
+        window->close();
+      }
+    });
+    watch.start(5);
+    Program_->Start();
+    Program_->Window().findChild<QAction*>("mnuabout")->trigger();
+    QVERIFY(!asked);
+    QVERIFY(!Program_->Window().windowIcon().isNull());
+    QVERIFY(!QApplication::windowIcon().isNull());
+    const QString log = QString::fromStdString(Bytes_Of(Program_->Home / "error.log"));
+    QCOMPARE(log.count("Category- "), 1);
+    QVERIFY2(log.contains(logged + QString::fromStdString(Program_->Home / "t8.ico")), qPrintable(log));
+    QVERIFY2(log.contains("Module- frmtest.frm : Sub Form_Load"), qPrintable(log));
+  }
+
+  void AnIconFileThatIsTakenLeavesNothingInTheLog() {
+    QImage red(32, 32, QImage::Format_RGB32);
+    red.fill(Qt::red);
+    QVERIFY(red.save(QString::fromStdString(Program_->Home / "t8.ico"), "PNG"));
+    Program_->Home.Write("FSCLIENT.INI", "[log file]\nWrite To Disk=1\n");
+    Program_->Start();
+    QVERIFY(!std::filesystem::exists(Program_->Home / "error.log"));
+  }
+
+  void AllSizesOfTheIconFileAreTaken() {
+    std::filesystem::copy_file(HQ_TEST_DATA "/../../packaging/icons/t8.ico", Program_->Home / "t8.ico");
+    Program_->Start();
+    const QList<QSize> sizes = Program_->Window().windowIcon().availableSizes();
+    for (const int size : {16, 32, 48, 256})
+      QVERIFY2(sizes.contains(QSize(size, size)), qPrintable(QString::number(size)));
   }
 
   void TheFirstSymbolCanBeTypedAtOnce() {
