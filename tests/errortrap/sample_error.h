@@ -87,6 +87,6 @@ inline ErrorRecord Sample_Error() {
 }
 
 // The text of the documentation that the samples stand in.
-inline const char* const SamplePage = HQ_TEST_DATA "/../../docs/error-trap.md";
+inline const char* const SamplePage = HQ_TEST_DATA "/../../docs/error-trap-internals.md";
 
 }  // namespace hq::test

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "built_places.h"
 #include "forms/error_dialog_support.h"
 #include "forms/form_support.h"
 
@@ -153,6 +154,8 @@ class ErrorSessionTest : public QObject {
   }
 
   void TheErrorLogHoldsTheErrorAndWhatTheUserSaid() {
+    // Its lack would be logged, too.
+    std::filesystem::copy_file(HQ_TEST_DATA "/../../packaging/icons/t8.ico", Program_->Home / "t8.ico");
     Program_->Home.Write("FSCLIENT.INI", "[log file]\r\nWrite To Disk=1\r\n");
     Program_->Start();
     FailingFocus failing(*Program_);
