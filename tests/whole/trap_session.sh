@@ -12,6 +12,8 @@ has() { grep -qF -- "$1" "$2" || fail "\"$1\" is not in $2: $(cat "$2")"; }
 mkdir "$work/quotes"
 printf 'MSFT\r\n5\r\n11\r\n%s\r\n71\r\n' "$work/quotes" >"$work/program/user.cfg"
 printf '[Log File]\nCapture To Disk=1\nWrite To Disk=1\n' >"$work/program/FSCLIENT.INI"
+# Its lack would be logged, too.
+cp "$source_folder/packaging/icons/t8.ico" "$work/program/"
 start_window_manager
 
 # A whole life: start, a symbol more, the download of both, the end.
