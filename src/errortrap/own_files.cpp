@@ -6,6 +6,7 @@
 
 #include "platform/paths.h"
 #include "platform/program.h"
+#include "platform/program_places.h"
 
 namespace hq {
 
@@ -17,8 +18,9 @@ namespace {
 constexpr std::string_view Data[] = {"user.cfg",  "server.ini",  "FSCLIENT.INI", "quotes.db",
                                      "trace.log", "fserror.log", "!error!.log"};
 // As they stand, and on Windows with ".exe" or ".txt".
-constexpr std::string_view Others[] = {
-    "history-quotes", "history-quotes-cli", "quote-server", "t8.ico", "error-help.html", "LICENSE", "README"};
+constexpr std::string_view Others[] = {"history-quotes", "history-quotes-cli", "quote-server",
+                                       "t8.ico",         "error-help.html",    "LICENSE",
+                                       "README",         InstalledCopyMark};
 constexpr std::string_view Libraries[] = {".exe", ".dll"};
 constexpr std::string_view Folders[] = {"sources", "licences"};
 

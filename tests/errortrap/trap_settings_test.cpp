@@ -258,7 +258,8 @@ TEST_F(LogNames, AreNoneOfTheProgramsOwnFiles) {
        {"user.cfg",           "user.cfg.bak",  "server.ini",  "server.ini.example", "FSCLIENT.INI",
         "quotes.db",          "quotes.db-wal", "t8.ico",      "history-quotes",     "history-quotes-cli",
         "history-quotes.exe", "quote-server",  "trace.log",   "trace.log.bak",      "trace-2.log",
-        "trace-99.log.bak",   "fserror.log",   "!error!.log", "Qt6Core.dll",        "README.txt"}) {
+        "trace-99.log.bak",   "fserror.log",   "!error!.log", "Qt6Core.dll",        "README.txt",
+        "installed-copy"}) {
     const TrapSettings settings =
         Load("[log file]\nLog File=" + name + "\n[CircularLog]\nFileName=" + name + "\n");
     EXPECT_EQ(settings.LogFile, "error.log") << name;
