@@ -180,6 +180,8 @@ class MemoryFiles final : public Files {
     return Open_For_Output(path);
   }
   std::string Read(const std::string& path) override {
+    ++Reads;
+    if (ReadError != 0) throw RunTimeError(ReadError, path);
     const auto found = Contents.find(path);
     if (found == Contents.end()) throw RunTimeError(FileNotFound, path);
     return found->second;
@@ -187,8 +189,11 @@ class MemoryFiles final : public Files {
   void Copy(const std::string& from, const std::string& to) override { Contents[to] = Read(from); }
   void Rename(const std::string& from, const std::string& to) override {
     if (RenameError != 0) throw RunTimeError(RenameError, to);
-    Contents[to] = Read(from);
-    Delete(from);
+    const auto found = Contents.find(from);
+    if (found == Contents.end()) throw RunTimeError(FileNotFound, from);
+    std::string bytes = found->second;
+    Contents.erase(found);
+    Contents[to] = std::move(bytes);
   }
   void Delete(const std::string& path) override {
     if (Contents.erase(path) == 0) throw RunTimeError(FileNotFound, path);
@@ -199,8 +204,10 @@ class MemoryFiles final : public Files {
   int OpenError = 0;    // raised by Open_For_Output unless 0
   int WriteError = 0;   // raised by every Write unless 0
   int CloseError = 0;   // raised by Close unless 0
+  int ReadError = 0;    // raised by Read unless 0
   int RenameError = 0;  // raised by Rename unless 0
   int Opens = 0;
+  int Reads = 0;
 
  private:
   class MemoryFile final : public OutputFile {
