@@ -8,6 +8,7 @@
 #include "errortrap/own_files.h"
 #include "errortrap/report_text.h"
 #include "errortrap/rich_text.h"
+#include "platform/settings_text.h"
 
 namespace hq {
 
@@ -175,10 +176,18 @@ TrapSettings Read_Trap_Settings(const Profile& profile) {
 
 TrapSettings Load_Trap_Settings(Files& files, const std::string& program_folder) {
   TrapSettings settings;
+  // The trap must start whatever becomes of its settings.
   try {
-    settings = Read_Trap_Settings(Profile(files.Read(Join_Path(program_folder, TrapSettingsFileName))));
+    std::string text = files.Read(Join_Path(program_folder, TrapSettingsFileName));
+    std::string fault;
+    try {
+      text = SettingsText(text).Text();
+    } catch (const RunTimeError& error) {
+      fault = std::string(TrapSettingsFileName) + " can't be read as a whole: " + error.Detail();
+    }
+    settings = Read_Trap_Settings(Profile(text));
+    if (!fault.empty()) settings.Faults.push_back(fault);
   } catch (const RunTimeError& error) {
-    // The trap must start whatever becomes of its settings.
     if (error.Number() != FileNotFound) {
       settings.Faults.push_back(std::string(TrapSettingsFileName) +
                                 " can't be read, so every setting has its default: " + error.Detail());

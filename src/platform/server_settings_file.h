@@ -46,12 +46,12 @@ class ServerSettingsFile {
 
   // Changes values in the file as it is by now, whole or not at all. Remarks, line ends, the way of writing,
   // links, owner and permissions stay; a new file is the user's alone. Nothing is written when nothing
-  // changes. Raises SettingsError when the file can't be read or written, and what `look` raises; then nothing
-  // has changed.
+  // changes. Raises SettingsError when the file can't be read or written, and what `look` raises; then
+  // nothing has changed.
   void Save(const std::vector<SettingsChange>& changes, const Look& look = {});
 
-  // The same when the file can't be read, for a user who wants that: it gets the name "server.ini.bak", or the
-  // next free one, and a new one takes its place.
+  // The same when the file can't be read, for a user who wants that: it gets the name "server.ini.bak", or
+  // the next free one, and a new one takes its place.
   void Replace(const std::vector<SettingsChange>& changes, const Look& look = {});
 
  private:

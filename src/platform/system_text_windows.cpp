@@ -14,7 +14,8 @@ std::string Converted(std::string_view text, UINT from, UINT to) {
   std::string made(
       static_cast<size_t>(WideCharToMultiByte(to, 0, wide.data(), units, nullptr, 0, nullptr, nullptr)),
       '\0');
-  WideCharToMultiByte(to, 0, wide.data(), units, made.data(), static_cast<int>(made.size()), nullptr, nullptr);
+  WideCharToMultiByte(to, 0, wide.data(), units, made.data(), static_cast<int>(made.size()), nullptr,
+                      nullptr);
   return made;
 }
 

@@ -12,6 +12,7 @@
 #include "platform/files.h"
 #include "support/fakes.h"
 #include "support/temp_folder.h"
+#include "support/utf16.h"
 
 namespace hq {
 namespace {
@@ -226,6 +227,25 @@ TEST(LoadTrapSettings, ReadsTheFileInTheProgramFolder) {
   folder.Write("FSCLIENT.INI", "[preferences]\r\nSilent Run=1\r\n");
   SystemFiles files;
   EXPECT_TRUE(Load_Trap_Settings(files, folder.Path()).SilentRun);
+}
+
+TEST(LoadTrapSettings, ReadsEveryWayOfWriting) {
+  const std::string text = "[preferences]\r\nSilent Run=1\r\n[log file]\r\nLog File=my errors.log\r\n";
+  MemoryFiles files;
+  for (const std::string& bytes :
+       {text, "\xEF\xBB\xBF" + text, test::Utf16(text), test::Utf16(text).substr(2)}) {
+    files.Contents[Join_Path("folder", "FSCLIENT.INI")] = bytes;
+    const TrapSettings settings = Load_Trap_Settings(files, "folder");
+    EXPECT_TRUE(settings.SilentRun);
+    EXPECT_EQ(settings.LogFile, "my errors.log");
+  }
+}
+
+TEST(LoadTrapSettings, TakesWhatASpoiledFileStillSays) {
+  MemoryFiles files;
+  files.Contents[Join_Path("folder", "FSCLIENT.INI")] =
+      std::string("[preferences]\nSilent Run=1\n", 27) + std::string(100, '\0');
+  EXPECT_TRUE(Load_Trap_Settings(files, "folder").SilentRun);
 }
 
 TEST(LoadTrapSettings, TakesTheDefaultsWhenTheFileCannotBeRead) {

@@ -70,7 +70,8 @@ TEST_F(ServerSettingsFileTest, NothingIsSavedOverWhatCantBeRead) {
 TEST_F(ServerSettingsFileTest, NothingIsSavedOverWhatIsNoText) {
   Disk.Contents[Path] = std::string("[Keys]\ntiingo=\0abc\n", 19);
   ServerSettingsFile file(Disk, Path);
-  EXPECT_EQ(file.Fault(), "The settings can't be read: folder/server.ini: it is no plain text, it holds NULs.");
+  EXPECT_EQ(file.Fault(),
+            "The settings can't be read: folder/server.ini: it is no plain text, it holds NULs.");
   EXPECT_EQ(Save(file), file.Fault());
   EXPECT_EQ(Disk.Opens, 0);
 }
@@ -193,8 +194,8 @@ TEST_F(ServerSettingsFileTest, AFileThatWasMendedIsNotReplaced) {
   ServerSettingsFile file(Disk, Path);
   Disk.ReadError = 0;
   file.Replace({{"Quotes", "Source", "live"}});
-  EXPECT_THAT(Disk.Contents, testing::ElementsAre(testing::Pair(
-                                 Path, std::string(Keys) + "\n[Quotes]\nSource=live\n")));
+  EXPECT_THAT(Disk.Contents,
+              testing::ElementsAre(testing::Pair(Path, std::string(Keys) + "\n[Quotes]\nSource=live\n")));
 }
 
 }  // namespace
