@@ -8,6 +8,7 @@
 #include "base/profile.h"
 #include "base/strings.h"
 #include "platform/paths.h"
+#include "platform/server_settings_file.h"
 #include "quotes/request.h"
 #include "require.h"
 #include "shell/server_settings.h"
@@ -77,14 +78,28 @@ void Check_Settings_File(const std::string& bytes) {
 
 void Check_Server_Settings(const std::string& bytes) {
   test::MemoryFiles files;
-  files.Contents[Join_Path(Folder, ServerSettingsFileName)] = bytes;
+  const std::string path = Join_Path(Folder, ServerSettingsFileName);
+  files.Contents[path] = bytes;
+  ServerSettingsFile file(files, path);
+  const std::string text = file.Text();
+  const ServerSettings settings = Read_Server_Settings(text);
+  Require(settings.RequestTemplate.empty() || !settings.Fault.empty() ||
+              Template_Fault(settings.RequestTemplate).empty(),
+          "a template that can't serve is refused");
+  const std::string fault = file.Fault();
   try {
-    const ServerSettings settings = Load_Server_Settings(files, Folder);
-    Require(settings.RequestTemplate.empty() || Template_Fault(settings.RequestTemplate).empty(),
-            "a template that can't serve is refused");
-  } catch (const RunTimeError& error) {
-    Require(error.Number() == TypeMismatch, "a value that can't serve is a type mismatch");
+    file.Save({{"Keys", "service", "new"}});
+    Require(fault.empty(), "nothing is saved over what was not read");
+    Require(Profile(file.Text()).Get("keys", "SERVICE") == "new", "a value that was saved is there");
+    ServerSettingsFile again(files, path);
+    Require(again.Fault().empty() && again.Text() == file.Text(), "what was saved is read again");
+    again.Save({{"Keys", "service", ""}});
+    Require(Profile(again.Text()).Get("Keys", "service", "none") == "none", "a value can be taken out");
+  } catch (const SettingsError&) {
+    Require(!fault.empty(), "what was read can be saved");
+    Require(files.Contents.at(path) == bytes, "no byte of the file is lost");
   }
+  if (fault.empty()) Require(SettingsText(bytes).Bytes() == bytes, "a text keeps how it is written");
 }
 
 }  // namespace

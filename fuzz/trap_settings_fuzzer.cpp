@@ -9,6 +9,7 @@
 #include "base/strings.h"
 #include "errortrap/trap_settings.h"
 #include "require.h"
+#include "support/fakes.h"
 
 namespace {
 
@@ -43,5 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const Profile profile(std::string_view(reinterpret_cast<const char*>(data), size));
   for (const TrapSettingKey& key : Trap_Setting_Keys()) Check_Key(profile, key);
   Check_Settings(Read_Trap_Settings(profile));
+  test::MemoryFiles files;
+  files.Contents[Join_Path("folder", TrapSettingsFileName)].assign(reinterpret_cast<const char*>(data), size);
+  Check_Settings(Load_Trap_Settings(files, "folder"));
   return 0;
 }

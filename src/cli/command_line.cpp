@@ -13,6 +13,7 @@
 #include "entry/interval_choice.h"
 #include "errortrap/trap_session.h"
 #include "platform/paths.h"
+#include "platform/server_settings_file.h"
 #include "quotes/curl_transfer.h"
 #include "quotes/request.h"
 #include "server/quote_server.h"
@@ -217,17 +218,20 @@ class CommandLineRun {
         if (!fault.empty()) throw Refusal{"--template: " + fault};
         return plain;
       }
-      if (!options_.Source) {
-        const ServerSettings settings = Load_Server_Settings(environment_.FileSystem, program_folder_);
-        if (!settings.RequestTemplate.empty()) return settings.RequestTemplate;
-      }
     } catch (const RunTimeError& error) {
       throw Refusal{error.Detail()};
     }
-    return Start_Server();
+    ServerSettingsFile settings(environment_.FileSystem, Join_Path(program_folder_, ServerSettingsFileName));
+    if (const std::string fault = settings.Fault(); !fault.empty()) throw Refusal{fault};
+    if (!options_.Source) {
+      const ServerSettings named = Read_Server_Settings(settings.Text());
+      if (!named.Fault.empty()) throw Refusal{settings.Path() + ", " + named.Fault};
+      if (!named.RequestTemplate.empty()) return named.RequestTemplate;
+    }
+    return Start_Server(settings);
   }
 
-  std::string Start_Server() {
+  std::string Start_Server(ServerSettingsFile& settings) {
     std::shared_ptr<server::QuoteSource> source;
     server::ServerOptions serving;
     std::string note;
@@ -240,7 +244,7 @@ class CommandLineRun {
       };
       server::SourceSetUp setup{
           server::Places_In(program_folder_, "history-quotes/" HQ_VERSION, environment_.ProgramFolder),
-          report};
+          settings, report};
       if (!options_.Source) note = setup.First_Start_Note();
       source = setup.Make(options_.Source);
       serving.Hosts = setup.Settings().Hosts;

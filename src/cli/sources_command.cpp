@@ -238,7 +238,10 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
       const server::SourcePlaces places =
           server::Places_In(given.ProgramFolder, "history-quotes/" HQ_VERSION, environment.ProgramFolder);
       if (sources->parsed()) {
-        SourceSetUp setup{places, report};
+        ServerSettingsFile settings(environment.FileSystem,
+                                    Join_Path(given.ProgramFolder, ServerSettingsFileName));
+        if (const std::string fault = settings.Fault(); !fault.empty()) throw SettingsError(fault);
+        SourceSetUp setup{places, settings, report};
         if (test->parsed()) return Test_Source(setup, given, environment.Out);
         if (use->parsed()) {
           Use_Sources(setup, given.List, environment.Out);
@@ -270,6 +273,9 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
       }
       return exit_code::Done;
     } catch (const std::invalid_argument& error) {
+      environment.Err << error.what() << std::endl;
+      return exit_code::Refused;
+    } catch (const SettingsError& error) {
       environment.Err << error.what() << std::endl;
       return exit_code::Refused;
     }

@@ -147,8 +147,16 @@ SymbolOutcome DownloadRun::Process_Onestock() {
   SymbolOutcome result = With_Own_Handler(
       trap, {"frmmain1.frm", "Sub Process_Onestock"},
       [&]() -> SymbolOutcome {
-        Start_Transfer();
+        Forget_Transfer();
         own = transfer.Number;
+        if (!state_.NoServer.empty()) {
+          transfer.TransferStatus = "Failed! " + symbol + ": " + state_.NoServer;
+          services_.Status.Show(transfer.TransferStatus);
+          inet.Cancel();
+          services_.Loop.Sleep(RestAfterFailure);
+          return {symbol, false, state_.NoServer};
+        }
+        inet.Execute(Compose_Request(state_.RequestTemplate, state_.Settings, services_.Time.Today()), "GET");
         transfer.TransferStatus = "Start downloading " + symbol;
         switch (Wait_For_Transfer()) {
           case WaitEnd::Superseded:
@@ -188,15 +196,13 @@ SymbolOutcome DownloadRun::Process_Onestock() {
   return result;
 }
 
-void DownloadRun::Start_Transfer() {
+void DownloadRun::Forget_Transfer() {
   TransferState& transfer = state_.Transfer;
   // Nothing left over from another transfer must ever be taken for this one's.
   transfer.ResponseText.clear();
   states_.clear();
   state_waits_ = false;
   ++transfer.Number;
-  services_.Inet.Execute(Compose_Request(state_.RequestTemplate, state_.Settings, services_.Time.Today()),
-                         "GET");
 }
 
 DownloadRun::WaitEnd DownloadRun::Wait_For_Transfer() {

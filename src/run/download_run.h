@@ -31,6 +31,7 @@ struct SharedState {
   TransferState Transfer;
   FormatCatalogue Formats;
   std::string RequestTemplate;  // plain
+  std::string NoServer;         // why there is no server to ask, for the user; empty when there is one
 };
 
 // The lines that tell a run step by step (lstlog).
@@ -98,7 +99,8 @@ class DownloadRun {
   enum class WaitEnd { TransferEnded, TimeOut, Superseded };
 
   void State_Came(int number);
-  void Start_Transfer();
+  // Makes what comes of earlier transfers count no more.
+  void Forget_Transfer();
   WaitEnd Wait_For_Transfer();
   // Puts the number of rows to write into rows.
   SymbolOutcome Process_Answer(SymbolOutcome outcome, std::int16_t& rows);

@@ -48,11 +48,7 @@ class Services {
       if (profile.Off_Until_Read.empty() && Missing_Keys(profile, keys).empty())
         ready.push_back({std::make_shared<const SourceProfile>(profile), std::move(keys)});
     }
-    if (ready.empty()) {
-      throw std::invalid_argument(
-          "No source of live quotes is set up: put a key into the section [Keys] of the settings, or into an "
-          "environment variable such as HQ_KEY_TIINGO.");
-    }
+    if (ready.empty()) throw std::invalid_argument(Why_None());
     std::ranges::stable_sort(ready, {}, [](const LiveService& service) {
       return std::ranges::find(usual_order, service.Profile->Name) - usual_order.begin();
     });
@@ -88,6 +84,28 @@ class Services {
   }
 
  private:
+  // Why no service can be asked, by the keys that there are.
+  std::string Why_None() {
+    std::string names;
+    for (const SourceProfile& profile : Folder().Profiles) {
+      LiveService service{std::make_shared<const SourceProfile>(profile),
+                          Keys_Of(profile, live_.Keys, live_.Variables)};
+      if (!service.Keys.empty()) return Lack(service);
+      if (!profile.Keys.empty()) names += (names.empty() ? "" : ", ") + profile.Name;
+    }
+    for (const auto& [setting, key] : live_.Keys) {
+      if (Trim_White(key).empty()) continue;
+      if (!Folder().Errors.empty()) return Folder().Errors.front().Text();
+      std::string text = "The key \"";
+      text.append(setting).append(
+          "\" in the section [Keys] of the settings is that of no service: there are ");
+      return text.append(names).append(".");
+    }
+    return "No source of live quotes is set up: put a key into the section [Keys] of the settings, or into "
+           "an "
+           "environment variable such as HQ_KEY_TIINGO.";
+  }
+
   const ProfileFolder& Folder() {
     if (!folder_) {
       folder_ = Load_Profiles(live_.Profiles);

@@ -15,6 +15,7 @@
 #include "platform/machine.h"
 #include "platform/mail.h"
 #include "platform/program.h"
+#include "platform/server_settings_file.h"
 #include "server/quote_server.h"
 #include "server/source_setup.h"
 
@@ -44,7 +45,8 @@ struct Options {
   std::optional<std::string> Source;
   std::filesystem::path Profiles;
   std::filesystem::path Archive;
-  std::filesystem::path Settings;
+  std::string Settings;
+  bool NamesSettings = false;
   std::string Address = "127.0.0.1";
   std::string Port = "0";
   bool Verbose = false;
@@ -61,12 +63,16 @@ void Serve(const Options& options, ErrorLines& errors) {
   hq::InterruptWatch watch;
   const auto report = [&errors](const std::string& line) { errors.Write(line); };
 
+  hq::SystemFiles files;
+  hq::ServerSettingsFile settings{files, options.Settings};
+  if (const std::string fault = settings.Fault(); !fault.empty()) throw std::invalid_argument(fault);
+  if (options.NamesSettings && !settings.Is_There())
+    throw std::invalid_argument("--settings: " + options.Settings + " does not exist");
   hq::server::SourcePlaces places;
-  places.Settings = options.Settings;
   places.Profiles = options.Profiles;
   places.Archive = options.Archive;
   places.Program = "history-quotes/" HQ_VERSION;
-  const hq::server::SourceSetUp setup{std::move(places), report};
+  const hq::server::SourceSetUp setup{std::move(places), settings, report};
   const std::shared_ptr<hq::server::QuoteSource> source = setup.Make(options.Source);
   hq::server::ServerOptions serving;
   serving.Hosts = setup.Settings().Hosts;
@@ -90,7 +96,7 @@ int main(int argc, char** argv) {
   const std::filesystem::path folder = hq::Program_Folder();
   options.Profiles = folder / "sources";
   options.Archive = folder / "quotes.db";
-  options.Settings = folder / "server.ini";
+  options.Settings = hq::Join_Path(hq::Program_Folder(), hq::ServerSettingsFileName);
   CLI::App app{"Answers requests for historical stock quotes over HTTP.", "quote-server"};
   app.set_version_flag("--version", "quote-server " HQ_VERSION);
   app.add_option("--port", options.Port, "Port to listen on; 0 takes a free one")
@@ -103,8 +109,9 @@ int main(int argc, char** argv) {
       "order; otherwise as the settings say, and simulated when they say nothing");
   app.add_option("--sources", options.Profiles, "Folder of the source profiles; sources beside the program");
   app.add_option("--archive", options.Archive, "File of the quotes fetched; quotes.db beside the program");
-  app.add_option("--settings", options.Settings,
-                 "File with the sections [Quotes], [Keys] and [Server]; server.ini beside the program");
+  const CLI::Option* settings =
+      app.add_option("--settings", options.Settings,
+                     "File with the sections [Quotes], [Keys] and [Server]; server.ini beside the program");
   app.add_option("--address", options.Address,
                  "Address to listen on; the default lets only this computer in, 0.0.0.0 is all addresses")
       ->capture_default_str();
@@ -115,6 +122,7 @@ int main(int argc, char** argv) {
   }
   try {
     app.parse(argc, argv);
+    options.NamesSettings = settings->count() > 0;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }

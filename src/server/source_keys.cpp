@@ -2,36 +2,17 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 
 #include "base/profile.h"
 #include "base/strings.h"
-#include "platform/paths.h"
 
 namespace hq::server {
-
-namespace fs = std::filesystem;
 
 std::map<std::string, std::string> Read_Keys(std::string_view settings_text) {
   std::map<std::string, std::string> keys;
   for (const auto& [name, key] : Profile{settings_text}.Entries("Keys")) {
     const auto is_same = [&name = name](const auto& entry) { return Equal_Without_Case(entry.first, name); };
     if (!name.starts_with('#') && std::ranges::none_of(keys, is_same)) keys.emplace(name, key);
-  }
-  return keys;
-}
-
-std::map<std::string, std::string> Load_Keys(const fs::path& settings_file,
-                                             const std::function<void(const std::string& line)>& warn) {
-  std::ifstream stream{settings_file, std::ios::binary};
-  if (!stream) return {};
-  std::ostringstream text;
-  text << stream.rdbuf();
-  std::map<std::string, std::string> keys = Read_Keys(text.str());
-  if (Others_Can_Read(settings_file) && !keys.empty() && warn) {
-    warn("Other users of this computer can read the keys in " + Utf8_Text(settings_file) +
-         ": let only yourself read that file (chmod 600).");
   }
   return keys;
 }

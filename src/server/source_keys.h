@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <optional>
@@ -17,11 +16,6 @@ namespace hq::server {
 // or "#" are remarks; of two entries of one name in any letter case the first holds, as it does for the other
 // settings.
 [[nodiscard]] std::map<std::string, std::string> Read_Keys(std::string_view settings_text);
-
-// Reads the section [Keys] of a settings file; nothing without such a file. A file that other users of the
-// computer can read is told to `warn`, which may be empty; systems that don't tell are taken to be safe.
-[[nodiscard]] std::map<std::string, std::string> Load_Keys(
-    const std::filesystem::path& settings_file, const std::function<void(const std::string& line)>& warn);
 
 // The value of an environment variable; none when it isn't set.
 using Environment = std::function<std::optional<std::string>(const std::string& name)>;

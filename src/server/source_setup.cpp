@@ -2,10 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <set>
-#include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -32,37 +29,6 @@ std::string One_Value(std::string_view text) {
   return std::string{Trim_White(text.substr(0, text.find_first_of("\r\n")))};
 }
 
-std::string Read_File(const fs::path& file) {
-  const std::ifstream stream{file, std::ios::binary};
-  std::ostringstream text;
-  text << stream.rdbuf();
-  return text.str();
-}
-
-// Writes a file that only the user can read, whole or not at all.
-void Write_Private(const fs::path& file, const std::string& text) {
-  fs::path beside = file;
-  beside += ".new";
-  std::error_code failed;
-  fs::remove(beside, failed);
-  {
-    // Closed to others before the first key goes in.
-    std::ofstream stream{beside, std::ios::binary};
-    fs::permissions(beside, fs::perms::owner_read | fs::perms::owner_write, failed);
-    stream << text << std::flush;
-    if (!stream) {
-      stream.close();
-      fs::remove(beside, failed);
-      throw std::runtime_error("The settings can't be written to " + Utf8_Text(file) + ".");
-    }
-  }
-  fs::rename(beside, file, failed);
-  if (!failed) return;
-  const std::string reason = failed.message();
-  fs::remove(beside, failed);
-  throw std::runtime_error("The settings can't be written to " + Utf8_Text(file) + ": " + reason + ".");
-}
-
 }  // namespace
 
 SourceSettings Read_Source_Settings(std::string_view settings_text) {
@@ -78,26 +44,36 @@ SourceSettings Read_Source_Settings(std::string_view settings_text) {
   return settings;
 }
 
-std::string With_Source_Settings(std::string_view settings_text, const SourceSettings& settings) {
-  const auto adjusted =
-      std::ranges::find(adjustment_words, settings.Adjusted, &std::pair<Adjustment, std::string_view>::first);
-  std::string text = With_Profile_Value(settings_text, quotes_section, "Source", One_Value(settings.Source));
-  text = With_Profile_Value(text, quotes_section, "Adjustment",
-                            settings.Adjusted == Adjustment::Splits ? "" : adjusted->second);
-  for (const auto& [name, key] : Read_Keys(settings_text)) {
-    const auto is_same = [&name = name](const auto& kept) { return Equal_Without_Case(kept.first, name); };
-    if (std::ranges::none_of(settings.Keys, is_same)) text = With_Profile_Value(text, keys_section, name, {});
+std::vector<SettingsChange> Source_Changes(const SourceSettings& before, const SourceSettings& after) {
+  const auto word = [](Adjustment adjusted) {
+    const auto found =
+        std::ranges::find(adjustment_words, adjusted, &std::pair<Adjustment, std::string_view>::first);
+    return std::string(adjusted == Adjustment::Splits ? "" : found->second);
+  };
+  std::vector<SettingsChange> changes;
+  const auto change = [&changes](std::string_view section, std::string key, std::string value) {
+    changes.push_back({std::string(section), std::move(key), std::move(value)});
+  };
+  if (after.Source != before.Source) change(quotes_section, "Source", One_Value(after.Source));
+  if (after.Adjusted != before.Adjusted) change(quotes_section, "Adjustment", word(after.Adjusted));
+  const auto find = [](const SourceSettings& settings, const std::string& name) {
+    return std::ranges::find_if(settings.Keys,
+                                [&name](const auto& entry) { return Equal_Without_Case(entry.first, name); });
+  };
+  for (const auto& [name, key] : before.Keys) {
+    if (find(after, name) == after.Keys.end()) change(keys_section, name, {});
   }
-  for (const auto& [name, key] : settings.Keys) {
-    if (const std::string setting = One_Value(name); !setting.empty())
-      text = With_Profile_Value(text, keys_section, setting, One_Value(key));
+  for (const auto& [name, key] : after.Keys) {
+    const auto known = find(before, name);
+    const std::string setting = One_Value(name);
+    if (!setting.empty() && (known == before.Keys.end() || known->second != key))
+      change(keys_section, setting, One_Value(key));
   }
-  return text;
+  return changes;
 }
 
 SourcePlaces Places_In(const fs::path& program_folder, std::string program, const fs::path& own_folder) {
   SourcePlaces places;
-  places.Settings = program_folder / "server.ini";
   places.Profiles = program_folder / "sources";
   std::error_code unknown;
   if (!own_folder.empty() && !fs::is_directory(places.Profiles, unknown))
@@ -107,11 +83,9 @@ SourcePlaces Places_In(const fs::path& program_folder, std::string program, cons
   return places;
 }
 
-SourceSetUp::SourceSetUp(SourcePlaces places, Reporter report)
-    : places_(std::move(places)), report_(std::move(report)), fetcher_(places_.Fetcher) {
-  // For its warning that others can read the file.
-  static_cast<void>(Load_Keys(places_.Settings, report_));
-  settings_ = Read_Source_Settings(Read_File(places_.Settings));
+SourceSetUp::SourceSetUp(SourcePlaces places, ServerSettingsFile& file, Reporter report)
+    : places_(std::move(places)), file_(file), report_(std::move(report)), fetcher_(places_.Fetcher) {
+  Warn_Of_Readers();
   if (!fetcher_) {
     CurlFetcherOptions fetching;
     fetching.User_Agent = places_.Program;
@@ -120,19 +94,21 @@ SourceSetUp::SourceSetUp(SourcePlaces places, Reporter report)
 }
 
 SourceSettings SourceSetUp::Settings() const {
-  const std::lock_guard lock{mutex_};
-  return settings_;
+  return Read_Source_Settings(file_.Text());
 }
 
 void SourceSetUp::Save(const SourceSettings& settings) {
-  const std::lock_guard lock{mutex_};
-  const std::string text = With_Source_Settings(Read_File(places_.Settings), settings);
-  Write_Private(places_.Settings, text);
-  settings_ = Read_Source_Settings(text);
+  file_.Save(Source_Changes(Settings(), settings));
+  Warn_Of_Readers();
 }
 
-LiveSetUp SourceSetUp::Live() const {
-  const SourceSettings settings = Settings();
+void SourceSetUp::Warn_Of_Readers() const {
+  if (!report_ || Settings().Keys.empty() || !Others_Can_Read(System_Path(file_.Path()))) return;
+  report_("Other users of this computer can read the keys in " + file_.Path() +
+          ": let only yourself read that file (chmod 600).");
+}
+
+LiveSetUp SourceSetUp::Live(const SourceSettings& settings) const {
   LiveSetUp live;
   live.Profiles = places_.Profiles;
   live.Archive = places_.Archive;
@@ -145,11 +121,16 @@ LiveSetUp SourceSetUp::Live() const {
 }
 
 std::string SourceSetUp::Source_List() const {
-  const SourceSettings settings = Settings();
+  return file_.Fault().empty() ? Source_List(Settings()) : std::string{};
+}
+
+std::string SourceSetUp::Source_List(const SourceSettings& settings) const {
   if (!settings.Source.empty()) return settings.Source;
+  // Also a key that is no use: whoever has set one wants no made-up quotes.
+  const auto is_set = [](const auto& entry) { return !Trim_White(entry.second).empty(); };
+  if (std::ranges::any_of(settings.Keys, is_set)) return "live";
   for (const SourceProfile& profile : Load_Profiles(places_.Profiles).Profiles) {
-    if (!profile.Off_Until_Read.empty() || profile.Keys.empty()) continue;
-    if (Missing_Keys(profile, Keys_Of(profile, settings.Keys, places_.Variables)).empty()) return "live";
+    if (!Keys_Of(profile, {}, places_.Variables).empty()) return "live";
   }
   return "simulated";
 }
@@ -161,18 +142,15 @@ bool SourceSetUp::Is_Set_Up() const {
 std::string SourceSetUp::Simulated_Note() const {
   if (Is_Set_Up()) return {};
   return "The quotes are simulated until you choose a source of real ones: put a service's key into " +
-         Utf8_Text(places_.Settings) + " or use Quote Server... in the menu.";
+         file_.Path() + " or use Quote Server... in the menu.";
 }
 
 std::string SourceSetUp::First_Start_Note() {
   std::string note = Simulated_Note();
-  if (note.empty()) return {};
-  const std::lock_guard lock{mutex_};
-  const std::string text = Read_File(places_.Settings);
-  if (!Profile{text}.Get(quotes_section, "Told").empty()) return {};
+  if (note.empty() || !Profile{file_.Text()}.Get(quotes_section, "Told").empty()) return {};
   try {
-    Write_Private(places_.Settings, With_Profile_Value(text, quotes_section, "Told", "yes"));
-  } catch (const std::runtime_error&) {
+    file_.Save({{std::string(quotes_section), "Told", "yes"}});
+  } catch (const SettingsError&) {
     // It is then said once more the next time.
   }
   return note;
@@ -193,11 +171,12 @@ std::vector<SourceEntry> SourceSetUp::Sources(QuoteSource* running) {
   const SourceSettings settings = Settings();
   const ProfileFolder folder = Load_Profiles(places_.Profiles);
   std::vector<SourceStatus> in_use;
-  LiveSetUp live = Live();
+  LiveSetUp live = Live(settings);
   std::error_code unknown;
   // Nothing was fetched yet; to look is no reason to begin an archive.
   if (!fs::exists(places_.Archive, unknown)) live.Archive.clear();
-  for (const std::string& name : Split_Source_List(Source_List())) {
+  const std::string list = Source_List();
+  for (const std::string& name : list.empty() ? std::vector<std::string>{} : Split_Source_List(list)) {
     const auto profile = std::ranges::find(folder.Profiles, name, &SourceProfile::Name);
     if (profile != folder.Profiles.end() && !Lack_Of(*profile, settings).empty()) {
       in_use.push_back({name, profile->Title, SourceState::NeedsKey, {}, Lack_Of(*profile, settings)});
@@ -260,7 +239,7 @@ std::vector<SourceEntry> SourceSetUp::Sources(QuoteSource* running) {
 
 SourceTrial SourceSetUp::Test(const std::string& name, const std::string& symbol) {
   try {
-    LiveSetUp live = Live();
+    LiveSetUp live = Live(Settings());
     live.Fetcher = fetcher_;
     const auto source = Make_Source(name, New_York_Now, report_, live);
     if (auto* chain = dynamic_cast<LiveSource*>(source.get())) return chain->Try_Out(name, symbol);
@@ -293,7 +272,13 @@ void SourceSetUp::Give_Up(bool on) {
 }
 
 std::unique_ptr<QuoteSource> SourceSetUp::Make(const std::optional<std::string>& list) const {
-  return Make_Source(list.value_or(Source_List()), New_York_Now, report_, Live());
+  if (const std::string fault = file_.Fault(); !fault.empty()) throw SettingsError(fault);
+  const SourceSettings settings = Settings();
+  return Make_Source(list ? *list : Source_List(settings), New_York_Now, report_, Live(settings));
+}
+
+std::unique_ptr<QuoteSource> SourceSetUp::Make_Of(const SourceSettings& settings) const {
+  return Make_Source(Source_List(settings), New_York_Now, report_, Live(settings));
 }
 
 std::uintmax_t SourceSetUp::Archive_Size() const {

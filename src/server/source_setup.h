@@ -4,12 +4,12 @@
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/server_settings_file.h"
 #include "server/csv_source.h"
 #include "server/http_fetch.h"
 #include "server/make_source.h"
@@ -38,15 +38,13 @@ struct SourceSettings {
 // Reads the sections; of what is not understood the defaults hold.
 [[nodiscard]] SourceSettings Read_Source_Settings(std::string_view settings_text);
 
-// `settings_text` with the settings in place of what it says of them; everything else stays as it is, remarks
-// in the two sections too. Values lose what follows a line end.
-[[nodiscard]] std::string With_Source_Settings(std::string_view settings_text,
-                                               const SourceSettings& settings);
+// What must change in the settings file to make of the settings before those after; nothing of what both
+// have. Values lose what follows a line end.
+[[nodiscard]] std::vector<SettingsChange> Source_Changes(const SourceSettings& before,
+                                                         const SourceSettings& after);
 
 // Where the program keeps what its sources need.
 struct SourcePlaces {
-  // The file with the sections [Quotes] and [Keys]; it may be missing.
-  std::filesystem::path Settings;
   // The folder of the profiles.
   std::filesystem::path Profiles;
   // The archive's file.
@@ -59,7 +57,7 @@ struct SourcePlaces {
   std::shared_ptr<HttpFetcher> Fetcher;
 };
 
-// "server.ini", "sources" and "quotes.db" in the program folder. Where that has no "sources" those beside the
+// "sources" and "quotes.db" in the program folder. Where that has no "sources" those beside the
 // program are used, in `own_folder`.
 [[nodiscard]] SourcePlaces Places_In(const std::filesystem::path& program_folder, std::string program,
                                      const std::filesystem::path& own_folder = {});
@@ -91,24 +89,27 @@ struct SourceEntry {
 };
 
 // All that a user can see and change of the sources of quotes, for forms and command lines. The methods may
-// be called from several threads at once.
+// be called from several threads at once, those that are not const from one.
 class SourceSetUp {
  public:
-  // Reads the settings. `report` is told what files say about themselves, and may be empty.
-  explicit SourceSetUp(SourcePlaces places, Reporter report = {});
+  // `file` outlives the object. `report` is told what files say about themselves, and may be empty.
+  SourceSetUp(SourcePlaces places, ServerSettingsFile& file, Reporter report = {});
 
-  // The settings as they were read or saved last.
+  // The settings as they were read or saved last; the defaults when the file can't be read.
   [[nodiscard]] SourceSettings Settings() const;
 
-  // Writes the settings into their file, which then only the user can read, and keeps them. Raises
-  // std::runtime_error with a text for the user, and then nothing has changed.
+  // Changes in the settings file what differs from Settings(). Raises SettingsError, and then nothing has
+  // changed.
   void Save(const SourceSettings& settings);
 
-  // The list of sources that is asked: the one chosen, without one "live" when a service has its key, and
-  // otherwise "simulated".
+  // Tells the reporter when others can read the keys in the settings file.
+  void Warn_Of_Readers() const;
+
+  // The list of sources that is asked: the one chosen, without one "live" when a key is set, and otherwise
+  // "simulated". Empty when the settings can't be read.
   [[nodiscard]] std::string Source_List() const;
 
-  // Whether the user has chosen sources or set a key.
+  // Whether the user has chosen sources or set a key, or may have where the settings can't be read.
   [[nodiscard]] bool Is_Set_Up() const;
 
   // One friendly sentence that quotes are simulated and where to change it; empty when sources are set up.
@@ -131,8 +132,11 @@ class SourceSetUp {
   void Give_Up(bool on);
 
   // The source to serve: that of Source_List(), or of `list` instead. Raises std::invalid_argument as
-  // Make_Source does.
+  // Make_Source does, and SettingsError when the settings can't be read, which say how services are asked.
   [[nodiscard]] std::unique_ptr<QuoteSource> Make(const std::optional<std::string>& list = {}) const;
+
+  // The source that other settings would serve. Raises std::invalid_argument as Make_Source does.
+  [[nodiscard]] std::unique_ptr<QuoteSource> Make_Of(const SourceSettings& settings) const;
 
   // The size of the archive in bytes; 0 when there is none.
   [[nodiscard]] std::uintmax_t Archive_Size() const;
@@ -140,14 +144,14 @@ class SourceSetUp {
   [[nodiscard]] const SourcePlaces& Places() const { return places_; }
 
  private:
-  [[nodiscard]] LiveSetUp Live() const;
+  [[nodiscard]] LiveSetUp Live(const SourceSettings& settings) const;
+  [[nodiscard]] std::string Source_List(const SourceSettings& settings) const;
   [[nodiscard]] std::string Lack_Of(const SourceProfile& profile, const SourceSettings& settings) const;
 
   SourcePlaces places_;
+  ServerSettingsFile& file_;
   const Reporter report_;
   std::shared_ptr<HttpFetcher> fetcher_;
-  mutable std::mutex mutex_;
-  SourceSettings settings_;
 };
 
 }  // namespace hq::server

@@ -70,6 +70,7 @@ void global::Main() {
 
 void global::Use_Quotes(const QuotePlace& place) {
   State.RequestTemplate = place.RequestTemplate;
+  State.NoServer = place.Fault;
   Parts.RequestTemplate = place.RequestTemplate;
   Parts.SymbolSearchAddress = place.SymbolSearchAddress;
   Parts.QuotesNote = place.Note;

@@ -56,15 +56,14 @@ int main(int argc, char** argv) {
   parts.MajorVersion = HQ_VERSION_MAJOR;
   parts.MinorVersion = HQ_VERSION_MINOR;
   hq::QtMessageBoxes boxes;
+  hq::ServerSettingsFile settings(files, hq::Join_Path(parts.ProgramFolder, hq::ServerSettingsFileName));
   hq::QuoteService quotes(
-      files, parts.ProgramFolder,
+      settings,
       hq::server::Places_In(parts.ProgramFolder, "history-quotes/" HQ_VERSION, hq::Program_Folder()),
       arguments.isSet("source") ? std::optional(hq::To_Text(arguments.value("source"))) : std::nullopt);
   parts.Set_Up_Quotes = [&](QWidget* parent) -> std::optional<hq::QuotePlace> {
     const hq::InnerLoop inner;
-    hq::QuoteServerForm form(quotes, boxes, parent);
-    if (form.exec() != QDialog::Accepted) return std::nullopt;
-    return form.Place();
+    return hq::Set_Up_Quotes(quotes, boxes, parent);
   };
 
   // Before anything that may fail, so that its trap tells of it.

@@ -185,7 +185,7 @@ QWidget* QuoteServerForm::Make_Details() {
   const auto bytes = service_.Sources().Archive_Size();
   archive->setText(bytes == 0 ? "nothing yet" : QLocale::c().formattedDataSize(static_cast<qint64>(bytes)));
   form->addRow("Archive of fetched quotes:", archive);
-  std::string told;
+  std::string told = service_.Fault();
   for (const std::string& line : service_.Told()) told += (told.empty() ? "" : "\n") + line;
   if (!told.empty()) {
     auto* const messages = new QPlainTextEdit(To_QString(told));
@@ -446,7 +446,7 @@ void QuoteServerForm::Test() {
   if (tester_.joinable()) tester_.join();
   cmdTest_->setEnabled(false);
   lblTrial_->setText(To_QString("Asking " + entry->Status.Title + " for " + symbol + " ..."));
-  trial_ = std::make_unique<server::SourceSetUp>(Places_With_Typed_Keys());
+  trial_ = std::make_unique<server::SourceSetUp>(Places_With_Typed_Keys(), service_.Settings());
   const auto test = [this, name = entry->Status.Name, symbol] {
     Name_This_Thread("source test");
     server::SourceTrial trial;
@@ -512,6 +512,19 @@ QuoteChoice QuoteServerForm::Choice() const {
   return choice;
 }
 
+bool QuoteServerForm::May_Replace(const QuoteChoice& choice) {
+  const bool chooses =
+      optElsewhere_->isChecked() || !choice.Sources.Source.empty() || !choice.Sources.Keys.empty();
+  if (!chooses) {
+    boxes_.Show("Turn on the sources that quotes are to come from.", "Quote Server");
+    lstSources_->setFocus();
+    return false;
+  }
+  return boxes_.Show(service_.Settings_Fault() +
+                         "\n\nDo you want to put these settings in its place? It is kept under another name.",
+                     "Quote Server", MessageButtons::YesNoCancel) == MessageAnswer::Yes;
+}
+
 void QuoteServerForm::accept() {
   Folder_Changed();
   const QuoteChoice choice = Choice();
@@ -520,6 +533,7 @@ void QuoteServerForm::accept() {
     txtTemplate_->setFocus();
     return;
   }
+  if (!service_.Settings_Fault().empty() && !May_Replace(choice)) return;
   try {
     place_ = service_.Change(choice);
   } catch (const std::exception& error) {
@@ -527,6 +541,13 @@ void QuoteServerForm::accept() {
     return;
   }
   QDialog::accept();
+}
+
+std::optional<QuotePlace> Set_Up_Quotes(QuoteService& service, MessageBoxes& boxes, QWidget* parent) {
+  std::optional<QuotePlace> place = service.Look_Again();
+  QuoteServerForm form(service, boxes, parent);
+  if (form.exec() == QDialog::Accepted) place = form.Place();
+  return place;
 }
 
 }  // namespace hq

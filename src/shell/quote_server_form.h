@@ -3,6 +3,7 @@
 #include <QDialog>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -58,6 +59,8 @@ class QuoteServerForm final : public QDialog {
   void Test();
   void Show_Trial(const std::string& name, const server::SourceTrial& trial);
   [[nodiscard]] QuoteChoice Choice() const;
+  // Where the settings can't be read: whether the user wants others in their place.
+  [[nodiscard]] bool May_Replace(const QuoteChoice& choice);
   [[nodiscard]] const server::SourceEntry* Current_Entry() const;
   // The places with the keys as they are typed now, for a test before they are saved.
   [[nodiscard]] server::SourcePlaces Places_With_Typed_Keys() const;
@@ -89,5 +92,9 @@ class QuoteServerForm final : public QDialog {
   std::thread tester_;
   bool filling_ = false;
 };
+
+// Shows the form. The place from which quotes come from then on; nothing when that is the one of before.
+[[nodiscard]] std::optional<QuotePlace> Set_Up_Quotes(QuoteService& service, MessageBoxes& boxes,
+                                                      QWidget* parent);
 
 }  // namespace hq

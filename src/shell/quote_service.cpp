@@ -12,6 +12,33 @@
 
 namespace hq {
 
+namespace {
+
+std::unique_ptr<server::QuoteServer> Server_Of(std::shared_ptr<server::QuoteSource> source,
+                                               const server::SourceSettings& settings) {
+  server::ServerOptions options;
+  options.Hosts = settings.Hosts;
+  return std::make_unique<server::QuoteServer>(std::move(source), std::move(options));
+}
+
+// Starts the server inside for the source and puts its addresses where no other are named.
+QuotePlace Start_Server(server::QuoteServer& server, const server::QuoteSource& source, QuotePlace place) {
+  int port = 0;
+  try {
+    port = server.Start();
+  } catch (const std::exception& error) {
+    throw std::runtime_error(std::string("The program's own quote server can't be started: ") + error.what());
+  }
+  if (place.SymbolSearchAddress.empty()) place.SymbolSearchAddress = server.Symbol_Search_Address();
+  if (place.RequestTemplate.empty()) {
+    place.RequestTemplate = Default_Request_Template(port);
+    if (!source.Real_Quotes()) place.Note = "Simulated market, not real quotes";
+  }
+  return place;
+}
+
+}  // namespace
+
 class QuoteService::Messages {
  public:
   void Add(const std::string& line) {
@@ -31,61 +58,57 @@ class QuoteService::Messages {
   std::vector<std::string> lines_;
 };
 
-QuoteService::QuoteService(Files& files, std::string program_folder, server::SourcePlaces places,
+QuoteService::QuoteService(ServerSettingsFile& settings, server::SourcePlaces places,
                            std::optional<std::string> source)
-    : files_(files),
-      folder_(std::move(program_folder)),
+    : settings_(settings),
       source_list_(std::move(source)),
       messages_(std::make_shared<Messages>()),
-      sources_(std::move(places), [messages = messages_](const std::string& line) { messages->Add(line); }) {}
+      sources_(std::move(places), settings,
+               [messages = messages_](const std::string& line) { messages->Add(line); }) {}
 
 QuotePlace QuoteService::Start(MessageBoxes& boxes) {
   try {
-    const ServerSettings settings = Load_Server_Settings(files_, folder_);
-    request_template_ = settings.RequestTemplate;
-    search_address_ = settings.SymbolSearchAddress;
-  } catch (const RunTimeError& error) {
-    boxes.Show(error.Detail() + "\nThe program's own quote server is used.");
-  }
-  try {
-    std::shared_ptr<server::QuoteSource> source;
-    try {
-      source = Make_Source();
-    } catch (const std::invalid_argument& error) {
-      boxes.Show(std::string(error.what()) + "\nQuotes are simulated.");
-      source_list_ = "simulated";
-      source = Make_Source();
-    }
-    return Serve(std::move(source));
+    Serving serving = As_Asked();
+    if (!serving.Told.empty()) boxes.Show(serving.Told);
+    return Put_Into_Force(std::move(serving));
   } catch (const std::exception& error) {
-    boxes.Show(std::string("The program's own quote server can't be started: ") + error.what());
-    return {request_template_, search_address_, {}};
+    boxes.Show(error.what());
+    return Without_Server(error.what());
+  }
+}
+
+std::optional<QuotePlace> QuoteService::Look_Again() {
+  if (fault_.empty()) return std::nullopt;
+  settings_.Read_Again();
+  try {
+    return Put_Into_Force(As_Asked());
+  } catch (const std::exception& error) {
+    return Without_Server(error.what());
   }
 }
 
 QuoteChoice QuoteService::Choice() const {
-  return {request_template_, sources_.Settings()};
+  return {Read_Server_Settings(settings_.Text()).RequestTemplate, sources_.Settings()};
 }
 
 QuotePlace QuoteService::Change(const QuoteChoice& choice) {
   if (const std::string fault = Fault_Of_Template(choice.RequestTemplate); !fault.empty())
     throw std::runtime_error(fault);
   const QuoteChoice before = Choice();
-  const std::optional<std::string> list_before = std::exchange(source_list_, std::nullopt);
-  sources_.Save(choice.Sources);
-  try {
-    // Before the server's address is saved: a list that can't serve is refused.
-    std::shared_ptr<server::QuoteSource> source = Make_Source();
-    if (choice.RequestTemplate != before.RequestTemplate)
-      Save_Request_Template(files_, folder_, choice.RequestTemplate);
-    request_template_ = choice.RequestTemplate;
-    return Serve(std::move(source));
-  } catch (const std::exception& error) {
-    source_list_ = list_before;
-    request_template_ = before.RequestTemplate;
-    sources_.Save(before.Sources);
-    throw std::runtime_error(error.what());
+  std::vector<SettingsChange> changes = server::Source_Changes(before.Sources, choice.Sources);
+  if (choice.RequestTemplate != before.RequestTemplate)
+    changes.push_back(Template_Change(choice.RequestTemplate));
+  Serving serving;
+  // All that can fail but the writing itself goes before it.
+  const auto make_ready = [&](const std::string& text) { serving = As_Text_Asks(text); };
+  if (settings_.Fault().empty()) {
+    settings_.Save(changes, make_ready);
+  } else {
+    settings_.Replace(changes, make_ready);
   }
+  source_list_.reset();
+  sources_.Warn_Of_Readers();
+  return Put_Into_Force(std::move(serving));
 }
 
 std::string QuoteService::Fault_Of_Template(const std::string& request_template) {
@@ -93,7 +116,8 @@ std::string QuoteService::Fault_Of_Template(const std::string& request_template)
 }
 
 std::string QuoteService::First_Start_Note() {
-  return request_template_.empty() && !source_list_ ? sources_.First_Start_Note() : std::string();
+  const bool is_inside = fault_.empty() && !source_list_ && Choice().RequestTemplate.empty();
+  return is_inside ? sources_.First_Start_Note() : std::string();
 }
 
 std::vector<std::string> QuoteService::Told() {
@@ -109,30 +133,59 @@ std::vector<std::string> QuoteService::Told() {
   return lines;
 }
 
-std::shared_ptr<server::QuoteSource> QuoteService::Make_Source() const {
-  return sources_.Make(source_list_);
+QuoteService::Serving QuoteService::As_Asked() const {
+  if (const std::string fault = settings_.Fault(); !fault.empty()) throw SettingsError(fault);
+  const ServerSettings named = Read_Server_Settings(settings_.Text());
+  Serving serving;
+  serving.Place.SymbolSearchAddress = named.SymbolSearchAddress;
+  if (!source_list_) {
+    if (!named.Fault.empty()) throw std::runtime_error(settings_.Path() + ", " + named.Fault);
+    serving.Place.RequestTemplate = named.RequestTemplate;
+  }
+  const bool elsewhere = !serving.Place.RequestTemplate.empty();
+  if (elsewhere && !named.SymbolSearchAddress.empty()) return serving;
+  try {
+    serving.Source = sources_.Make(source_list_);
+    serving.Server = Server_Of(serving.Source, sources_.Settings());
+    serving.Place = Start_Server(*serving.Server, *serving.Source, std::move(serving.Place));
+    return serving;
+  } catch (const std::invalid_argument& error) {
+    serving.Told = (source_list_ ? "--source: " : settings_.Path() + ": ") + error.what();
+  } catch (const std::exception& error) {
+    serving.Told = error.what();
+  }
+  // Without its page the symbol search has nothing to show; quotes come from elsewhere all the same.
+  if (!elsewhere) throw std::runtime_error(serving.Told);
+  QuotePlace place{named.RequestTemplate, {}, {}, {}};
+  return {std::move(place), nullptr, nullptr, std::move(serving.Told)};
 }
 
-QuotePlace QuoteService::Serve(std::shared_ptr<server::QuoteSource> source) {
-  const bool elsewhere = !request_template_.empty() && !source_list_;
-  QuotePlace place{request_template_, search_address_, {}};
-  if (elsewhere && !search_address_.empty()) {
-    server_before_ = std::move(server_);
-    source_ = nullptr;
-    return place;
-  }
-  server::ServerOptions serving;
-  serving.Hosts = sources_.Settings().Hosts;
-  auto server = std::make_unique<server::QuoteServer>(source, std::move(serving));
-  const int port = server->Start();
-  if (search_address_.empty()) place.SymbolSearchAddress = server->Symbol_Search_Address();
-  if (!elsewhere) {
-    place.RequestTemplate = Default_Request_Template(port);
-    if (!source->Real_Quotes()) place.Note = "Simulated market, not real quotes";
-  }
-  server_before_ = std::exchange(server_, std::move(server));
-  source_ = std::move(source);
-  return place;
+QuoteService::Serving QuoteService::As_Text_Asks(const std::string& text) const {
+  const ServerSettings named = Read_Server_Settings(text);
+  if (!named.Fault.empty()) throw std::runtime_error(settings_.Path() + ", " + named.Fault);
+  Serving serving;
+  serving.Place.RequestTemplate = named.RequestTemplate;
+  serving.Place.SymbolSearchAddress = named.SymbolSearchAddress;
+  // Also when quotes come from elsewhere: a list that can't serve is refused.
+  const server::SourceSettings sources = server::Read_Source_Settings(text);
+  std::shared_ptr<server::QuoteSource> source = sources_.Make_Of(sources);
+  if (!named.RequestTemplate.empty() && !named.SymbolSearchAddress.empty()) return serving;
+  serving.Server = Server_Of(source, sources);
+  serving.Place = Start_Server(*serving.Server, *source, std::move(serving.Place));
+  serving.Source = std::move(source);
+  return serving;
+}
+
+QuotePlace QuoteService::Put_Into_Force(Serving serving) {
+  fault_.clear();
+  server_before_ = std::exchange(server_, std::move(serving.Server));
+  source_ = std::move(serving.Source);
+  return std::move(serving.Place);
+}
+
+QuotePlace QuoteService::Without_Server(const std::string& fault) {
+  fault_ = fault;
+  return {{}, Read_Server_Settings(settings_.Text()).SymbolSearchAddress, "No quotes can be fetched", fault};
 }
 
 }  // namespace hq

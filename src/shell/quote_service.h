@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "errortrap/message_box.h"
-#include "platform/files.h"
+#include "platform/server_settings_file.h"
 #include "server/quote_server.h"
 #include "server/source_setup.h"
 
@@ -17,6 +17,7 @@ struct QuotePlace {
   std::string RequestTemplate;      // plain; empty when there is no server
   std::string SymbolSearchAddress;  // may be empty
   std::string Note;                 // what the user must know about the quotes, empty for nothing
+  std::string Fault;                // why there is no server to ask, empty when there is one
 };
 
 // What the user can choose of it.
@@ -28,19 +29,29 @@ struct QuoteChoice {
 // The program's own quote server, run when no other one is named, and the settings that say so.
 class QuoteService {
  public:
-  // files outlives the object. places: those in program_folder. source: what the server inside serves
+  // settings outlives the object. places: those in the program folder. source: what the server inside serves
   // whatever the settings say.
-  QuoteService(Files& files, std::string program_folder, server::SourcePlaces places,
+  QuoteService(ServerSettingsFile& settings, server::SourcePlaces places,
                std::optional<std::string> source = {});
 
-  // Reads the settings and starts the server inside when it is needed. What can't serve is told in a message,
-  // and the next best is used.
+  // Starts the server inside when it is needed. When the settings can't be read or can't serve, no server is
+  // started, and the user is told why in a message. Quotes are simulated only when there are no settings, or
+  // when they say so.
   QuotePlace Start(MessageBoxes& boxes);
 
-  // The choice in force.
+  // Reads settings once more that could not serve, and starts the server when they can by now; nothing when
+  // there was no such trouble.
+  std::optional<QuotePlace> Look_Again();
+
+  // Why there is no server to ask, empty when there is one.
+  [[nodiscard]] const std::string& Fault() const { return fault_; }
+  // Why the settings can't be read; empty when they were.
+  [[nodiscard]] std::string Settings_Fault() const { return settings_.Fault(); }
+
+  // The choice that the settings hold.
   [[nodiscard]] QuoteChoice Choice() const;
-  // Saves another choice and puts it into force. Raises std::runtime_error with a text for the user; then
-  // nothing has changed.
+  // Saves another choice and puts it into force; settings that can't be read are set aside and begun anew.
+  // Raises an exception of the standard library with a text for the user; then nothing has changed.
   QuotePlace Change(const QuoteChoice& choice);
 
   // Why a text is no request template for Choice, empty when it is one.
@@ -54,25 +65,35 @@ class QuoteService {
   [[nodiscard]] std::vector<std::string> Told();
 
   [[nodiscard]] server::SourceSetUp& Sources() { return sources_; }
+  [[nodiscard]] ServerSettingsFile& Settings() { return settings_; }
   // The source that the server inside serves; null when it does not run.
   [[nodiscard]] server::QuoteSource* Running() const { return source_.get(); }
 
  private:
-  // The source that is asked for. Raises std::invalid_argument.
-  [[nodiscard]] std::shared_ptr<server::QuoteSource> Make_Source() const;
-  // Serves the source, or another server's address when there is one. Raises std::runtime_error.
-  QuotePlace Serve(std::shared_ptr<server::QuoteSource> source);
+  // What answers requests, ready but not in force yet.
+  struct Serving {
+    QuotePlace Place;
+    std::shared_ptr<server::QuoteSource> Source;  // null when the server inside is not needed
+    std::unique_ptr<server::QuoteServer> Server;
+    std::string Told;  // what does not work beside the quotes
+  };
+
+  // What the settings and the source named at the start ask for. Raises an exception of the standard library
+  // with a text for the user.
+  [[nodiscard]] Serving As_Asked() const;
+  // What the text of other settings asks for. Raises likewise.
+  [[nodiscard]] Serving As_Text_Asks(const std::string& text) const;
+  QuotePlace Put_Into_Force(Serving serving);
+  QuotePlace Without_Server(const std::string& fault);
 
   // Keeps lines from any thread, also when the service is gone.
   class Messages;
 
-  Files& files_;
-  std::string folder_;
+  ServerSettingsFile& settings_;
   std::optional<std::string> source_list_;
   std::shared_ptr<Messages> messages_;
   server::SourceSetUp sources_;
-  std::string request_template_;  // of a server elsewhere
-  std::string search_address_;    // as the settings name it
+  std::string fault_;  // of the latest start
   std::shared_ptr<server::QuoteSource> source_;
   std::unique_ptr<server::QuoteServer> server_;
   std::unique_ptr<server::QuoteServer> server_before_;  // may still answer the request under way

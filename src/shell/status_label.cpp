@@ -24,6 +24,8 @@ StatusLabel::StatusLabel(QWidget* parent) : QLabel(parent) {
 
 void StatusLabel::Show_Status(const QString& text) {
   setText(text);
+  // The line has no room for a long reason.
+  setToolTip(text.toHtmlEscaped());
   standing_.start();
 }
 

@@ -10,6 +10,8 @@
 #include "support/fakes.h"
 #include "support/socket_server.h"
 #include "support/temp_folder.h"
+#include "support/troubled_files.h"
+#include "support/utf16.h"
 
 namespace hq {
 namespace {
@@ -25,7 +27,7 @@ class SourcesCommandTest : public ::testing::Test {
   int Run(const std::vector<std::string>& arguments) {
     Out.str("");
     Err.str("");
-    return Command_Line(arguments, {Out, Err, 0, Loop, Time, Disk, Mail, Program.Path()});
+    return Command_Line(arguments, {Out, Err, 0, Loop, Time, Files, Mail, Program.Path()});
   }
   // A profile like those that come with the program, of a service that nobody can reach.
   void Write_Profile(const std::string& address = "http://127.0.0.1:1") {
@@ -60,6 +62,7 @@ class SourcesCommandTest : public ::testing::Test {
   ConsoleMessageLoop Loop;
   test::FakeClock Time;
   SystemFiles Disk;
+  test::TroubledFiles Files;
   test::RecordingMail Mail;
   test::TempFolder Program;
 };
@@ -104,6 +107,88 @@ TEST_F(SourcesCommandTest, AListOfSourcesIsKeptWhenItCanBeUsed) {
   EXPECT_EQ(Run({"sources", "use", "acme,nonsense"}), 2);
   EXPECT_THAT(Err.str(), HasSubstr("\"nonsense\" is no quote source"));
   EXPECT_THAT(Disk.Read(Program / "server.ini"), HasSubstr("Source=acme,simulated\n"));
+}
+
+TEST_F(SourcesCommandTest, SettingsThatCantBeReadAreRefusedAndLeftAlone) {
+  const test::TempFolder output;
+  Write_Profile();
+  const std::string keys = "; mine\n[Keys]\nacme=k\n";
+  Program.Write("server.ini", keys);
+  Files.Troubled = "server.ini";
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"sources"},
+                                             {"sources", "test", "acme"},
+                                             {"sources", "use", "simulated"},
+                                             {"MSFT", "--output", output.Path()},
+                                             {"MSFT", "--output", output.Path(), "--source", "simulated"}}) {
+    EXPECT_EQ(Run(arguments), 2) << arguments.back();
+    EXPECT_EQ(Err.str(),
+              "The settings can't be read: " + (Program / "server.ini") + ": Input/output error.\n");
+    EXPECT_EQ(Out.str(), "");
+    EXPECT_EQ(Program.Files().at("server.ini"), keys);
+  }
+  EXPECT_TRUE(output.Names().empty());
+}
+
+TEST_F(SourcesCommandTest, SettingsThatAreNoTextAreRefusedAndLeftAlone) {
+  const std::string spoiled("[Keys]\nacme=k\n\0\0\0", 18);
+  Program.Write("server.ini", spoiled);
+  EXPECT_EQ(Run({"sources", "use", "simulated"}), 2);
+  EXPECT_THAT(Err.str(), HasSubstr("server.ini: it is no plain text, it holds NULs."));
+  EXPECT_EQ(Run({"MSFT", "--output", Program.Path()}), 2);
+  EXPECT_EQ(Program.Files().at("server.ini"), spoiled);
+}
+
+TEST_F(SourcesCommandTest, SettingsThatCantBeReadAnyMoreAreNotWrittenOver) {
+  Write_Profile();
+  const std::string keys = "; mine\n[Keys]\nacme=k\n";
+  Program.Write("server.ini", keys);
+  Files.Troubled = "server.ini";
+  Files.GoodReads = 1;
+  EXPECT_EQ(Run({"sources", "use", "simulated"}), 2);
+  EXPECT_THAT(Err.str(), HasSubstr("can't be read"));
+  EXPECT_EQ(Program.Files().at("server.ini"), keys);
+}
+
+TEST_F(SourcesCommandTest, ADownloadReadsTheSettingsOnce) {
+  const test::TempFolder output;
+  const test::TempFolder csv;
+  csv.Write("acme.csv", "Date,Open,High,Low,Close,Volume\n2003-03-12,1,2,0.5,1.5,100\n");
+  Program.Write("server.ini", "[Quotes]\nSource=csv:" + csv.Path() + "\n[Keys]\nacme=k\n");
+  Files.Troubled = "server.ini";
+  Files.GoodReads = 1;
+  EXPECT_EQ(Run({"ACME", "--output", output.Path()}), 0) << Err.str();
+  EXPECT_THAT(Err.str(), Not(HasSubstr("NOT real quotes")));
+  EXPECT_EQ(Files.Reads, 1);
+}
+
+TEST_F(SourcesCommandTest, SettingsThatCantBeSavedAreToldAndAreAsBefore) {
+  Write_Profile();
+  const std::string keys = "[Keys]\nacme=k\n";
+  Program.Write("server.ini", keys);
+  Files.WriteError = DiskFull;
+  EXPECT_EQ(Run({"sources", "use", "acme"}), 2);
+  EXPECT_THAT(Err.str(), HasSubstr("The settings can't be saved: "));
+  EXPECT_EQ(Program.Files().at("server.ini"), keys);
+}
+
+TEST_F(SourcesCommandTest, SettingsInUtf16AreReadAndStaySo) {
+  Write_Profile();
+  Program.Write("server.ini", test::Utf16("[Keys]\r\nacme=0123456789abcdefTAIL\r\n"));
+  EXPECT_EQ(Run({"sources"}), 0);
+  EXPECT_THAT(Out.str(), HasSubstr("API token ****TAIL"));
+  EXPECT_EQ(Run({"sources", "use", "acme"}), 0) << Err.str();
+  EXPECT_EQ(Program.Files().at("server.ini"),
+            test::Utf16("[Keys]\r\nacme=0123456789abcdefTAIL\r\n\r\n[Quotes]\r\nSource=acme\r\n"));
+}
+
+TEST_F(SourcesCommandTest, AKeyOfNoServiceGivesNoMadeUpQuotes) {
+  Write_Profile();
+  Program.Write("server.ini", "[Keys]\nacne=k\n");
+  EXPECT_EQ(Run({"MSFT", "--output", Program.Path()}), 2);
+  EXPECT_THAT(Err.str(),
+              HasSubstr("The key \"acne\" in the section [Keys] of the settings is that of no service: "
+                        "there are acme."));
 }
 
 TEST_F(SourcesCommandTest, TheArchiveIsListedExportedShrunkAndChecked) {

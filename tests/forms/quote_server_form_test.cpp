@@ -379,7 +379,7 @@ class QuoteServerFormTest : public QObject {
     program.Global->Parts.FirstStartNote = "Quotes are simulated.";
     program.Global->Parts.Set_Up_Quotes = [&](QWidget*) -> std::optional<QuotePlace> {
       if (++shown == 1) return std::nullopt;
-      return QuotePlace{Elsewhere, "http://quotes.test/search", "Another note"};
+      return QuotePlace{Elsewhere, "http://quotes.test/search", "Another note", {}};
     };
     program.Global->Main();
     QVERIFY(QTest::qWaitForWindowActive(&program.Window()));
@@ -399,11 +399,13 @@ class QuoteServerFormTest : public QObject {
 
  private:
   void Open() {
-    Form_.reset();
     server::SourcePlaces places = server::Places_In(Home_->Path(), "test");
     places.Variables = [](const std::string&) { return std::optional<std::string>(); };
     places.Fetcher = Fetcher_;
-    Service_ = std::make_unique<QuoteService>(Disk_, Home_->Path(), places);
+    Form_.reset();
+    Service_.reset();
+    Settings_ = std::make_unique<ServerSettingsFile>(Disk_, Home_->Path() + "/server.ini");
+    Service_ = std::make_unique<QuoteService>(*Settings_, places);
     Service_->Start(MessageBoxes_);
     Form_ = std::make_unique<QuoteServerForm>(*Service_, MessageBoxes_);
     Form_->show();
@@ -448,6 +450,7 @@ class QuoteServerFormTest : public QObject {
   std::unique_ptr<BoxAnswers> Boxes_;
   std::unique_ptr<TempFolder> Home_;
   std::shared_ptr<server::ScriptedFetcher> Fetcher_;
+  std::unique_ptr<ServerSettingsFile> Settings_;
   std::unique_ptr<QuoteService> Service_;
   std::unique_ptr<QuoteServerForm> Form_;
 };

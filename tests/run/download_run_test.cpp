@@ -103,6 +103,26 @@ TEST_F(DownloadRunTest, TheStatusLineTellsEveryStateInOrder) {
   EXPECT_EQ(State.Transfer.TransferStatus, "Procsss MSFT");
 }
 
+TEST_F(DownloadRunTest, WithoutAServerEverySymbolFailsForThatReason) {
+  Select({"IBM", "MSFT"});
+  State.NoServer = "The settings can't be read.";
+  EXPECT_TRUE(Click());
+  EXPECT_TRUE(Inet.Addresses.empty());
+  EXPECT_EQ(Status.Shown, (std::vector<std::string>{"Failed! IBM: The settings can't be read.",
+                                                    "Failed! MSFT: The settings can't be read."}));
+  EXPECT_EQ(Lines_With("downloading symbol   ").size(), 2U);
+  EXPECT_EQ(Lines_With("Recorded 0 lines").size(), 2U);
+  ASSERT_EQ(Outcomes.size(), 2U);
+  for (const SymbolOutcome& outcome : Outcomes) {
+    EXPECT_FALSE(outcome.Written);
+    EXPECT_EQ(outcome.Reason, "The settings can't be read.");
+  }
+  EXPECT_EQ(Disk.Contents.size(), 1U);
+  State.NoServer.clear();
+  EXPECT_TRUE(Click());
+  EXPECT_EQ(Outcomes.back().Reason, "");
+}
+
 TEST_F(DownloadRunTest, SettingsAreTakenFromTheEntries) {
   Select({"MSFT"});
   Choose(4, 7);

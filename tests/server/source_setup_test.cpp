@@ -1,12 +1,12 @@
 #include "server/source_setup.h"
 
 #include <gmock/gmock.h>
-#include <iterator>
 #include <stdexcept>
 
 #include "server/answer_writer.h"
 #include "server/archive.h"
 #include "server/scripted_fetcher.h"
+#include "support/fakes.h"
 
 namespace hq::server {
 namespace {
@@ -21,10 +21,16 @@ using testing::Not;
 using testing::Pair;
 using testing::StartsWith;
 
-std::string Text_Of(const fs::path& file) {
-  std::ifstream stream{file, std::ios::binary};
-  return {std::istreambuf_iterator<char>{stream}, {}};
-}
+// The set-up of a program that starts now, with its settings file.
+struct Started {
+  explicit Started(const SourcePlaces& places, const std::string& file, Reporter report = {})
+      : File(Disk, file), SetUp(places, File, std::move(report)) {}
+  SourceSetUp* operator->() { return &SetUp; }
+
+  SystemFiles Disk;
+  ServerSettingsFile File;
+  SourceSetUp SetUp;
+};
 
 class SourceSetUpTest : public testing::Test {
  protected:
@@ -38,6 +44,8 @@ class SourceSetUpTest : public testing::Test {
     places.Fetcher = Fetcher;
     return places;
   }
+  [[nodiscard]] std::string Settings_Path() const { return (Folder.Path() / "server.ini").string(); }
+  [[nodiscard]] Started Start() const { return Started(Places(), Settings_Path()); }
   static SourceEntry Entry(const std::vector<SourceEntry>& entries, std::string_view name) {
     for (const SourceEntry& entry : entries) {
       if (entry.Status.Name == name) return entry;
@@ -63,6 +71,13 @@ TEST(SourceSettings, AreReadFromTheirTwoSections) {
   EXPECT_EQ(Read_Source_Settings("[Quotes]\nAdjustment=sideways\n").Adjusted, Adjustment::Splits);
 }
 
+// A settings text after it was read, changed and saved.
+std::string Saved(const std::string& text, const SourceSettings& settings) {
+  SettingsText made(text);
+  for (const SettingsChange& change : Source_Changes(Read_Source_Settings(text), settings)) made.Put(change);
+  return made.Bytes();
+}
+
 TEST(SourceSettings, AreWrittenWithoutTouchingTheRest) {
   const std::string text =
       "; mine\r\n[Request]\r\nTemplate=http://a/\r\n\r\n[Keys]\r\n; my keys\r\nTiingo=old\r\nother=1\r\n"
@@ -71,7 +86,7 @@ TEST(SourceSettings, AreWrittenWithoutTouchingTheRest) {
   settings.Source = "live,csv:F\nTemplate=http://evil/";
   settings.Adjusted = Adjustment::Raw;
   settings.Keys = {{"tiingo", "new\r\n[Request]"}, {"eodhd", ""}};
-  const std::string made = With_Source_Settings(text, settings);
+  const std::string made = Saved(text, settings);
   EXPECT_EQ(made,
             "; mine\r\n[Request]\r\nTemplate=http://a/\r\n\r\n[Keys]\r\n; my keys\r\ntiingo=new\r\n"
             "[Symbol Search]\r\nAddress=http://b/\r\n\r\n[Quotes]\r\nSource=live,csv:F\r\n"
@@ -79,72 +94,156 @@ TEST(SourceSettings, AreWrittenWithoutTouchingTheRest) {
   settings.Source = "live,csv:F";
   settings.Keys = {{"tiingo", "new"}};
   EXPECT_EQ(Read_Source_Settings(made), settings);
-  EXPECT_EQ(With_Source_Settings(made, settings), made);
-  EXPECT_EQ(With_Source_Settings("", SourceSettings{}), "");
-  EXPECT_EQ(With_Source_Settings("[Quotes]\nSource=a", SourceSettings{}), "[Quotes]\n");
+  EXPECT_EQ(Saved(made, settings), made);
+  EXPECT_EQ(Saved("", SourceSettings{}), "");
+  EXPECT_EQ(Saved("[Quotes]\nSource=a", SourceSettings{}), "[Quotes]\n");
+}
+
+TEST(SourceSettings, OnlyWhatDiffersChanges) {
+  SourceSettings before;
+  before.Source = "tiingo";
+  before.Adjusted = Adjustment::Full;
+  before.Keys = {{"tiingo", "a"}, {"polygon", "b"}, {"eodhd", "c"}};
+  EXPECT_THAT(Source_Changes(before, before), IsEmpty());
+  SourceSettings after = before;
+  after.Keys = {{"tiingo", "a"}, {"polygon", "new"}};
+  EXPECT_THAT(Source_Changes(before, after),
+              ElementsAre(SettingsChange{"Keys", "eodhd", ""}, SettingsChange{"Keys", "polygon", "new"}));
+  after = before;
+  after.Source = "";
+  after.Adjusted = Adjustment::Splits;
+  EXPECT_THAT(Source_Changes(before, after), ElementsAre(SettingsChange{"Quotes", "Source", ""},
+                                                         SettingsChange{"Quotes", "Adjustment", ""}));
 }
 
 TEST_F(SourceSetUpTest, WithoutSettingsQuotesAreSimulatedAndThatIsSaidOnce) {
-  SourceSetUp setup{Places()};
-  EXPECT_FALSE(setup.Is_Set_Up());
-  EXPECT_EQ(setup.Source_List(), "simulated");
-  EXPECT_FALSE(setup.Make()->Real_Quotes());
-  EXPECT_THAT(setup.First_Start_Note(),
+  Started setup = Start();
+  EXPECT_FALSE(setup->Is_Set_Up());
+  EXPECT_EQ(setup->Source_List(), "simulated");
+  EXPECT_FALSE(setup->Make()->Real_Quotes());
+  EXPECT_THAT(setup->First_Start_Note(),
               AllOf(HasSubstr("simulated"), HasSubstr("server.ini"), Not(HasSubstr("\n"))));
-  EXPECT_EQ(setup.First_Start_Note(), "");
-  EXPECT_EQ(SourceSetUp{Places()}.First_Start_Note(), "");
-  EXPECT_FALSE(SourceSetUp{Places()}.Is_Set_Up());
+  EXPECT_EQ(setup->First_Start_Note(), "");
+  EXPECT_EQ(Start()->First_Start_Note(), "");
+  EXPECT_FALSE(Start()->Is_Set_Up());
 }
 
-TEST_F(SourceSetUpTest, TheNoteIsKeptQuietlyWhereTheFileCantBeWritten) {
-  fs::create_directory(Folder.Path() / "server.ini");
-  SourceSetUp setup{Places()};
+TEST_F(SourceSetUpTest, TheNoteIsGivenAgainWhereTheFileCantBeWritten) {
+  Started setup(Places(), (Folder.Path() / "missing" / "server.ini").string());
+  EXPECT_NE(setup->First_Start_Note(), "");
+  EXPECT_NE(setup->First_Start_Note(), "");
+}
+
+TEST_F(SourceSetUpTest, SettingsThatCantBeReadAreLeftAloneAndServeNothing) {
+  test::MemoryFiles files;
+  const std::string keys = "[Keys]\ntiingo=abc\n";
+  files.Contents["server.ini"] = keys;
+  files.ReadError = PermissionDenied;
+  ServerSettingsFile file(files, "server.ini");
+  SourceSetUp setup{Places(), file};
+  EXPECT_EQ(setup.First_Start_Note(), "");
+  EXPECT_EQ(setup.Simulated_Note(), "");
+  EXPECT_EQ(setup.Source_List(), "");
+  for (const SourceEntry& entry : setup.Sources()) EXPECT_FALSE(entry.In_Use) << entry.Status.Name;
+  EXPECT_THROW(static_cast<void>(setup.Make()), SettingsError);
+  EXPECT_THROW(static_cast<void>(setup.Make("simulated")), SettingsError);
+  SourceSettings settings;
+  settings.Source = "simulated";
+  EXPECT_THROW(setup.Save(settings), SettingsError);
+  EXPECT_EQ(files.Contents.at("server.ini"), keys);
+  EXPECT_EQ(files.Opens, 0);
+}
+
+TEST_F(SourceSetUpTest, TheFirstStartNoteWritesOverNothingThatCantBeReadAnyMore) {
+  test::MemoryFiles files;
+  files.Contents["server.ini"] = "; mine\n";
+  ServerSettingsFile file(files, "server.ini");
+  SourceSetUp setup{Places(), file};
+  files.ReadError = DeviceIOError;
+  files.Contents["server.ini"] = "[Keys]\ntiingo=abc\n";
   EXPECT_NE(setup.First_Start_Note(), "");
-  EXPECT_NE(setup.First_Start_Note(), "");
+  EXPECT_EQ(files.Contents.at("server.ini"), "[Keys]\ntiingo=abc\n");
 }
 
 TEST_F(SourceSetUpTest, AKeyTurnsLiveQuotesOn) {
   Folder.Write("server.ini", "[Keys]\neodhd=abc\n");
-  EXPECT_EQ(SourceSetUp{Places()}.Source_List(), "live");
-  EXPECT_EQ(SourceSetUp{Places()}.First_Start_Note(), "");
+  EXPECT_EQ(Start()->Source_List(), "live");
+  EXPECT_EQ(Start()->First_Start_Note(), "");
   Folder.Write("server.ini", "");
   Variables["HQ_KEY_TIINGO"] = "abc";
-  const SourceSetUp setup{Places()};
-  EXPECT_TRUE(setup.Is_Set_Up());
-  EXPECT_EQ(setup.Make()->Description(), "Tiingo.");
+  Started setup = Start();
+  EXPECT_TRUE(setup->Is_Set_Up());
+  EXPECT_EQ(setup->Make()->Description(), "Tiingo.");
 }
 
-TEST_F(SourceSetUpTest, AKeyThatIsHalfThereTurnsNothingOn) {
+TEST_F(SourceSetUpTest, AKeyThatIsNoUseGivesNoMadeUpQuotes) {
+  const auto refusal = [&] {
+    Started setup = Start();
+    EXPECT_TRUE(setup->Is_Set_Up());
+    try {
+      static_cast<void>(setup->Make());
+    } catch (const std::invalid_argument& error) {
+      return std::string(error.what());
+    }
+    return std::string("made");
+  };
   Folder.Write("server.ini", "[Keys]\nalpaca=abc\n");
-  EXPECT_EQ(SourceSetUp{Places()}.Source_List(), "simulated");
+  EXPECT_THAT(refusal(), StartsWith("Alpaca needs a key (API secret key): write alpaca_secret=..."));
+  Folder.Write("server.ini", "[Keys]\ntingo=abc\n");
+  EXPECT_THAT(refusal(), AllOf(StartsWith("The key \"tingo\" in the section [Keys]"), HasSubstr("tiingo")));
+  Folder.Write("server.ini", "[Keys]\ntingo=\n");
+  EXPECT_EQ(Start()->Source_List(), "simulated");
+  Folder.Write("server.ini", "");
+  Variables["HQ_KEY_ALPACA"] = "abc";
+  EXPECT_THAT(refusal(), StartsWith("Alpaca needs a key"));
 }
 
-TEST_F(SourceSetUpTest, SettingsAreSavedForTheUserAlone) {
-  const auto file = Folder.Write("server.ini", "[Request]\nTemplate=http://a/\n");
-  SourceSetUp setup{Places()};
+TEST_F(SourceSetUpTest, AKeyWhoseProfileIsSpoiledGivesNoMadeUpQuotes) {
+  Folder.Write("server.ini", "[Keys]\nacme=abc\n");
+  Folder.Write("acme.json", "{");
+  SourcePlaces places = Places();
+  places.Profiles = Folder.Path();
+  Started setup(places, Settings_Path());
+  try {
+    static_cast<void>(setup->Make());
+    FAIL();
+  } catch (const std::invalid_argument& error) {
+    EXPECT_THAT(error.what(), HasSubstr("acme.json"));
+  }
+}
+
+TEST_F(SourceSetUpTest, NewSettingsAreForTheUserAloneAndOtherPermissionsStay) {
+  Started setup = Start();
   SourceSettings settings;
   settings.Source = "tiingo";
   settings.Keys["tiingo"] = "k";
-  setup.Save(settings);
-  EXPECT_EQ(setup.Settings(), settings);
-  EXPECT_EQ(SourceSetUp{Places()}.Settings(), settings);
-  EXPECT_THAT(Text_Of(file), StartsWith("[Request]\nTemplate=http://a/\n"));
+  setup->Save(settings);
+  EXPECT_EQ(setup->Settings(), settings);
+  EXPECT_EQ(Start()->Settings(), settings);
 #ifndef _WIN32
-  EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  const auto mine = fs::perms::owner_read | fs::perms::owner_write;
+  EXPECT_EQ(fs::status(Settings_Path()).permissions(), mine);
+  fs::permissions(Settings_Path(), mine | fs::perms::group_read);
+  std::vector<std::string> told;
+  Started again(Places(), Settings_Path(), [&](const std::string& line) { told.push_back(line); });
+  EXPECT_THAT(told, ElementsAre(HasSubstr("chmod 600")));
+  settings.Keys["tiingo"] = "other";
+  again->Save(settings);
+  EXPECT_EQ(fs::status(Settings_Path()).permissions(), mine | fs::perms::group_read);
+  EXPECT_THAT(told, ElementsAre(HasSubstr("chmod 600"), HasSubstr("chmod 600")));
 #endif
   EXPECT_FALSE(fs::exists(Folder.Path() / "server.ini.new"));
 }
 
 TEST_F(SourceSetUpTest, SettingsThatCantBeSavedChangeNothing) {
   fs::create_directories(Folder.Path() / "server.ini" / "held");
-  SourceSetUp setup{Places()};
+  Started setup = Start();
   SourceSettings settings;
   settings.Source = "tiingo";
-  EXPECT_THROW(setup.Save(settings), std::runtime_error);
-  EXPECT_EQ(setup.Settings(), SourceSettings{});
-  SourcePlaces nowhere = Places();
-  nowhere.Settings = Folder.Path() / "missing" / "server.ini";
-  EXPECT_THROW(SourceSetUp{nowhere}.Save(settings), std::runtime_error);
+  EXPECT_THROW(setup->Save(settings), SettingsError);
+  EXPECT_EQ(setup->Settings(), SourceSettings{});
+  EXPECT_THROW(Started(Places(), (Folder.Path() / "missing" / "server.ini").string())->Save(settings),
+               SettingsError);
 }
 
 TEST_F(SourceSetUpTest, SourcesAreListedInTheirOrderWithTheirStatesAndMaskedKeys) {
@@ -152,8 +251,8 @@ TEST_F(SourceSetUpTest, SourcesAreListedInTheirOrderWithTheirStatesAndMaskedKeys
   Variables["HQ_KEY_EODHD"] = "from-a-variable";
   Folder.Write("server.ini", "[Quotes]\nSource=tiingo,alpaca,csv:" + Folder.Path().string() +
                                  "\n[Keys]\ntiingo=" + key + "\neodhd=other\n");
-  SourceSetUp setup{Places()};
-  const auto entries = setup.Sources();
+  Started setup = Start();
+  const auto entries = setup->Sources();
   std::vector<std::string> in_use;
   for (const SourceEntry& entry : entries) {
     if (entry.In_Use) in_use.push_back(entry.Status.Name);
@@ -182,7 +281,7 @@ TEST_F(SourceSetUpTest, SourcesAreListedInTheirOrderWithTheirStatesAndMaskedKeys
 
 TEST_F(SourceSetUpTest, AListThatMakesNoSenseIsShownWithTheReason) {
   Folder.Write("server.ini", "[Quotes]\nSource=tingo,csv:/no/such/folder,simulated\n");
-  const auto entries = SourceSetUp{Places()}.Sources();
+  const auto entries = Start()->Sources();
   EXPECT_THAT(Entry(entries, "tingo").Status.Reason, HasSubstr("no quote source"));
   EXPECT_THAT(Entry(entries, "csv:/no/such/folder").Status.Reason, HasSubstr("not there"));
   EXPECT_EQ(State_Text(Entry(entries, "simulated").Status), "ready");
@@ -195,31 +294,31 @@ TEST_F(SourceSetUpTest, AQuotaUsedUpElsewhereIsShown) {
     Archive archive{Folder.Path() / "quotes.db"};
     Pacing{archive, [] { return floor<milliseconds>(system_clock::now()); }}.Close("tiingo", until, "enough");
   }
-  SourceSetUp setup{Places()};
-  const SourceStatus status = Entry(setup.Sources(), "tiingo").Status;
+  Started setup = Start();
+  const SourceStatus status = Entry(setup->Sources(), "tiingo").Status;
   EXPECT_EQ(status.State, SourceState::OutOfQuota);
   EXPECT_EQ(State_Text(status), "out of quota until " + New_York_Text(status.Until.value()));
   EXPECT_NEAR(static_cast<double>((*status.Until - until).count()), 0, 2000);
   EXPECT_EQ(status.Reason, "enough.");
-  EXPECT_GT(setup.Archive_Size(), 0U);
+  EXPECT_GT(setup->Archive_Size(), 0U);
 }
 
 TEST_F(SourceSetUpTest, AWrongProfileIsTold) {
   Folder.Write("broken.json", "{");
   SourcePlaces places = Places();
   places.Profiles = Folder.Path();
-  EXPECT_THAT(SourceSetUp{places}.Profile_Errors(),
+  EXPECT_THAT(Started(places, Settings_Path())->Profile_Errors(),
               ElementsAre(AllOf(HasSubstr("broken.json"), HasSubstr("line 1"), HasSubstr("no JSON"))));
 }
 
 TEST_F(SourceSetUpTest, ATestNamesTheHopAndTheNextStep) {
   Variables["HQ_KEY_TIINGO"] = "sEcReT-kEy-4711";
-  SourceSetUp setup{Places()};
+  Started setup = Start();
   const auto test = [&](const FetchResult& answer) {
     Fetcher->Answer = [answer](const HttpRequest&) { return answer; };
     // A quota that was used up by the test before must not stop this one.
     fs::remove(Folder.Path() / "quotes.db");
-    SourceTrial trial = setup.Test("tiingo", "MSFT");
+    SourceTrial trial = setup->Test("tiingo", "MSFT");
     EXPECT_FALSE(trial.Works);
     EXPECT_NE(trial.Text, "");
     EXPECT_NE(trial.Next_Step, "");
@@ -242,7 +341,7 @@ TEST_F(SourceSetUpTest, ATestNamesTheHopAndTheNextStep) {
 
 TEST_F(SourceSetUpTest, ATestThatWorksSaysHowManyBarsCame) {
   Variables["HQ_KEY_TIINGO"] = "sEcReT-kEy-4711";
-  SourceSetUp setup{Places()};
+  Started setup = Start();
   const SourceProfile profile = Shipped("tiingo");
   const Day today = New_York_Now().Date;
   std::vector<Bar> bars;
@@ -250,7 +349,7 @@ TEST_F(SourceSetUpTest, ATestThatWorksSaysHowManyBarsCame) {
   Fetcher->Answer = [&](const HttpRequest&) {
     return HttpReply{200, {}, AnswerWriter{profile, 0, "MSFT"}.Body(Sent(bars))};
   };
-  const SourceTrial trial = setup.Test("tiingo", "MSFT");
+  const SourceTrial trial = setup->Test("tiingo", "MSFT");
   EXPECT_TRUE(trial.Works) << trial.Text;
   EXPECT_EQ(trial.Failed_Hop, "");
   EXPECT_GT(trial.Bars, 4U);
@@ -260,13 +359,13 @@ TEST_F(SourceSetUpTest, ATestThatWorksSaysHowManyBarsCame) {
 }
 
 TEST_F(SourceSetUpTest, ATestOfASourceWithoutItsKeyOrOfNoneSaysSo) {
-  SourceSetUp setup{Places()};
-  EXPECT_EQ(setup.Test("alpaca", "MSFT").Failed_Hop, "missing key");
-  EXPECT_EQ(setup.Test("nonsense", "MSFT").Failed_Hop, "source");
-  EXPECT_TRUE(setup.Test("simulated", "MSFT").Works);
+  Started setup = Start();
+  EXPECT_EQ(setup->Test("alpaca", "MSFT").Failed_Hop, "missing key");
+  EXPECT_EQ(setup->Test("nonsense", "MSFT").Failed_Hop, "source");
+  EXPECT_TRUE(setup->Test("simulated", "MSFT").Works);
   Folder.Write("msft.csv", "Date,Open,High,Low,Close\n2003-03-10,1,2,1,2\n");
-  EXPECT_TRUE(setup.Test("csv:" + Folder.Path().string(), "MSFT").Works);
-  EXPECT_EQ(setup.Test("csv:" + Folder.Path().string(), "IBM").Failed_Hop, "unknown symbol");
+  EXPECT_TRUE(setup->Test("csv:" + Folder.Path().string(), "MSFT").Works);
+  EXPECT_EQ(setup->Test("csv:" + Folder.Path().string(), "IBM").Failed_Hop, "unknown symbol");
   EXPECT_TRUE(Fetcher->Requests().empty());
 }
 

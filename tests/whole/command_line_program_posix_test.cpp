@@ -172,6 +172,29 @@ TEST(CommandLineProgram, ALogThatCannotBeWrittenDoesNotEndTheRunAndIsTold) {
   EXPECT_EQ(output.Names().size(), 1U);
 }
 
+void Become_Plain_User() {
+  constexpr unsigned Nobody = 65534;
+  if (geteuid() == 0 && (setgid(Nobody) != 0 || setuid(Nobody) != 0)) _exit(255);
+}
+
+TEST(CommandLineProgram, KeysThatTheUserMayNotReadAreKeptAndToldOf) {
+  namespace fs = std::filesystem;
+  const TempFolder folder;
+  const std::string keys = "[Keys]\ntiingo=abc\n";
+  folder.Write("server.ini", keys);
+  fs::permissions(folder / "server.ini", fs::perms::none);
+  fs::permissions(folder.Path(), fs::perms::all);
+  for (std::vector<std::string> arguments : std::vector<std::vector<std::string>>{
+           {"sources", "use", "simulated"}, {"MSFT", "--output", folder.Path()}}) {
+    arguments.insert(arguments.end(), {"--program-folder", folder.Path()});
+    ChildProgram program(Command(arguments), Become_Plain_User);
+    EXPECT_EQ(program.Wait(), 2) << program.Out();
+    EXPECT_THAT(program.Err(), HasSubstr("The settings can't be read: " + (folder / "server.ini") + ": "));
+  }
+  fs::permissions(folder / "server.ini", fs::perms::owner_read);
+  EXPECT_THAT(folder.Files(), ElementsAre(testing::Pair("server.ini", keys)));
+}
+
 TEST(CommandLineProgram, AHangUpThatIsIgnoredStaysIgnored) {
   const TempFolder output;
   const SocketServer server([](SocketConnection& connection) {
