@@ -19,7 +19,7 @@
 
 namespace hq {
 
-frmtest::frmtest(modFailSafe& trap, ProgramIcon& icon)
+frmtest::frmtest(modFailSafe& trap, ProgramIcon& icon, const std::string& program_folder)
     : QWidget(nullptr, Qt::Dialog | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       trap_(trap),
       ui_(std::make_unique<Ui::frmtest>()) {
@@ -37,10 +37,28 @@ frmtest::frmtest(modFailSafe& trap, ProgramIcon& icon)
       if (!ui_->cmdok->isHidden()) cmdok_Click();
     });
   }
+  Name_Folder(program_folder);
   Form_Load(icon);
 }
 
 frmtest::~frmtest() = default;
+
+void frmtest::Name_Folder(const std::string& program_folder) {
+  const QString folder = To_QString(program_folder);
+  const QString title = "Program folder:";
+  ui_->lblfolder->setFont(font());
+  ui_->lblfolder->setText(
+      title + "\n" +
+      ui_->lblfolder->fontMetrics().elidedText(folder, Qt::ElideMiddle, ui_->lblfolder->maximumWidth()));
+  // The box is placed as the splash and must not grow after that.
+  for (QWidget* shown_later : {static_cast<QWidget*>(ui_->lblfolder), static_cast<QWidget*>(ui_->cmdok)}) {
+    QSizePolicy policy = shown_later->sizePolicy();
+    policy.setRetainSizeWhenHidden(true);
+    shown_later->setSizePolicy(policy);
+  }
+  ui_->lblfolder->setToolTip(folder);
+  ui_->lblfolder->setAccessibleName(title + " " + folder);
+}
 
 void frmtest::Form_Load(ProgramIcon& icon) {
   const ProcedureName here{"frmtest.frm", "Sub Form_Load"};
@@ -56,6 +74,7 @@ void frmtest::Display_About() {
       [&] {
         Set_Caption("Initializing application. Please wait...");
         Hide_Button();
+        ui_->lblfolder->hide();
         Place();
         Set_Topmost(*this, true);
         show();
@@ -78,6 +97,7 @@ void frmtest::Wait_Until_Exposed() const {
 
 void frmtest::Show_About(int major, int minor) {
   Set_Caption("Version " + std::to_string(major) + "." + std::to_string(minor));
+  ui_->lblfolder->show();
   ui_->cmdok->show();
   show();
   raise();

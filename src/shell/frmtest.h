@@ -17,12 +17,12 @@ namespace hq {
 class frmtest final : public QWidget {
  public:
   // trap outlives the form, icon the call.
-  frmtest(modFailSafe& trap, ProgramIcon& icon);
+  frmtest(modFailSafe& trap, ProgramIcon& icon, const std::string& program_folder);
   ~frmtest() override;
 
   // Puts the box up as the splash: topmost, without its button.
   void Display_About();
-  // Puts the box up as the about box of a version.
+  // Puts the box up as the about box of a version, which names the program folder, too.
   void Show_About(int major, int minor);
   void Set_Caption(const std::string& text);
   void Hide_Button();
@@ -33,6 +33,8 @@ class frmtest final : public QWidget {
   void Form_Load(ProgramIcon& icon);
   void Place();
   void Wait_Until_Exposed() const;
+
+  void Name_Folder(const std::string& program_folder);
 
   modFailSafe& trap_;
   std::unique_ptr<Ui::frmtest> ui_;

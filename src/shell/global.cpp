@@ -116,7 +116,7 @@ Form& global::Loaded(std::unique_ptr<Form>& form, Arguments&&... arguments) {
 }
 
 frmtest& global::Test() {
-  return Loaded(test_, Trap, Icon);
+  return Loaded(test_, Trap, Icon, Parts.ProgramFolder);
 }
 
 frmlog& global::Log() {

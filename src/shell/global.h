@@ -38,6 +38,7 @@ struct ProgramParts {
   // Opens an address in the user's browser. Its failure is not told.
   std::function<void(std::intptr_t owner, const std::string& address)> Open_Address;
   std::string ProgramFolder = {};    // without a separator at its end
+  std::string IconFolder = {};       // that of t8.ico; empty: the program folder
   std::string RequestTemplate = {};  // plain
   std::string SymbolSearchAddress = {};
   std::string QuotesNote = {};  // what the user must know about the quotes, empty for nothing
@@ -82,7 +83,7 @@ class global {
   [[nodiscard]] frmmain1& MainWindow();
 
   ProgramParts Parts;
-  ProgramIcon Icon{Parts.FileSystem, Parts.ProgramFolder};
+  ProgramIcon Icon{Parts.FileSystem, Parts.IconFolder.empty() ? Parts.ProgramFolder : Parts.IconFolder};
   QtMessageLoop Loop;
   MessageBoxes& Boxes = Parts.Boxes != nullptr ? *Parts.Boxes : boxes_;
   modFailSafe Trap{&Loop};

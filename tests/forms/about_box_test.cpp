@@ -84,6 +84,16 @@ class AboutBoxTest : public QObject {
     QVERIFY(!Box().windowIcon().isNull());
   }
 
+  void AboutNamesTheProgramFolder() {
+    Open();
+    QVERIFY(Label("lblfolder")->isVisible());
+    QVERIFY(Label("lblfolder")->text().startsWith("Program folder:\n"));
+    QCOMPARE(Label("lblfolder")->toolTip(), QString::fromStdString(Program_->Home.Path()));
+    QCOMPARE(Label("lblfolder")->accessibleName(),
+             "Program folder: " + QString::fromStdString(Program_->Home.Path()));
+    Expect_Not_Cut_Off(Label("lblfolder"));
+  }
+
   void TheMainWindowStaysUsableBesideIt() {
     Open();
     Program_->Window().activateWindow();
@@ -156,13 +166,14 @@ class AboutBoxTest : public QObject {
   }
 
   void TheSplashHasNoButtonAndItsText() {
-    frmtest splash(Program_->Global->Trap, Program_->Global->Icon);
+    frmtest splash(Program_->Global->Trap, Program_->Global->Icon, Program_->Home.Path());
     splash.Display_About();
     QVERIFY(splash.isVisible());
     auto* ok = splash.findChild<QPushButton*>("cmdok");
     QVERIFY(!ok->isVisible());
     QCOMPARE(splash.findChild<QLabel*>("Label2")->text(),
              QString("Initializing application. Please wait..."));
+    QVERIFY(!splash.findChild<QLabel*>("lblfolder")->isVisible());
     QVERIFY(splash.windowFlags() & Qt::WindowStaysOnTopHint);
     splash.activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&splash));
