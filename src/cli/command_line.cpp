@@ -116,7 +116,9 @@ class CommandLineRun {
   CommandLineRun(CommandLineOptions options, const CommandLineEnvironment& environment)
       : options_(std::move(options)),
         environment_(environment),
-        program_folder_(options_.ProgramFolder.value_or(environment.ProgramFolder)),
+        places_(Places_Of_Run(environment, options_.ProgramFolder)),
+        program_folder_(places_.Program),
+        folder_fault_(Prepare_Program_Folder(places_)),
         console_(environment.Out, environment.Err, environment.TerminalWidth),
         trap_(&environment.Loop),
         session_(trap_, Trap_Parts(environment, program_folder_, console_)) {}
@@ -137,6 +139,7 @@ class CommandLineRun {
     if (options_.ProgramFolder && !environment_.FileSystem.Exists(program_folder_)) {
       throw Refusal{"--program-folder: " + program_folder_ + " does not exist"};
     }
+    if (!folder_fault_.empty()) console_.Tell(folder_fault_);
     const bool readable = !options_.Saved || Load_Config(trap_, console_, environment_.FileSystem,
                                                          program_folder_, saved_, state_.Settings);
     if (!readable) return exit_code::Refused;
@@ -243,8 +246,8 @@ class CommandLineRun {
         });
       };
       server::SourceSetUp setup{
-          server::Places_In(program_folder_, "history-quotes/" HQ_VERSION, environment_.ProgramFolder),
-          settings, report};
+          server::Places_In(program_folder_, "history-quotes/" HQ_VERSION, places_.Package), settings,
+          report};
       if (!options_.Source) note = setup.First_Start_Note();
       source = setup.Make(options_.Source);
       serving.Hosts = setup.Settings().Hosts;
@@ -276,7 +279,9 @@ class CommandLineRun {
 
   const CommandLineOptions options_;
   const CommandLineEnvironment& environment_;
+  const ProgramPlaces places_;
   const std::string program_folder_;
+  const std::string folder_fault_;
   Console console_;
   modFailSafe trap_;
   TrapSession session_;
@@ -297,6 +302,14 @@ int Unless_Lost(int code, const CommandLineEnvironment& environment) {
 
 }  // namespace
 
+ProgramPlaces Places_Of_Run(const CommandLineEnvironment& environment,
+                            const std::optional<std::string>& named) {
+  const std::string& package =
+      environment.PackageFolder.empty() ? environment.ProgramFolder : environment.PackageFolder;
+  if (named) return {*named, package};
+  return {environment.ProgramFolder, package, environment.MayMakeProgramFolder};
+}
+
 int Command_Line(const std::vector<std::string>& arguments, const CommandLineEnvironment& environment) {
   if (Is_Sources_Command(arguments)) return Unless_Lost(Sources_Command(arguments, environment), environment);
   const auto read = Read_Command_Line(arguments);
@@ -305,6 +318,12 @@ int Command_Line(const std::vector<std::string>& arguments, const CommandLineEnv
     return text->ExitCode;
   }
   const auto& options = std::get<CommandLineOptions>(read);
+  if (options.Version) {
+    environment.Out << "history-quotes-cli " HQ_VERSION "\n"
+                    << "Program folder: " << Places_Of_Run(environment, options.ProgramFolder).Program
+                    << '\n';
+    return Unless_Lost(exit_code::Done, environment);
+  }
   if (options.ListFormats) List_Formats(environment.Out);
   if (options.ListIntervals) List_Intervals(environment.Out);
   if (options.TextToEncipher) environment.Out << Encipher(*options.TextToEncipher) << '\n';

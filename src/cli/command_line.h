@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "platform/files.h"
 #include "platform/interrupts.h"
 #include "platform/mail.h"
+#include "platform/program_places.h"
 #include "run/download_run.h"
 
 namespace hq {
@@ -26,7 +28,13 @@ struct CommandLineEnvironment {
   bool WatchesCrashes = false;  // leaves a record of a crash of the process
   // Called when the start is over and a run begins, which interrupting Loop can end.
   std::function<void()> Before_Run = {};
+  std::string PackageFolder = {};     // what came with the program; empty: the program folder
+  bool MayMakeProgramFolder = false;  // when it is missing, and the arguments name no other
 };
+
+// The places of a run: in the folder that its arguments name, if they do.
+[[nodiscard]] ProgramPlaces Places_Of_Run(const CommandLineEnvironment& environment,
+                                          const std::optional<std::string>& named);
 
 namespace exit_code {
 inline constexpr int Done = 0;

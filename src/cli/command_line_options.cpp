@@ -74,7 +74,7 @@ std::variant<CommandLineOptions, CommandLineText> Read_Command_Line(
   // Futures are written so: /ES.
   app.allow_windows_style_options(false);
   app.footer(Footer);
-  app.set_version_flag("--version", "history-quotes-cli " HQ_VERSION);
+  app.add_flag("--version", options.Version, "Print the version and the program folder");
   app.add_option("SYMBOL", options.Symbols, "Symbols to download");
   app.add_option("--interval", interval, "1, 5, 10, 20, 30, 60 or 1440 (a day)")->option_text("MINUTES");
   app.add_option("--days", options.Days, "Trading days to keep, 1 to the interval's day limit")
@@ -94,8 +94,10 @@ std::variant<CommandLineOptions, CommandLineText> Read_Command_Line(
                  "source such as tiingo, or a list of these with commas; default: that of server.ini")
       ->option_text("SPEC")
       ->excludes(request);
-  app.add_option("--program-folder", options.ProgramFolder,
-                 "Where user.cfg, server.ini and FSCLIENT.INI lie; default: the program's own folder")
+  app.add_option(
+         "--program-folder", options.ProgramFolder,
+         "Where user.cfg, server.ini and FSCLIENT.INI lie; default: the program's own folder, or with the "
+         "user's own data in an installed copy")
       ->option_text("DIR");
   app.add_flag("--saved", options.Saved,
                "Take from user.cfg whatever is not given here, its symbols included; not the days, which are "

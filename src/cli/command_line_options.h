@@ -19,6 +19,7 @@ struct CommandLineOptions {
   std::optional<std::string> RequestTemplate;
   std::optional<std::string> Source;
   std::optional<std::string> ProgramFolder;
+  bool Version = false;
   std::optional<std::string> TextToEncipher;
   bool Saved = false;
   bool ListFormats = false;

@@ -228,6 +228,12 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
     environment.Err << "--program-folder: " << given.ProgramFolder << " is no folder" << std::endl;
     return exit_code::Refused;
   }
+  const ProgramPlaces program = Places_Of_Run(environment, given.ProgramFolder == environment.ProgramFolder
+                                                               ? std::nullopt
+                                                               : std::optional(given.ProgramFolder));
+  // Before anything that may write there.
+  const std::string folder_fault = Prepare_Program_Folder(program);
+  if (!folder_fault.empty()) environment.Err << folder_fault << std::endl;
   Console console(environment.Out, environment.Err, environment.TerminalWidth);
   modFailSafe trap(&environment.Loop);
   const TrapSession session(trap, Trap_Parts(environment, given.ProgramFolder, console));
@@ -236,7 +242,7 @@ int Sources_Command(const std::vector<std::string>& arguments, const CommandLine
     const auto report = [&environment](const std::string& line) { environment.Err << line << std::endl; };
     try {
       const server::SourcePlaces places =
-          server::Places_In(given.ProgramFolder, "history-quotes/" HQ_VERSION, environment.ProgramFolder);
+          server::Places_In(given.ProgramFolder, "history-quotes/" HQ_VERSION, program.Package);
       if (sources->parsed()) {
         ServerSettingsFile settings(environment.FileSystem,
                                     Join_Path(given.ProgramFolder, ServerSettingsFileName));

@@ -14,7 +14,8 @@
 #include "platform/interrupts.h"
 #include "platform/machine.h"
 #include "platform/mail.h"
-#include "platform/program.h"
+#include "platform/paths.h"
+#include "platform/program_places.h"
 #include "platform/server_settings_file.h"
 #include "server/quote_server.h"
 #include "server/source_setup.h"
@@ -49,6 +50,7 @@ struct Options {
   bool NamesSettings = false;
   std::string Address = "127.0.0.1";
   std::string Port = "0";
+  std::string FolderFault;
   bool Verbose = false;
 };
 
@@ -58,10 +60,23 @@ std::string Port_Fault(const std::string& text) {
   return port && *port <= 65535 ? std::string{} : text + " is no number from 0 to 65535";
 }
 
+// The places that are not named lie in the program folder.
+void Fill_Places(Options& options, const hq::ProgramPlaces& places) {
+  const hq::server::SourcePlaces usual =
+      hq::server::Places_In(hq::System_Path(places.Program), {}, hq::System_Path(places.Package));
+  // Its logs lie there, too.
+  std::string fault = Prepare_Program_Folder(places);
+  if (options.Archive.empty() || options.Settings.empty()) options.FolderFault = std::move(fault);
+  if (options.Profiles.empty()) options.Profiles = usual.Profiles;
+  if (options.Archive.empty()) options.Archive = usual.Archive;
+  if (options.Settings.empty()) options.Settings = hq::Join_Path(places.Program, hq::ServerSettingsFileName);
+}
+
 void Serve(const Options& options, ErrorLines& errors) {
   hq::Latch end_wanted;
   hq::InterruptWatch watch;
   const auto report = [&errors](const std::string& line) { errors.Write(line); };
+  if (!options.FolderFault.empty()) report(options.FolderFault);
 
   hq::SystemFiles files;
   hq::ServerSettingsFile settings{files, options.Settings};
@@ -93,12 +108,14 @@ void Serve(const Options& options, ErrorLines& errors) {
 
 int main(int argc, char** argv) {
   Options options;
-  const std::filesystem::path folder = hq::Program_Folder();
-  options.Profiles = folder / "sources";
-  options.Archive = folder / "quotes.db";
-  options.Settings = hq::Join_Path(hq::Program_Folder(), hq::ServerSettingsFileName);
   CLI::App app{"Answers requests for historical stock quotes over HTTP.", "quote-server"};
-  app.set_version_flag("--version", "quote-server " HQ_VERSION);
+  bool version = false;
+  app.add_flag("--version", version, "Print the version and the program folder");
+  std::optional<std::string> folder;
+  app.add_option(
+      "--program-folder", folder,
+      "Where server.ini and quotes.db lie; the program's own folder, or with the user's own data in "
+      "an installed copy");
   app.add_option("--port", options.Port, "Port to listen on; 0 takes a free one")
       ->check(Port_Fault)
       ->capture_default_str();
@@ -107,11 +124,12 @@ int main(int argc, char** argv) {
       "Where quotes come from: simulated, csv:FOLDER for your own files, live for all services whose "
       "keys are set, a service's name such as tiingo, or a list of these with commas, asked in its "
       "order; otherwise as the settings say, and simulated when they say nothing");
-  app.add_option("--sources", options.Profiles, "Folder of the source profiles; sources beside the program");
-  app.add_option("--archive", options.Archive, "File of the quotes fetched; quotes.db beside the program");
-  const CLI::Option* settings =
-      app.add_option("--settings", options.Settings,
-                     "File with the sections [Quotes], [Keys] and [Server]; server.ini beside the program");
+  app.add_option("--sources", options.Profiles,
+                 "Folder of the source profiles; sources in the program folder, or else beside the program");
+  app.add_option("--archive", options.Archive, "File of the quotes fetched; quotes.db in the program folder");
+  const CLI::Option* settings = app.add_option(
+      "--settings", options.Settings,
+      "File with the sections [Quotes], [Keys] and [Server]; server.ini in the program folder");
   app.add_option("--address", options.Address,
                  "Address to listen on; the default lets only this computer in, 0.0.0.0 is all addresses")
       ->capture_default_str();
@@ -126,6 +144,18 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : 2;
   }
+  const hq::ProgramPlaces places = hq::Places_Of_Program(folder);
+  if (version) {
+    std::cout << "quote-server " HQ_VERSION "\n"
+              << "Program folder: " << places.Program << std::endl;
+    return 0;
+  }
+  std::error_code unknown;
+  if (folder && !std::filesystem::is_directory(hq::System_Path(*folder), unknown)) {
+    std::cerr << "--program-folder: " << *folder << " is no folder" << std::endl;
+    return 2;
+  }
+  Fill_Places(options, places);
 
   ErrorLines errors;
   hq::SystemFiles files;
@@ -136,7 +166,7 @@ int main(int argc, char** argv) {
                                        hq::ApplicationFacts{.Title = "quote-server",
                                                             .ExeName = "quote-server",
                                                             .Version = HQ_VERSION,
-                                                            .Folder = hq::Program_Folder()},
+                                                            .Folder = places.Program},
                                        hq::Look_At_Machine, true});
   constexpr hq::ProcedureName here{"quote_server_main.cpp", "Sub Serve"};
   return hq::With_Own_Handler(

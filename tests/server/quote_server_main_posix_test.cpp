@@ -189,11 +189,12 @@ TEST(quote_server, AnswersTheHostsOfItsSettings) {
 
 TEST(quote_server, TellsItsVersionAndOptions) {
   Program version{{"--version"}};
-  EXPECT_EQ(version.Rest(), "quote-server " HQ_VERSION "\n");
+  EXPECT_EQ(version.Rest(), "quote-server " HQ_VERSION "\nProgram folder: " +
+                                std::filesystem::path(HQ_SERVER_PROGRAM).parent_path().string() + "\n");
   EXPECT_EQ(version.Exit_Code(), 0);
   Program help{{"--help"}};
   const std::string text = help.Rest();
-  for (const char* option : {"--port", "--source", "--address", "--version", "--help"})
+  for (const char* option : {"--port", "--source", "--address", "--program-folder", "--version", "--help"})
     EXPECT_THAT(text, HasSubstr(option));
   EXPECT_EQ(help.Exit_Code(), 0);
 }
