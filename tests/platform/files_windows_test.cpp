@@ -11,6 +11,7 @@
 #include "base/run_time_error.h"
 #include "platform/files.h"
 #include "platform/paths.h"
+#include "support/environment.h"
 #include "support/raises.h"
 #include "support/temp_folder.h"
 
@@ -234,6 +235,65 @@ TEST(DirectorySearch, FollowsTheWildcardsOfTheSystem) {
   };
   for (const auto& [text, found] : table)
     EXPECT_EQ(Directory_Search_Finds(files, folder / text), found) << text;
+}
+
+// How many entries say who may do what with a file, and whether the folder's rules are kept from it.
+std::pair<int, bool> Access_Of(const std::string& path) {
+  DWORD size = 0;
+  GetFileSecurityA(path.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+  std::vector<unsigned char> descriptor(size);
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  BOOL present = FALSE;
+  BOOL defaulted = FALSE;
+  ACL* list = nullptr;
+  if (size == 0 ||
+      GetFileSecurityA(path.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size) == 0 ||
+      GetSecurityDescriptorControl(descriptor.data(), &control, &revision) == 0 ||
+      GetSecurityDescriptorDacl(descriptor.data(), &present, &list, &defaulted) == 0 || list == nullptr) {
+    return {-1, false};
+  }
+  return {list->AceCount, (control & SE_DACL_PROTECTED) != 0};
+}
+
+TEST(OpenForPrivateOutput, MakesANewFileForTheUserTheAdministratorsAndTheSystem) {
+  if (test::Under_Wine()) GTEST_SKIP() << "Wine keeps the modes of the system below";
+  const TempFolder folder;
+  SystemFiles files;
+  files.Open_For_Private_Output(folder / "keys")->Close();
+  EXPECT_EQ(Access_Of(folder / "keys"), std::pair(3, true));
+}
+
+TEST(Read, SaysWhatHasAFilesPlace) {
+  SystemFiles files;
+  const TempFolder folder;
+  EXPECT_RAISES(files.Read(folder.Path()), PathFileAccessError);
+  EXPECT_RAISES(files.Read("NUL"), PathFileAccessError);
+}
+
+TEST(LeftOverParts, GoWithTheNextWriteUnlessSomebodyHasThemOpen) {
+  const TempFolder folder;
+  Put_Bytes(folder / ".history-quotes-1-1.part", "left over");
+  Put_Bytes(folder / ".history-quotes-1-2.part", "in use");
+  {
+    const HeldFile held(folder / ".history-quotes-1-2.part",
+                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+    ASSERT_TRUE(held.Is_Held());
+    Write_Whole(folder / "file", "bytes");
+    EXPECT_THAT(folder.Names(), ElementsAre(".history-quotes-1-2.part", "file"));
+  }
+  Write_Whole(folder / "file", "bytes");
+  EXPECT_THAT(folder.Names(), ElementsAre("file"));
+}
+
+TEST(LeftOverParts, AreNotThoseOfTheSameProcess) {
+  const TempFolder folder;
+  SystemFiles files;
+  const auto one = files.Open_For_Output(folder / "one");
+  Write_Whole(folder / "two", "bytes");
+  one->Write("bytes");
+  one->Close();
+  EXPECT_THAT(folder.Names(), ElementsAre("one", "two"));
 }
 
 }  // namespace
