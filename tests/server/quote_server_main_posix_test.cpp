@@ -156,7 +156,8 @@ TEST(quote_server, RefusesBadOptions) {
                                                      {"--source", "live"},
                                                      {"--source", "csv:/no/such/folder"},
                                                      {"--unknown"},
-                                                     {"extra"}};
+                                                     {"extra"},
+                                                     {"--program-folder", "/no/such/folder"}};
   for (const auto& arguments : bad) {
     Program program{arguments};
     EXPECT_THAT(program.Errors(), Not(IsEmpty()));
