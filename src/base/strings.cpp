@@ -46,6 +46,17 @@ std::string_view Trim_White(std::string_view text) {
   return Without_Ends(text, " \t\r\n");
 }
 
+std::string_view Trimmed(std::string_view text) {
+  for (bool again = true; again;) {
+    again = false;
+    if (text.starts_with(' ') || text.starts_with('\t')) text.remove_prefix(1), again = true;
+    if (text.ends_with(' ') || text.ends_with('\t')) text.remove_suffix(1), again = true;
+    if (text.starts_with("\xc2\xa0")) text.remove_prefix(2), again = true;
+    if (text.ends_with("\xc2\xa0")) text.remove_suffix(2), again = true;
+  }
+  return text;
+}
+
 std::string Upper_Case(std::string_view text) {
   std::string result(text);
   std::transform(result.begin(), result.end(), result.begin(), Upper);

@@ -14,6 +14,9 @@ namespace hq {
 // The text without blanks, tabs and line ends at both ends.
 [[nodiscard]] std::string_view Trim_White(std::string_view text);
 
+// The text without blanks, tabs and no-break spaces (UTF-8) at both ends.
+[[nodiscard]] std::string_view Trimmed(std::string_view text);
+
 // The text with a to z turned into A to Z.
 [[nodiscard]] std::string Upper_Case(std::string_view text);
 

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "base/strings.h"
-#include "server/csv_fields.h"
 
 namespace hq::server {
 

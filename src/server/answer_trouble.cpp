@@ -6,7 +6,6 @@
 
 #include "base/strings.h"
 #include "server/answer_values.h"
-#include "server/csv_fields.h"
 
 namespace hq::server {
 

@@ -15,11 +15,9 @@
 #include <vector>
 
 #include "server/bar.h"
-#include "server/csv_source.h"
 #include "server/exchange_clock.h"
-#include "server/pacing.h"
-#include "server/upstream_answer.h"
-#include "server/upstream_request.h"
+#include "server/pacing_store.h"
+#include "server/quote_source.h"
 #include "server/zone_time.h"
 
 namespace hq::server {

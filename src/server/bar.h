@@ -33,6 +33,24 @@ struct Bar {
   friend bool operator==(const Bar&, const Bar&) = default;
 };
 
+// Days at the exchange, both included.
+struct DayRange {
+  Day First;
+  Day Last;
+
+  friend bool operator==(const DayRange&, const DayRange&) = default;
+};
+
+// A bar of a feed's own interval.
+struct NativeBar {
+  // In the exchange's time, stamped with its beginning; daily bars hold 09:30.
+  Bar Quote;
+  // Whether the bar was complete when it was read: its end, and the feed's delay, lay in the past.
+  bool Final = false;
+
+  friend bool operator==(const NativeBar&, const NativeBar&) = default;
+};
+
 // Says whether the bars of a start stand in the order of time, `left` before `right`.
 [[nodiscard]] bool Earlier(const Bar& left, const Bar& right);
 

@@ -6,7 +6,6 @@
 #include "server/bar.h"
 #include "server/exchange_clock.h"
 #include "server/quote_source.h"
-#include "server/upstream_request.h"
 
 namespace hq::server {
 

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <string>
 
+#include "base/strings.h"
+
 namespace hq::server {
 namespace {
 
@@ -292,17 +294,6 @@ std::size_t Find_Time(string_view text) {
 }
 
 }  // namespace
-
-string_view Trimmed(string_view text) {
-  for (bool again = true; again;) {
-    again = false;
-    if (text.starts_with(' ') || text.starts_with('\t')) text.remove_prefix(1), again = true;
-    if (text.ends_with(' ') || text.ends_with('\t')) text.remove_suffix(1), again = true;
-    if (text.starts_with("\xc2\xa0")) text.remove_prefix(2), again = true;
-    if (text.ends_with("\xc2\xa0")) text.remove_suffix(2), again = true;
-  }
-  return text;
-}
 
 bool Is_No_Value(string_view text) {
   for (const string_view none : {"", "-", "--", "null", "n/a", "na", "nan", "none", "#n/a"}) {

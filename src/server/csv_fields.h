@@ -9,9 +9,6 @@
 
 namespace hq::server {
 
-// `text` without blanks, tabs and no-break spaces at both ends.
-[[nodiscard]] std::string_view Trimmed(std::string_view text);
-
 // Whether a field stands for "no value": empty, "-", "null", "N/A", "NaN" and the like.
 [[nodiscard]] bool Is_No_Value(std::string_view text);
 

@@ -7,6 +7,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "base/strings.h"
 #include "server/csv_fields.h"
 #include "server/exchange_clock.h"
 

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -14,10 +13,6 @@
 #include "server/quote_source.h"
 
 namespace hq::server {
-
-// Takes one line, without a line end, about something in a source's data that was passed over. It may be
-// called from several threads at once.
-using Reporter = std::function<void(const std::string& line)>;
 
 // A source that serves a folder of the user's own files, one a symbol. A file is named like its symbol, in
 // any letter case, and ends in .csv, .txt or .tsv; characters that can't stand in file names (\ / : * ? " < >

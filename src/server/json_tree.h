@@ -8,9 +8,11 @@
 #include <variant>
 #include <vector>
 
-#include "server/source_profile.h"
-
 namespace hq::server {
+
+// One step into an answer: the name of a member, or the place in an array, counted from 0.
+using PathStep = std::variant<std::string, std::size_t>;
+using Path = std::vector<PathStep>;
 
 enum class JsonKind : std::uint8_t { Null, Boolean, Number, Text, Array, Object };
 

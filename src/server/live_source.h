@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "server/archive.h"
-#include "server/csv_source.h"
 #include "server/http_fetch.h"
 #include "server/pacing.h"
 #include "server/quote_source.h"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -62,6 +63,10 @@ struct SymbolEntry {
   std::string Symbol;
   std::string Description;
 };
+
+// Takes one line, without a line end, about something in a source's data that was passed over. It may be
+// called from several threads at once.
+using Reporter = std::function<void(const std::string& line)>;
 
 // Where quotes come from. All methods may be called from several threads at once.
 class QuoteSource {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "server/bar.h"
+#include "server/json_tree.h"
 #include "server/quote_source.h"
 #include "server/zone_time.h"
 
@@ -28,10 +29,6 @@ enum class Adjustment {
 
 // "not adjusted", "adjusted for splits", "adjusted for splits and dividends".
 [[nodiscard]] std::string_view Adjustment_Name(Adjustment adjustment);
-
-// One step into an answer: the name of a member, or the place in an array, counted from 0.
-using PathStep = std::variant<std::string, std::size_t>;
-using Path = std::vector<PathStep>;
 
 // How an answer shows that something is not as wanted.
 enum class TroubleKind {

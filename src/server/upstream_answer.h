@@ -23,16 +23,6 @@ struct UpstreamResponse {
   std::string_view Body;
 };
 
-// A bar of a feed's own interval.
-struct NativeBar {
-  // In the exchange's time, stamped with its beginning; daily bars hold 09:30.
-  Bar Quote;
-  // Whether the bar was complete when it was read: its end, and the feed's delay, lay in the past.
-  bool Final = false;
-
-  friend bool operator==(const NativeBar&, const NativeBar&) = default;
-};
-
 // The bars of one answer.
 struct UpstreamBars {
   // Oldest first, one a stamp, of the regular session only where the exchange's is known. It may be empty:

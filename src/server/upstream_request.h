@@ -16,14 +16,6 @@ namespace hq::server {
 // The user's keys of one source, by SourceKey::Name.
 using KeyTexts = std::map<std::string, std::string>;
 
-// Days at the exchange, both included.
-struct DayRange {
-  Day First;
-  Day Last;
-
-  friend bool operator==(const DayRange&, const DayRange&) = default;
-};
-
 // What is wanted of a source.
 struct UpstreamWish {
   // As the user wrote it.

@@ -17,6 +17,11 @@ TEST(Trim, TakesBlanksOffBothEndsOnly) {
   EXPECT_EQ(Trim(" a"), "a");
 }
 
+TEST(Trimmed, TakesBlanksOffBothEnds) {
+  EXPECT_EQ(Trimmed(" \t a b\xc2\xa0 "), "a b");
+  EXPECT_EQ(Trimmed(" \t "), "");
+}
+
 TEST(Trim, LeavesOtherWhiteSpace) {
   EXPECT_EQ(Trim(" \ta\r\n "), "\ta\r\n");
   EXPECT_EQ(Trim("\xC2\xA0"), "\xC2\xA0");

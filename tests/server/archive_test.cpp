@@ -16,6 +16,7 @@
 #endif
 
 #include "server/csv_reader.h"
+#include "server/pacing.h"
 #include "server/server_test_support.h"
 #include "server/sqlite_database.h"
 

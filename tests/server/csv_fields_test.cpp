@@ -150,10 +150,5 @@ TEST(Is_No_Value, KnowsTheWordsForNothing) {
   for (const char* some : {"0", "-1", "x", "nil"}) EXPECT_FALSE(Is_No_Value(some)) << some;
 }
 
-TEST(Trimmed, TakesBlanksOffBothEnds) {
-  EXPECT_EQ(Trimmed(" \t a b\xc2\xa0 "), "a b");
-  EXPECT_EQ(Trimmed(" \t "), "");
-}
-
 }  // namespace
 }  // namespace hq::server

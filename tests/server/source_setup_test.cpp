@@ -5,6 +5,7 @@
 
 #include "server/answer_writer.h"
 #include "server/archive.h"
+#include "server/pacing.h"
 #include "server/scripted_fetcher.h"
 #include "support/fakes.h"
 
