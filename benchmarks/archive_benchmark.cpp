@@ -17,12 +17,12 @@
 #include <variant>
 #include <vector>
 
-#include "server/archive.h"
-#include "server/live_source.h"
-#include "server/quote_server.h"
-#include "server/quote_text.h"
-#include "server/source_profile.h"
-#include "server/trading_calendar.h"
+#include "market/trading_calendar.h"
+#include "server/archive/archive.h"
+#include "server/http/quote_server.h"
+#include "server/http/quote_text.h"
+#include "server/live/live_source.h"
+#include "server/services/source_profile.h"
 
 namespace hq::server {
 namespace {

@@ -25,8 +25,8 @@
 #include "quotes/curl_transfer.h"
 #include "run/download_run.h"
 #include "sample_answer.h"
-#include "server/make_source.h"
-#include "server/quote_server.h"
+#include "server/http/quote_server.h"
+#include "server/setup/make_source.h"
 
 namespace hq::benchmarks {
 

@@ -6,10 +6,10 @@
 #include <string_view>
 #include <variant>
 
-#include "server/csv_answer.h"
-#include "server/csv_reader.h"
-#include "server/quote_request.h"
-#include "server/quote_text.h"
+#include "server/csv/csv_answer.h"
+#include "server/csv/csv_reader.h"
+#include "server/http/quote_request.h"
+#include "server/http/quote_text.h"
 
 namespace {
 

@@ -4,13 +4,13 @@
 #include <string_view>
 #include <variant>
 
+#include "market/bar_maker.h"
 #include "require.h"
-#include "server/bar_maker.h"
-#include "server/json_tree.h"
-#include "server/quote_text.h"
-#include "server/source_profile.h"
-#include "server/upstream_answer.h"
-#include "server/upstream_request.h"
+#include "server/http/quote_text.h"
+#include "server/services/json_tree.h"
+#include "server/services/source_profile.h"
+#include "server/services/upstream_answer.h"
+#include "server/services/upstream_request.h"
 
 namespace {
 

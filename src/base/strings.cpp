@@ -73,6 +73,16 @@ bool Equal_Without_Case(std::string_view one, std::string_view other) {
   return std::equal(one.begin(), one.end(), other.begin(), other.end(), Same_Letter);
 }
 
+std::vector<std::string> Parts_Of_List(std::string_view list) {
+  std::vector<std::string> parts;
+  for (;;) {
+    const auto comma = list.find(',');
+    if (const auto part = Trim_White(list.substr(0, comma)); !part.empty()) parts.emplace_back(part);
+    if (comma == std::string_view::npos) return parts;
+    list.remove_prefix(comma + 1);
+  }
+}
+
 bool Contains_Without_Case(std::string_view text, std::string_view what) {
   return std::search(text.begin(), text.end(), what.begin(), what.end(), Same_Letter) != text.end();
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace hq {
 
@@ -35,6 +36,9 @@ namespace hq {
 // The first longest bytes of the text at most, without a UTF-8 character that would be cut there. A text of
 // another kind is cut at the very byte.
 [[nodiscard]] std::string_view Cut_Text(std::string_view text, std::size_t longest);
+
+// The parts of a list with commas, without the blanks around them; empty ones are left out.
+[[nodiscard]] std::vector<std::string> Parts_Of_List(std::string_view list);
 
 [[nodiscard]] inline bool Contains(std::string_view text, std::string_view what) {
   return text.find(what) != std::string_view::npos;

@@ -16,8 +16,8 @@
 #include "platform/server_settings_file.h"
 #include "quotes/curl_transfer.h"
 #include "quotes/request.h"
-#include "server/quote_server.h"
-#include "server/source_setup.h"
+#include "server/http/quote_server.h"
+#include "server/setup/source_setup.h"
 #include "shell/server_settings.h"
 #include "shell/settings_file.h"
 

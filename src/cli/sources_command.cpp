@@ -11,8 +11,8 @@
 #include "cli/trap_parts.h"
 #include "errortrap/procedure.h"
 #include "platform/paths.h"
-#include "server/archive.h"
-#include "server/source_setup.h"
+#include "server/archive/archive.h"
+#include "server/setup/source_setup.h"
 
 namespace hq {
 

@@ -17,8 +17,8 @@
 #include "platform/paths.h"
 #include "platform/program_places.h"
 #include "platform/server_settings_file.h"
-#include "server/quote_server.h"
-#include "server/source_setup.h"
+#include "server/http/quote_server.h"
+#include "server/setup/source_setup.h"
 
 namespace {
 

@@ -22,8 +22,8 @@
 
 #include "base/strings.h"
 #include "errortrap/qt_message_boxes.h"
+#include "market/source_status.h"
 #include "platform/thread_name.h"
-#include "server/source_status.h"
 #include "shell/form_looks.h"
 
 namespace hq {

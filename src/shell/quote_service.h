@@ -7,8 +7,8 @@
 
 #include "errortrap/message_box.h"
 #include "platform/server_settings_file.h"
-#include "server/quote_server.h"
-#include "server/source_setup.h"
+#include "server/http/quote_server.h"
+#include "server/setup/source_setup.h"
 
 namespace hq {
 

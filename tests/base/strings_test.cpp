@@ -116,5 +116,12 @@ TEST(CutText, CutsATextThatIsNoUtf8AtTheVeryByte) {
   }
 }
 
+TEST(Parts_Of_List, AreWithoutBlanksAndNeverEmpty) {
+  EXPECT_TRUE(Parts_Of_List("").empty());
+  EXPECT_TRUE(Parts_Of_List(" , ,").empty());
+  EXPECT_EQ(Parts_Of_List("a"), std::vector<std::string>{"a"});
+  EXPECT_EQ(Parts_Of_List(" a.b , c:1 ,"), (std::vector<std::string>{"a.b", "c:1"}));
+}
+
 }  // namespace
 }  // namespace hq

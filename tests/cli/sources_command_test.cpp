@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-#include "server/archive.h"
-#include "server/source_setup.h"
+#include "server/archive/archive.h"
+#include "server/setup/source_setup.h"
 #include "support/fakes.h"
 #include "support/socket_server.h"
 #include "support/temp_folder.h"

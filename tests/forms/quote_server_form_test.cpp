@@ -16,7 +16,7 @@
 
 #include "built_places.h"
 #include "forms/form_support.h"
-#include "server/scripted_fetcher.h"
+#include "server/live/scripted_fetcher.h"
 
 namespace hq::test {
 

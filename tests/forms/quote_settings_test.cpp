@@ -14,7 +14,7 @@
 #include "base/strings.h"
 #include "built_places.h"
 #include "forms/form_support.h"
-#include "server/scripted_fetcher.h"
+#include "server/live/scripted_fetcher.h"
 #include "shell/quote_server_form.h"
 #include "support/troubled_files.h"
 #include "support/utf16.h"

@@ -6,9 +6,9 @@
 #include <sys/stat.h>
 #include <vector>
 
-#include "server/archive.h"
-#include "server/server_test_support.h"
-#include "server/source_profile.h"
+#include "market/market_support.h"
+#include "server/archive/archive.h"
+#include "server/services/source_profile.h"
 
 namespace hq::server {
 namespace {

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "built_places.h"
+#include "market/market_support.h"
 #include "platform/sockets.h"
-#include "server/server_test_support.h"
 #include "support/socket_server.h"
 
 namespace hq::server {
