@@ -22,7 +22,7 @@
 #include "server/http/quote_server.h"
 #include "server/http/quote_text.h"
 #include "server/live/live_source.h"
-#include "server/services/source_profile.h"
+#include "server/services/profile_reader.h"
 
 namespace hq::server {
 namespace {

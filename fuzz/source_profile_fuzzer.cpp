@@ -8,7 +8,7 @@
 #include "require.h"
 #include "server/http/quote_text.h"
 #include "server/services/json_tree.h"
-#include "server/services/source_profile.h"
+#include "server/services/profile_reader.h"
 #include "server/services/upstream_answer.h"
 #include "server/services/upstream_request.h"
 

@@ -8,7 +8,7 @@
 
 #include "market/market_support.h"
 #include "server/archive/archive.h"
-#include "server/services/source_profile.h"
+#include "server/services/profile_reader.h"
 
 namespace hq::server {
 namespace {

@@ -16,6 +16,7 @@
 #include "server/live/http_fetch.h"
 #include "server/live/pacing.h"
 #include "server/live/service_failure.h"
+#include "server/services/feed_choice.h"
 #include "server/services/source_profile.h"
 #include "server/services/upstream_answer.h"
 #include "server/services/upstream_request.h"

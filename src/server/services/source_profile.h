@@ -2,12 +2,10 @@
 
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
 #include "market/bar.h"
@@ -53,9 +51,6 @@ enum class TroubleKind {
   // The answer isn't what the profile describes, or is about something else.
   FormatChanged,
 };
-
-// The word for a kind in profiles, headers and logs, such as "unknown-symbol".
-[[nodiscard]] std::string_view Trouble_Name(TroubleKind kind);
 
 // When a service that refuses may be asked again.
 enum class WaitRule {
@@ -245,57 +240,5 @@ struct SourceProfile {
   std::vector<TroubleRule> Troubles;
   std::vector<SourceFeed> Feeds;
 };
-
-// Why a file is no profile.
-struct ProfileError {
-  // The file's name as it was given.
-  std::string File;
-  // Where in the file: the path to the value like "/feeds/0/answer/fields/open", or "line 3, column 14".
-  std::string Place;
-  // What is wrong there; a sentence without a full stop.
-  std::string Reason;
-
-  // All three in one line.
-  [[nodiscard]] std::string Text() const;
-};
-
-// The largest profile that is read, in bytes.
-inline constexpr std::size_t largest_profile = 256UL * 1024;
-
-// Reads the text of a profile; `file_name` stands in errors, and without folders and ending it must be the
-// name in the profile. A member that the program doesn't know is an error, because it may be a misspelt one.
-[[nodiscard]] std::variant<SourceProfile, ProfileError> Read_Profile(std::string_view text,
-                                                                     std::string_view file_name);
-
-// Reads a profile from its file. Never raises but std::bad_alloc.
-[[nodiscard]] std::variant<SourceProfile, ProfileError> Load_Profile(const std::filesystem::path& file);
-
-// What a folder of profiles holds.
-struct ProfileFolder {
-  // Sorted by name.
-  std::vector<SourceProfile> Profiles;
-  // Files ending in .json that are no profiles, or why the folder can't be listed.
-  std::vector<ProfileError> Errors;
-};
-
-// Reads all files of a folder that end in .json.
-[[nodiscard]] ProfileFolder Load_Profiles(const std::filesystem::path& folder);
-
-// Which feed of a source serves an interval, and with which adjustment.
-struct ChosenFeed {
-  // The place in SourceProfile::Feeds.
-  std::size_t Feed = 0;
-  Adjustment Adjusted = Adjustment::Splits;
-};
-
-// The feed for an interval (1, 5, 10, 20, 30, 60 or daily_interval minutes): the first one in the file that
-// serves it with the adjustment; where none does and Adjustment::Splits is asked for, the first one that has
-// something to serve instead. None when the source has no such bars.
-[[nodiscard]] std::optional<ChosenFeed> Choose_Feed(const SourceProfile& profile, int interval,
-                                                    Adjustment adjustment);
-
-// How a source spells a symbol, or none when it has no symbols of that kind. `symbol` is as the user wrote
-// it.
-[[nodiscard]] std::optional<std::string> Spell_Symbol(const SourceProfile& profile, std::string_view symbol);
 
 }  // namespace hq::server

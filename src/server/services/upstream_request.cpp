@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/strings.h"
+#include "server/services/feed_choice.h"
 #include "server/services/placeholders.h"
 
 namespace hq::server {

@@ -12,6 +12,7 @@
 #include "base/strings.h"
 #include "platform/paths.h"
 #include "server/live/live_source.h"
+#include "server/services/profile_reader.h"
 #include "server/simulated/simulated_source.h"
 
 namespace hq::server {

@@ -12,6 +12,7 @@
 #include "platform/paths.h"
 #include "server/archive/archive.h"
 #include "server/live/live_source.h"
+#include "server/services/profile_reader.h"
 
 namespace hq::server {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "built_places.h"
 #include "market/market_support.h"
-#include "server/services/source_profile.h"
+#include "server/services/profile_reader.h"
 #include "server/services/upstream_answer.h"
 #include "server/services/upstream_request.h"
 

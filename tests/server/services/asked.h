@@ -10,6 +10,7 @@
 
 #include "market/trading_calendar.h"
 #include "server/services/answer_writer.h"
+#include "server/services/feed_choice.h"
 #include "server/services/upstream_answer.h"
 
 namespace hq::server {
