@@ -3,13 +3,9 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
-#include <memory>
-#include <mutex>
 #include <optional>
 #include <ostream>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,26 +14,11 @@
 #include "market/exchange_clock.h"
 #include "market/quote_source.h"
 #include "market/zone_time.h"
-#include "server/archive/pacing_store.h"
+#include "server/archive/archive_file.h"
+#include "server/archive/series_key.h"
+#include "server/archive/service_limits.h"
 
 namespace hq::server {
-
-class SqliteDatabase;
-
-// What bars belong together: those of one symbol, as one source sends them.
-struct SeriesKey {
-  // The source's short name, such as "tiingo".
-  std::string Source;
-  // Letter case does not count.
-  std::string Symbol;
-  // In minutes, as the source sends them: 1 to 1440.
-  int Interval = daily_interval;
-  // How prices are adjusted, such as "raw", "split" or "all".
-  std::string Adjustment;
-};
-
-// A moment in UTC.
-using Moment = std::chrono::sys_seconds;
 
 // What one fetch brought.
 struct FetchedBars {
@@ -76,33 +57,24 @@ struct ArchivedBars {
   bool Us_Sessions = true;
 };
 
-// The archive can't be used now; the text says why.
-class ArchiveError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-// The database file of all bars fetched, of what was asked already, and of what the services allow. Several
-// processes may use one file. Every change is one transaction: a program that is killed loses at most the
-// change under way. All methods may be called from several threads at once; they raise ArchiveError when the
-// file can't be used, which nobody but the caller notices.
-//
-// A damaged file is set aside (its name gets ".damaged-1" or the next number), told to the reporter, and
-// begun anew. Where no file can be, such as in a folder that can't be written to, the archive lives in the
-// memory until its end, and the reporter is told. A file that another program holds on to is waited for, and
-// is tried again at each use when that was in vain.
-class Archive final : public PacingStore {
+// All bars fetched and what was asked already, in a database file that several processes may use at once.
+// Every change is one transaction: a program that is killed loses at most the change under way. All methods
+// may be called from several threads at once; they raise ArchiveError when the file can't be used.
+class Archive final {
  public:
   // `report` may be empty. The file can be read and written by its owner alone. `busy_time` is how long
   // another program that holds on to it is waited for; it may be packing the file.
   explicit Archive(std::filesystem::path file, Reporter report = {},
                    std::chrono::milliseconds busy_time = std::chrono::seconds{3});
-  ~Archive() override;
   Archive(const Archive&) = delete;
   Archive& operator=(const Archive&) = delete;
+  ~Archive() = default;
 
   // Whether the archive lives in its file: not in the memory, and not still waiting for a busy one.
-  [[nodiscard]] bool Is_Kept() const;
+  [[nodiscard]] bool Is_Kept() const { return file_.Is_Kept(); }
+
+  // What the services allow, in the same file.
+  [[nodiscard]] ServiceLimits& Limits() { return limits_; }
 
   // Stores what a fetch brought, over what was there with the same stamps.
   void Store(const SeriesKey& key, const FetchedBars& fetched);
@@ -123,12 +95,6 @@ class Archive final : public PacingStore {
   // answered of it is forgotten. A series that has that name already is given up for it.
   void Set_Aside(const SeriesKey& key, const std::string& new_adjustment);
 
-  // Remembers that a source has nothing of a symbol and interval until a moment.
-  void Remember_Refusal(const SeriesKey& key, const std::string& reason, Moment until);
-
-  // Why a source is not to be asked for a symbol and interval at `now`; none when it may be.
-  [[nodiscard]] std::optional<std::string> Refusal(const SeriesKey& key, Moment now);
-
   // The symbols of which there are bars and that hold `text` in any letter case, by name, at most `limit`.
   [[nodiscard]] std::vector<std::string> Find_Symbols(std::string_view text, std::size_t limit);
 
@@ -136,7 +102,7 @@ class Archive final : public PacingStore {
   [[nodiscard]] std::vector<SeriesInfo> List();
 
   // The size of the file with what goes with it, in bytes; 0 in the memory.
-  [[nodiscard]] std::uintmax_t File_Size() const;
+  [[nodiscard]] std::uintmax_t File_Size() const { return file_.Size(); }
 
   // Writes bars as lines of comma-separated values with a header, as the source of files reads them, and
   // gives their number.
@@ -149,24 +115,9 @@ class Archive final : public PacingStore {
   // What is wrong with the file, a line each; nothing when it is sound. Looks at all of it.
   [[nodiscard]] std::vector<std::string> Check();
 
-  void Change_Pacing(const std::string& service,
-                     const std::function<void(PacingState& state)>& change) override;
-
  private:
-  template <class Work>
-  auto Do(const Work& work);
-  void Open();
-  void Open_In_Memory(const std::string& reason);
-  void Set_File_Aside(const std::string& reason);
-  void Report(std::string line) const;
-  [[nodiscard]] std::string Not_Usable_Now(const std::string& reason) const;
-
-  const std::filesystem::path file_;
-  const Reporter report_;
-  const std::chrono::milliseconds busy_time_;
-  mutable std::mutex mutex_;
-  std::unique_ptr<SqliteDatabase> database_;
-  bool is_kept_ = false;
+  ArchiveFile file_;
+  ServiceLimits limits_;
 };
 
 }  // namespace hq::server

@@ -90,7 +90,7 @@ LiveSource::LiveSource(std::vector<ChainLink> chain, std::shared_ptr<Archive> ar
       fetcher_(std::move(fetcher)),
       options_(std::move(options)),
       report_(std::move(report)),
-      pacing_(*archive_, [this] { return options_.Now(); }),
+      pacing_(archive_->Limits(), [this] { return options_.Now(); }),
       caller_(options_, *fetcher_, pacing_) {}
 
 LiveSource::~LiveSource() = default;
@@ -276,7 +276,7 @@ std::optional<ServiceFailure> LiveSource::Why_Not_Ask(const ServiceJob& job) {
   }
   for (const int interval : {0, job.Key.Interval}) {
     const auto refusal =
-        archive_->Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, floor<seconds>(now));
+        archive_->Limits().Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, floor<seconds>(now));
     if (refusal)
       return ServiceFailure{
           *refusal, interval == 0 ? TroubleKind::UnknownSymbol : TroubleKind::NothingThere, {}, true};
@@ -421,7 +421,7 @@ void LiveSource::Take_Note(const ServiceJob& job, DayRange days, const ServiceFa
   }
   const auto remember = [&](int interval, seconds time) {
     try {
-      archive_->Remember_Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, failed.Reason,
+      archive_->Limits().Remember_Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, failed.Reason,
                                  floor<seconds>(now) + time);
     } catch (const ArchiveError& error) {
       Report_Once("archive", error.what());

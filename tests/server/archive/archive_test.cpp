@@ -204,12 +204,12 @@ TEST_F(ArchiveTest, SetsASeriesAside) {
 
 TEST_F(ArchiveTest, RemembersRefusalsForTheirTime) {
   const Moment noon = At_Noon(Date(2026, 11, 20));
-  Open()->Remember_Refusal({"tiingo", "nosuch", 0, ""}, "unknown", noon + hours{24});
+  Open()->Limits().Remember_Refusal({"tiingo", "nosuch", 0, ""}, "unknown", noon + hours{24});
   const auto archive = Open();
-  EXPECT_EQ(archive->Refusal({"tiingo", "NoSuch", 0, ""}, noon), "unknown");
-  EXPECT_EQ(archive->Refusal({"tiingo", "NOSUCH", 0, ""}, noon + hours{24}), std::nullopt);
-  EXPECT_EQ(archive->Refusal({"tiingo", "NOSUCH", 5, ""}, noon), std::nullopt);
-  EXPECT_EQ(archive->Refusal({"alpaca", "NOSUCH", 0, ""}, noon), std::nullopt);
+  EXPECT_EQ(archive->Limits().Refusal({"tiingo", "NoSuch", 0, ""}, noon), "unknown");
+  EXPECT_EQ(archive->Limits().Refusal({"tiingo", "NOSUCH", 0, ""}, noon + hours{24}), std::nullopt);
+  EXPECT_EQ(archive->Limits().Refusal({"tiingo", "NOSUCH", 5, ""}, noon), std::nullopt);
+  EXPECT_EQ(archive->Limits().Refusal({"alpaca", "NOSUCH", 0, ""}, noon), std::nullopt);
 }
 
 TEST_F(ArchiveTest, ExportsWhatTheReaderOfFilesReads) {
@@ -465,8 +465,8 @@ TEST_P(BusyArchive, GivesNoTokensOfItsOwn) {
   auto other = std::make_unique<OtherConnection>(file_, GetParam());
   Archive one{file_, {}, milliseconds{20}};
   Archive two{file_, {}, milliseconds{20}};
-  Pacing first{one, clock};
-  Pacing second{two, clock};
+  Pacing first{one.Limits(), clock};
+  Pacing second{two.Limits(), clock};
   EXPECT_THROW((void)first.Take("tiingo", limits), ArchiveError);
   other.reset();
   EXPECT_EQ(first.Take("tiingo", limits).Wait, milliseconds{0});
@@ -597,8 +597,8 @@ TEST_F(ArchiveTest, TwoProcessesShareAFile) {
   const auto archive = Open();
   for (int i = 0; i < 50; ++i) {
     EXPECT_EQ(archive->Last_Sessions(daily, Date(2400, 1, 1), 1'000'000).Bars.size() % 3, 0U);
-    archive->Remember_Refusal({"tiingo", "X" + std::to_string(i), 0, ""}, "unknown",
-                              At_Noon(Date(2400, 1, 1)));
+    archive->Limits().Remember_Refusal({"tiingo", "X" + std::to_string(i), 0, ""}, "unknown",
+                                       At_Noon(Date(2400, 1, 1)));
   }
   EXPECT_EQ(first.Count_To_The_End(), count);
   EXPECT_EQ(second.Count_To_The_End(), count);

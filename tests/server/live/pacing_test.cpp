@@ -18,7 +18,7 @@ class PacingTest : public testing::Test {
   const PacingTime start_ = sys_days{year{2026} / 11 / 20} + 18h;
   PacingTime now_ = start_;
   Archive archive_{{}};
-  Pacing pacing_{archive_, [this] { return now_; }};
+  Pacing pacing_{archive_.Limits(), [this] { return now_; }};
 };
 
 TEST_F(PacingTest, GivesTheTokensOfABucketAndThenTellsTheWait) {
@@ -131,13 +131,13 @@ TEST(Pacing, OutlivesTheProgram) {
   const std::vector<RateLimit> limits{{3, hours{1}, {}}};
   for (int i = 0; i < 3; ++i) {
     Archive archive{folder.Path() / "quotes.db"};
-    Pacing pacing{archive, [&now] { return now; }};
+    Pacing pacing{archive.Limits(), [&now] { return now; }};
     EXPECT_EQ(pacing.Take("tiingo", limits).Wait, 0ms);
     if (i == 2) pacing.Close_Growing("alpaca", 15min, 4h, "throttled");
     now += 1min;
   }
   Archive archive{folder.Path() / "quotes.db"};
-  Pacing pacing{archive, [&now] { return now; }};
+  Pacing pacing{archive.Limits(), [&now] { return now; }};
   EXPECT_EQ(pacing.Take("tiingo", limits).Wait, 57min);
   EXPECT_EQ(pacing.Take("alpaca", limits).Wait, 14min);
   now += 14min;
@@ -155,7 +155,7 @@ TEST(Pacing, TwoServersOnOneFileShareTheBucket) {
     for (int number = 0; number < 4; ++number) {
       threads.emplace_back([&] {
         Archive archive{folder.Path() / "quotes.db"};
-        Pacing pacing{archive, [now] { return now; }};
+        Pacing pacing{archive.Limits(), [now] { return now; }};
         for (int i = 0; i < 25; ++i) taken += pacing.Take("tiingo", limits).Wait == 0ms ? 1 : 0;
       });
     }

@@ -293,7 +293,8 @@ TEST_F(SourceSetUpTest, AQuotaUsedUpElsewhereIsShown) {
   const PacingTime until = floor<milliseconds>(system_clock::now()) + hours{2};
   {
     Archive archive{Folder.Path() / "quotes.db"};
-    Pacing{archive, [] { return floor<milliseconds>(system_clock::now()); }}.Close("tiingo", until, "enough");
+    Pacing{archive.Limits(), [] { return floor<milliseconds>(system_clock::now()); }}.Close("tiingo", until,
+                                                                                            "enough");
   }
   Started setup = Start();
   const SourceStatus status = Entry(setup->Sources(), "tiingo").Status;
