@@ -8,6 +8,7 @@
 
 #include "base/strings.h"
 #include "market/bar_maker.h"
+#include "market/exchange_clock.h"
 #include "market/trading_calendar.h"
 #include "server/live/rebased_prices.h"
 
@@ -57,31 +58,7 @@ std::string Series_Name(const ServiceJob& job) {
          job.Key.Adjustment;
 }
 
-bool Contains(DayRange outer, DayRange inner) {
-  return outer.First <= inner.First && outer.Last >= inner.Last;
-}
-
 }  // namespace
-
-// What a fetch brought, kept for those who wait for it.
-struct LiveSource::Fetched {
-  ServiceBars Answer;
-  bool Is_Stored = true;
-};
-
-// A fetch under way, and those who wait for it.
-struct LiveSource::Flight {
-  DayRange Days;
-  std::optional<FetchResultOf> Result;
-};
-
-// What is remembered of a service until the program ends.
-struct LiveSource::Health {
-  PacingTime Down_Until{};
-  std::string Down_Reason;
-  std::string Key_Reason;
-  int Changed_Answers = 0;
-};
 
 LiveSource::LiveSource(std::vector<ChainLink> chain, std::shared_ptr<Archive> archive,
                        std::shared_ptr<HttpFetcher> fetcher, LiveOptions options, Reporter report)
@@ -91,17 +68,14 @@ LiveSource::LiveSource(std::vector<ChainLink> chain, std::shared_ptr<Archive> ar
       options_(std::move(options)),
       report_(std::move(report)),
       pacing_(archive_->Limits(), [this] { return options_.Now(); }),
-      caller_(options_, *fetcher_, pacing_) {}
+      caller_(options_, *fetcher_, pacing_),
+      fetches_([this] { return options_.Now(); }) {}
 
 LiveSource::~LiveSource() = default;
 
 void LiveSource::Give_Up(bool on) {
   caller_.Give_Up(on);
-  {
-    const std::lock_guard lock{mutex_};
-    give_up_ = on;
-  }
-  changed_.notify_all();
+  fetches_.Give_Up(on);
   for (const ChainLink& link : chain_) {
     if (const auto* other = std::get_if<OtherSource>(&link)) other->Source->Give_Up(on);
   }
@@ -199,7 +173,9 @@ std::variant<BarTable, ServiceFailure> LiveSource::Ask_Service(const LiveService
     const auto days = Days_To_Fetch(job);
     if (!days) return From_Archive(job, {}, false);
     if (auto closed = Why_Not_Ask(job)) return std::move(*closed);
-    auto result = Share_Fetch(job, *days, deadline);
+    auto result = fetches_.Fetch(
+        {Series_Name(job), title, *days, deadline, [this, &job] { return Days_To_Fetch(job); },
+         [this, &job, deadline](DayRange left) { return Fetch_And_Store(job, left, deadline); }});
     if (auto* failed = std::get_if<ServiceFailure>(&result)) return std::move(*failed);
     const auto& [fetched, is_stored] = *std::get<std::shared_ptr<const Fetched>>(result);
     // Half of what was wanted is worse than the next source's whole; the archive keeps it for later.
@@ -266,14 +242,10 @@ std::optional<ServiceFailure> LiveSource::Why_Not_Ask(const ServiceJob& job) {
   if (const auto missing = Missing_Keys(profile, job.Service->Keys); !missing.empty()) {
     return ServiceFailure{Needs_Key(profile, missing.front()), TroubleKind::KeyRefused, {}, true};
   }
-  {
-    const std::lock_guard lock{mutex_};
-    const Health& health = health_[profile.Name];
-    if (!health.Key_Reason.empty())
-      return ServiceFailure{health.Key_Reason, TroubleKind::KeyRefused, {}, true};
-    if (health.Down_Until > now)
-      return ServiceFailure{health.Down_Reason, TroubleKind::ServerDown, health.Down_Until, true};
-  }
+  const ServiceHealth::State health = health_.Of(profile.Name);
+  if (!health.Key_Reason.empty()) return ServiceFailure{health.Key_Reason, TroubleKind::KeyRefused, {}, true};
+  if (health.Down_Until > now)
+    return ServiceFailure{health.Down_Reason, TroubleKind::ServerDown, health.Down_Until, true};
   for (const int interval : {0, job.Key.Interval}) {
     const auto refusal =
         archive_->Limits().Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, floor<seconds>(now));
@@ -284,62 +256,7 @@ std::optional<ServiceFailure> LiveSource::Why_Not_Ask(const ServiceJob& job) {
   return std::nullopt;
 }
 
-LiveSource::FetchResultOf LiveSource::Share_Fetch(const ServiceJob& job, DayRange days, PacingTime deadline) {
-  const std::string name = Series_Name(job);
-  std::shared_ptr<Flight> own;
-  std::unique_lock lock{mutex_};
-  while (!own) {
-    const auto found = flights_.find(name);
-    if (found == flights_.end()) {
-      own = std::make_shared<Flight>();
-      own->Days = days;
-      flights_[name] = own;
-      break;
-    }
-    const std::shared_ptr<Flight> other = found->second;
-    const auto has_ended = [&] { return other->Result.has_value() || give_up_; };
-    const bool in_time = changed_.wait_for(lock, std::max(deadline - options_.Now(), 0ms), has_ended);
-    if (!in_time || !other->Result) {
-      return ServiceFailure{job.Profile().Title + " did not answer in time.", FetchHop::TimeOut, {}, false};
-    }
-    const auto* const failed = std::get_if<ServiceFailure>(&*other->Result);
-    const bool is_of_its_days = failed == nullptr || failed->Is(TroubleKind::NothingThere);
-    if (!is_of_its_days || Contains(other->Days, days)) return *other->Result;
-    // It brought other days; what is left to fetch may be less.
-    lock.unlock();
-    const auto left = Days_To_Fetch(job);
-    lock.lock();
-    if (!left) return *other->Result;
-    days = *left;
-  }
-  lock.unlock();
-
-  std::optional<FetchResultOf> result;
-  const auto land = [&] {
-    lock.lock();
-    own->Result =
-        result ? *result : ServiceFailure{"The fetch came to nothing.", TroubleKind::ServerDown, {}, false};
-    flights_.erase(name);
-    lock.unlock();
-    changed_.notify_all();
-  };
-  try {
-    // Another one may have fetched them between the look into the archive and now.
-    if (const auto left = Days_To_Fetch(job)) {
-      result = Fetch_And_Store(job, *left, deadline);
-    } else {
-      result = std::make_shared<const Fetched>();
-    }
-  } catch (...) {
-    land();
-    throw;
-  }
-  land();
-  return *result;
-}
-
-LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const ServiceJob& job, DayRange days,
-                                                      PacingTime deadline) {
+SharedFetch LiveSource::Fetch_And_Store(const ServiceJob& job, DayRange days, PacingTime deadline) {
   for (bool is_again = false;; is_again = true) {
     auto asked = caller_.Fetch(job, days, deadline);
     Fetched fetched;
@@ -351,8 +268,7 @@ LiveSource::FetchResultOf LiveSource::Fetch_And_Store(const ServiceJob& job, Day
       fetched.Answer = No_Bars(job, days);
     } else {
       fetched.Answer = std::get<ServiceBars>(std::move(asked));
-      const std::lock_guard lock{mutex_};
-      health_[job.Profile().Name].Changed_Answers = 0;
+      health_.Reset_Changed_Answers(job.Profile().Name);
     }
     const ServiceBars& answer = fetched.Answer;
     if (answer.Bad_Rows > 0) {
@@ -408,12 +324,7 @@ void LiveSource::Take_Note(const ServiceJob& job, DayRange days, const ServiceFa
   const std::string& name = job.Profile().Name;
   const PacingTime now = options_.Now();
   if (failed.Is(FetchHop::GivenUp) || (failed.Is(FetchHop::TimeOut) && failed.Not_Asked)) return;
-  const auto close = [&](milliseconds time) {
-    const std::lock_guard lock{mutex_};
-    Health& health = health_[name];
-    health.Down_Until = now + time;
-    health.Down_Reason = failed.Reason;
-  };
+  const auto close = [&](milliseconds time) { health_.Close(name, now + time, failed.Reason); };
   if (const auto* hop = std::get_if<FetchHop>(&failed.Why)) {
     // Too large an answer or one that broke off may be one symbol's own fault.
     if (*hop != FetchHop::TooLarge && *hop != FetchHop::BrokenOff) close(down_time);
@@ -422,7 +333,7 @@ void LiveSource::Take_Note(const ServiceJob& job, DayRange days, const ServiceFa
   const auto remember = [&](int interval, seconds time) {
     try {
       archive_->Limits().Remember_Refusal({job.Key.Source, job.Key.Symbol, interval, {}}, failed.Reason,
-                                 floor<seconds>(now) + time);
+                                          floor<seconds>(now) + time);
     } catch (const ArchiveError& error) {
       Report_Once("archive", error.what());
     }
@@ -441,25 +352,15 @@ void LiveSource::Take_Note(const ServiceJob& job, DayRange days, const ServiceFa
     case TroubleKind::BadRequest:
       if (!failed.Not_Asked) remember(job.Key.Interval, refused_time);
       return Report_Once(name, failed.Reason);
-    case TroubleKind::KeyRefused: {
-      {
-        const std::lock_guard lock{mutex_};
-        health_[name].Key_Reason = failed.Reason;
-      }
+    case TroubleKind::KeyRefused:
+      health_.Refuse_Key(name, failed.Reason);
       return Report_Once(name, failed.Reason);
-    }
     case TroubleKind::ServerDown:
       close(down_time);
       return Report_Once(name, failed.Reason);
-    case TroubleKind::FormatChanged: {
-      bool is_too_often = false;
-      {
-        const std::lock_guard lock{mutex_};
-        is_too_often = ++health_[name].Changed_Answers >= most_changed_answers;
-      }
-      if (is_too_often) close(changed_time);
+    case TroubleKind::FormatChanged:
+      if (health_.Count_Changed_Answer(name) >= most_changed_answers) close(changed_time);
       return Report_Once(name, failed.Reason);
-    }
     case TroubleKind::Quota:
     case TroubleKind::Throttled:
       return Report_Once(name, failed.Reason);
@@ -573,20 +474,17 @@ SourceStatus LiveSource::Status_Of(const LiveService& service) {
     status.Reason = Needs_Key(profile, missing.front());
     return status;
   }
-  {
-    const std::lock_guard lock{mutex_};
-    const Health& health = health_[profile.Name];
-    if (!health.Key_Reason.empty()) {
-      status.State = SourceState::KeyRefused;
-      status.Reason = health.Key_Reason;
-      return status;
-    }
-    if (health.Down_Until > options_.Now()) {
-      status.State = SourceState::Down;
-      status.Until = ceil<seconds>(health.Down_Until);
-      status.Reason = health.Down_Reason;
-      return status;
-    }
+  const ServiceHealth::State health = health_.Of(profile.Name);
+  if (!health.Key_Reason.empty()) {
+    status.State = SourceState::KeyRefused;
+    status.Reason = health.Key_Reason;
+    return status;
+  }
+  if (health.Down_Until > options_.Now()) {
+    status.State = SourceState::Down;
+    status.Until = ceil<seconds>(health.Down_Until);
+    status.Reason = health.Down_Reason;
+    return status;
   }
   try {
     const auto wait = pacing_.Look(profile.Name, Limits_Of(profile.Pacing));
@@ -664,8 +562,7 @@ SourceTrial LiveSource::Try_Out_Service(const LiveService& service, const std::s
       text += '.';
       if (!fetched.Remark.empty()) text.append(" It says: \"").append(fetched.Remark).append("\"");
       // It has the right key and is there, whatever was thought of it before.
-      const std::lock_guard lock{mutex_};
-      health_[profile.Name] = {};
+      health_.Reset(profile.Name);
       return {true, {}, text, {}, count};
     }
     return fail(not_served);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
@@ -19,6 +18,8 @@
 #include "server/live/http_fetch.h"
 #include "server/live/pacing.h"
 #include "server/live/service_caller.h"
+#include "server/live/service_health.h"
+#include "server/live/shared_fetches.h"
 #include "server/services/source_profile.h"
 #include "server/services/upstream_answer.h"
 #include "server/services/upstream_request.h"
@@ -72,11 +73,6 @@ class LiveSource final : public QuoteSource {
   [[nodiscard]] SourceTrial Try_Out(std::string_view service, const std::string& symbol);
 
  private:
-  struct Fetched;
-  struct Flight;
-  struct Health;
-  using FetchResultOf = std::variant<std::shared_ptr<const Fetched>, ServiceFailure>;
-
   void Report_Once(const std::string& service, const std::string& line);
 
   [[nodiscard]] std::variant<ServiceJob, ServiceFailure> Make_Job(const LiveService& service,
@@ -86,8 +82,7 @@ class LiveSource final : public QuoteSource {
                                                                    PacingTime deadline);
   [[nodiscard]] std::optional<DayRange> Days_To_Fetch(const ServiceJob& job);
   [[nodiscard]] std::optional<ServiceFailure> Why_Not_Ask(const ServiceJob& job);
-  [[nodiscard]] FetchResultOf Share_Fetch(const ServiceJob& job, DayRange days, PacingTime deadline);
-  [[nodiscard]] FetchResultOf Fetch_And_Store(const ServiceJob& job, DayRange days, PacingTime deadline);
+  [[nodiscard]] SharedFetch Fetch_And_Store(const ServiceJob& job, DayRange days, PacingTime deadline);
   [[nodiscard]] ServiceBars No_Bars(const ServiceJob& job, DayRange days) const;
   void Take_Note(const ServiceJob& job, DayRange days, const ServiceFailure& failed);
   [[nodiscard]] std::variant<BarTable, ServiceFailure> From_Archive(const ServiceJob& job,
@@ -105,12 +100,10 @@ class LiveSource final : public QuoteSource {
   const Reporter report_;
   Pacing pacing_;
   ServiceCaller caller_;
+  SharedFetches fetches_;
+  ServiceHealth health_;
 
   std::mutex mutex_;
-  std::condition_variable changed_;
-  bool give_up_ = false;
-  std::map<std::string, std::shared_ptr<Flight>> flights_;
-  std::map<std::string, Health> health_;
   std::map<std::string, std::string> reported_;
   // Series of which the last fetch ended before it had all days.
   std::set<std::string> unfinished_;
