@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "market/bar.h"
-#include "market/exchange_clock.h"
+#include "market/exchange_time.h"
 #include "market/quote_source.h"
 
 namespace hq::server {

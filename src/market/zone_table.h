@@ -8,7 +8,7 @@ namespace hq::server {
 
 // A change of a zone's offset.
 struct ZoneChange {
-  // Minutes since 1970 in universal time.
+  // Minutes since 1970 in universal time; negative before.
   std::int32_t Minute = 0;
   // What is added to universal time from then on, in minutes.
   std::int16_t Offset = 0;
@@ -35,9 +35,9 @@ struct ZoneRule {
   YearlyChange Summer_End;
 };
 
-// A zone since 1970.
+// A zone since 1962.
 struct ZoneRecord {
-  // The offset at the beginning of 1970, in minutes.
+  // The offset at the beginning of 1962, in minutes.
   std::int16_t First_Offset = 0;
   // Oldest first.
   std::span<const ZoneChange> Changes;

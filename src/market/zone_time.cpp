@@ -69,10 +69,4 @@ std::optional<Zone> Find_Zone(std::string_view name) {
   return Zone{*found->Record, found->Name};
 }
 
-std::vector<std::string_view> Zone_Names() {
-  std::vector<std::string_view> names;
-  for (const ZoneName& zone : Zone_Table()) names.push_back(zone.Name);
-  return names;
-}
-
 }  // namespace hq::server

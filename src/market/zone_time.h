@@ -3,9 +3,8 @@
 #include <chrono>
 #include <optional>
 #include <string_view>
-#include <vector>
 
-#include "market/exchange_clock.h"
+#include "market/exchange_time.h"
 
 namespace hq::server {
 
@@ -21,8 +20,8 @@ class Zone {
   // The name of the zone, "Continent/City" or "UTC"; of two names for one zone the one that it was asked by.
   [[nodiscard]] std::string_view Name() const { return name_; }
 
-  // What the wall clock of the zone shows at a moment of the years 1970 to 2099. Earlier moments follow the
-  // rule of 1970.
+  // What the wall clock of the zone shows at a moment of the years 1962 to 2099. Earlier moments have the
+  // offset that was in force when 1962 began.
   [[nodiscard]] ExchangeTime Local(std::chrono::sys_seconds moment) const;
 
   // The moment at which the wall clock shows `time`: the earlier one of two, when the clock is set back. A
@@ -40,8 +39,5 @@ class Zone {
 // The zone of a name of the time-zone database, such as "America/New_York", in exactly this spelling; none
 // for a name that the table doesn't have, which holds the zones of the stock exchanges of the world and UTC.
 [[nodiscard]] std::optional<Zone> Find_Zone(std::string_view name);
-
-// The names of all zones that can be found, sorted.
-[[nodiscard]] std::vector<std::string_view> Zone_Names();
 
 }  // namespace hq::server

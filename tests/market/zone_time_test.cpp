@@ -4,12 +4,12 @@
 #include <gmock/gmock.h>
 
 #include "market/market_support.h"
+#include "market/zone_table.h"
 
 namespace hq::server {
 namespace {
 
 using namespace std::chrono;
-using testing::Contains;
 
 Zone Named(std::string_view name) {
   const auto zone = Find_Zone(name);
@@ -31,18 +31,33 @@ TEST(ZoneTime, NamesAreThoseOfTheTimeZoneDatabaseInTheirOwnSpelling) {
 }
 
 TEST(ZoneTime, AllNamesAreSortedAndCanBeFound) {
-  const auto names = Zone_Names();
-  EXPECT_TRUE(std::ranges::is_sorted(names));
-  EXPECT_THAT(names, Contains("Asia/Tokyo"));
-  for (const auto name : names) EXPECT_TRUE(Find_Zone(name)) << name;
+  const auto names = Zone_Table();
+  EXPECT_TRUE(std::ranges::is_sorted(names, {}, &ZoneName::Name));
+  EXPECT_EQ(std::ranges::count(names, "Asia/Tokyo", &ZoneName::Name), 1);
+  for (const ZoneName& zone : names) EXPECT_TRUE(Find_Zone(zone.Name)) << zone.Name;
 }
 
-TEST(ZoneTime, TheAmericanClockIsThatOfTheQuoteServer) {
-  const Zone zone = Named("America/New_York");
-  // The table knows the winters of 1974 and 1975 on summer time, which New_York_Time leaves out.
-  for (auto moment = sys_seconds{Date(1976, 1, 1)}; moment < Date(2099, 12, 31); moment += hours{7}) {
-    ASSERT_EQ(zone.Local(moment), New_York_Time(moment)) << moment.time_since_epoch().count();
-  }
+TEST(ZoneTime, AmericaKeptSummerTimeThroughTheWinterOf1974) {
+  EXPECT_EQ(Local("America/New_York", Date(1974, 1, 10), At(14, 0)),
+            (ExchangeTime{Date(1974, 1, 10), At(10, 0)}));
+  EXPECT_EQ(Local("America/New_York", Date(1975, 2, 24), At(14, 0)),
+            (ExchangeTime{Date(1975, 2, 24), At(10, 0)}));
+  EXPECT_EQ(Local("America/New_York", Date(1973, 1, 10), At(14, 0)),
+            (ExchangeTime{Date(1973, 1, 10), At(9, 0)}));
+}
+
+TEST(ZoneTime, TheYearsFrom1962AreTrue) {
+  EXPECT_EQ(Local("America/New_York", Date(1962, 1, 2), At(15, 0)),
+            (ExchangeTime{Date(1962, 1, 2), At(10, 0)}));
+  EXPECT_EQ(Local("America/New_York", Date(1962, 7, 2), At(14, 0)),
+            (ExchangeTime{Date(1962, 7, 2), At(10, 0)}));
+}
+
+// A change of the database's version 2026f; it was a day later before.
+TEST(ZoneTime, BogotaBeganItsSummerOf1992OnTheSecondOfMay) {
+  EXPECT_EQ(Local("America/Bogota", Date(1992, 5, 2), At(4, 59)),
+            (ExchangeTime{Date(1992, 5, 1), At(23, 59)}));
+  EXPECT_EQ(Local("America/Bogota", Date(1992, 5, 2), At(5, 0)), (ExchangeTime{Date(1992, 5, 2), At(1, 0)}));
 }
 
 TEST(ZoneTime, AChangeHappensInItsSecond) {
@@ -99,7 +114,8 @@ TEST(ZoneTime, ZonesThatGaveUpSummerTimeKeepItInThePast) {
 }
 
 TEST(ZoneTime, LocalTimesBecomeTheMomentsThatShowThem) {
-  for (const auto name : Zone_Names()) {
+  for (const ZoneName& named : Zone_Table()) {
+    const std::string_view name = named.Name;
     const Zone zone = Named(name);
     for (auto moment = sys_seconds{Date(2000, 1, 1)} + hours{12}; moment < Date(2040, 1, 1);
          moment += days{7}) {

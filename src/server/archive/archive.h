@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "market/bar.h"
-#include "market/exchange_clock.h"
+#include "market/exchange_time.h"
 #include "market/quote_source.h"
 #include "market/zone_time.h"
 #include "server/archive/archive_file.h"

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string_view>
 
-#include "market/exchange_clock.h"
+#include "market/exchange_time.h"
 #include "market/zone_time.h"
 #include "server/services/source_profile.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "market/exchange_clock.h"
+#include "market/exchange_time.h"
 #include "market/zone_time.h"
 #include "server/services/answer_rows.h"
 #include "server/services/upstream_answer.h"
