@@ -1,8 +1,10 @@
 // The built program, run as a user would run it where there are signals and limits.
 
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -102,8 +104,10 @@ TEST(CommandLineProgram, ACrashLeavesARecordAndTheEndOfTheTrace) {
   for (const int signal : {SIGSEGV, SIGABRT, SIGFPE}) {
     const TempFolder home;
     home.Write("FSCLIENT.INI", "[Log File]\nCapture To Disk=1\n");
-    const SocketServer server([](SocketConnection& connection) {
+    std::promise<void> asked;
+    const SocketServer server([&asked](SocketConnection& connection) {
       static_cast<void>(connection.ReadRequest());
+      asked.set_value();
       connection.WaitForEnd();
     });
     ChildProgram program(Command({"MSFT", "--output", home.Path(), "--program-folder", home.Path(),
@@ -113,6 +117,8 @@ TEST(CommandLineProgram, ACrashLeavesARecordAndTheEndOfTheTrace) {
                            setrlimit(RLIMIT_CORE, &no_core);
                          });
     ASSERT_TRUE(program.Wait_For_Output("downloading symbol   MSFT"));
+    // The system gives a signal from outside to the main thread, but while that one begins another.
+    ASSERT_EQ(asked.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
     program.Signal(signal);
     EXPECT_EQ(program.Wait(), -signal);
     const auto files = home.Files();
