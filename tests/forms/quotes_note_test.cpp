@@ -154,7 +154,7 @@ class QuotesNoteTest : public QObject {
   void WithRealQuotesThereIsNone() {
     Start();
     Program_->Global->Parts.Set_Up_Quotes = [](QWidget*) -> std::optional<QuotePlace> {
-      return QuotePlace{"http://quotes.test/XXX/SSS?&Date=DDD", {}, {}};
+      return QuotePlace{"http://quotes.test/XXX/SSS?&Date=DDD", {}, {}, {}};
     };
     Click(Note());
     QTRY_VERIFY(!Note()->isVisible());
