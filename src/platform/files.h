@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/left_over_parts.h"
+
 namespace hq {
 
 // A file being written. It appears under its name whole, when Close returns, or not at all: until then its
@@ -69,7 +71,7 @@ class Files {
   virtual bool Exists(const std::string& path) = 0;
 };
 
-// The file system of the machine. Holds no state: any number may be used at once, on any thread.
+// The file system of the machine. Any number may be used at once, each on any threads.
 class SystemFiles final : public Files {
  public:
   std::unique_ptr<OutputFile> Open_For_Output(const std::string& path) override;
@@ -79,6 +81,9 @@ class SystemFiles final : public Files {
   void Rename(const std::string& from, const std::string& to) override;
   void Delete(const std::string& path) override;
   bool Exists(const std::string& path) override;
+
+ private:
+  SweptFolders swept_;
 };
 
 // The bytes of a file of up to so many bytes, with the errors of Files::Read, whose details call it by name.

@@ -89,7 +89,7 @@ fs::path Followed(const std::string& path) {
 
 class PosixOutputFile final : public OutputFile {
  public:
-  PosixOutputFile(std::string path, const fs::path& target, mode_t new_mode)
+  PosixOutputFile(std::string path, const fs::path& target, mode_t new_mode, SweptFolders& swept)
       : path_(std::move(path)), target_(target.string()), folder_(target.parent_path()), mode_(new_mode) {
     // A write takes no memory, so that it can't fail for want of it and leave a gap in the file.
     buffer_.reserve(WriteBufferBytes);
@@ -103,7 +103,7 @@ class PosixOutputFile final : public OutputFile {
     if (replaces) existing_ = existing;
     // What replaces a file is closed to others until it has the earlier one's owner and mode.
     if (replaces) mode_ = OwnerAlone;
-    Remove_Left_Over_Parts(Folder());
+    swept.Sweep(Folder());
     if (!Begin_Unnamed()) Begin_Named();
   }
 
@@ -271,21 +271,21 @@ class PosixOutputFile final : public OutputFile {
   std::optional<RunTimeError> failure_;
 };
 
-std::unique_ptr<OutputFile> Opened(const std::string& path, mode_t new_mode) {
+std::unique_ptr<OutputFile> Opened(const std::string& path, mode_t new_mode, SweptFolders& swept) {
   Refuse_Nul(path);
   if (path.empty()) throw Error_Of(std::errc::invalid_argument, path);
   // A link stays a link: the file it names is replaced.
-  return std::make_unique<PosixOutputFile>(path, Followed(path), new_mode);
+  return std::make_unique<PosixOutputFile>(path, Followed(path), new_mode, swept);
 }
 
 }  // namespace
 
 std::unique_ptr<OutputFile> SystemFiles::Open_For_Output(const std::string& path) {
-  return Opened(path, AsTheMaskAllows);
+  return Opened(path, AsTheMaskAllows, swept_);
 }
 
 std::unique_ptr<OutputFile> SystemFiles::Open_For_Private_Output(const std::string& path) {
-  return Opened(path, OwnerAlone);
+  return Opened(path, OwnerAlone, swept_);
 }
 
 std::string Read_File(const fs::path& file, const std::string& name, std::uintmax_t most_bytes) {

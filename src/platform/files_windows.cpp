@@ -122,13 +122,13 @@ std::unique_ptr<void, LocalMemory> User_Alone() {
 
 class WindowsOutputFile final : public OutputFile {
  public:
-  WindowsOutputFile(std::string path, std::string target, bool is_private)
+  WindowsOutputFile(std::string path, std::string target, bool is_private, SweptFolders& swept)
       : path_(std::move(path)), target_(std::move(target)) {
     // A write takes no memory, so that it can't fail for want of it and leave a gap in the file.
     buffer_.reserve(WriteBufferBytes);
     Look_At_Existing();
     const std::string folder = Folder_Part(target_);
-    Remove_Left_Over_Parts(folder);
+    swept.Sweep(folder);
     const std::unique_ptr<void, LocalMemory> owner = is_private ? User_Alone() : nullptr;
     SECURITY_ATTRIBUTES security{sizeof security, owner.get(), FALSE};
     do {
@@ -254,21 +254,21 @@ class WindowsOutputFile final : public OutputFile {
   std::optional<RunTimeError> failure_;
 };
 
-std::unique_ptr<OutputFile> Opened(const std::string& path, bool is_private) {
+std::unique_ptr<OutputFile> Opened(const std::string& path, bool is_private, SweptFolders& swept) {
   Refuse_Nul(path);
   if (path.empty()) throw Error_Of(std::errc::invalid_argument, path);
   // A link stays a link: the file it names is replaced.
-  return std::make_unique<WindowsOutputFile>(path, Followed(path), is_private);
+  return std::make_unique<WindowsOutputFile>(path, Followed(path), is_private, swept);
 }
 
 }  // namespace
 
 std::unique_ptr<OutputFile> SystemFiles::Open_For_Output(const std::string& path) {
-  return Opened(path, false);
+  return Opened(path, false, swept_);
 }
 
 std::unique_ptr<OutputFile> SystemFiles::Open_For_Private_Output(const std::string& path) {
-  return Opened(path, true);
+  return Opened(path, true, swept_);
 }
 
 std::string Read_File(const std::filesystem::path& file, const std::string& name, std::uintmax_t most_bytes) {

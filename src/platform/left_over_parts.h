@@ -1,5 +1,7 @@
 #pragma once
 
+#include <mutex>
+#include <set>
 #include <string>
 
 namespace hq {
@@ -13,5 +15,16 @@ namespace hq {
 // Deletes those of a folder that nobody writes to any more. One is left alone when it is in use, or when the
 // system does not say whether it is. Never fails.
 void Remove_Left_Over_Parts(const std::string& folder) noexcept;
+
+// The folders in which that was done already. A folder is listed once, however many files a run writes into
+// it: a user's output folder holds the files of years. May be used from several threads at once.
+class SweptFolders {
+ public:
+  void Sweep(const std::string& folder) noexcept;
+
+ private:
+  std::mutex mutex_;
+  std::set<std::string> folders_;
+};
 
 }  // namespace hq

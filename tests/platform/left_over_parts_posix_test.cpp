@@ -152,6 +152,21 @@ TEST(LeftOverParts, AreNotThoseThatTheSameProcessWrites) {
   EXPECT_EQ(folder.Files(), (std::map<std::string, std::string>{{"one", "1"}, {"two", "2"}}));
 }
 
+TEST(LeftOverParts, AreLookedForOnceInEachFolder) {
+  const TempFolder one;
+  const TempFolder other;
+  // No process has this number.
+  const std::string part = ".history-quotes-99999999-1.part";
+  SystemFiles files;
+  files.Open_For_Output(one / "first")->Close();
+  one.Write(part, "");
+  other.Write(part, "");
+  files.Open_For_Output(one / "second")->Close();
+  files.Open_For_Output(other / "first")->Close();
+  EXPECT_THAT(one.Names(), ElementsAre(part, "first", "second"));
+  EXPECT_THAT(other.Names(), ElementsAre("first"));
+}
+
 TEST(LeftOverParts, OfAnotherComputerStay) {
   const TempFolder folder;
   folder.Write(".history-quotes-hother-1-1.part", "of another computer");
