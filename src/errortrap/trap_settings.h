@@ -66,9 +66,9 @@ struct TrapSettingKey {
 [[nodiscard]] TrapSettings Read_Trap_Settings(const Profile& profile);
 
 // The settings of FSCLIENT.INI in the program folder, in any way of writing that SettingsText reads; the
-// defaults when it is missing, and with a fault when it can't be read. What a file that is no whole text still
-// says is taken, with a fault. A log whose name leads to a file of the program's own, or to the other log, has
-// its default, which is a fault, too.
+// defaults when it is missing, and with a fault when it can't be read. What a file that is no whole text
+// still says is taken, with a fault. A log whose name leads to a file of the program's own, or to the other
+// log, has its default, which is a fault, too.
 [[nodiscard]] TrapSettings Load_Trap_Settings(Files& files, const std::string& program_folder);
 
 // Where the error log of the settings lies. A name without a folder is in the program folder, one with a

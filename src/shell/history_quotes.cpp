@@ -72,8 +72,7 @@ int main(int argc, char** argv) {
   hq::QtMessageBoxes boxes;
   hq::ServerSettingsFile settings(files, hq::Join_Path(parts.ProgramFolder, hq::ServerSettingsFileName));
   hq::QuoteService quotes(
-      settings,
-      hq::server::Places_In(parts.ProgramFolder, "history-quotes/" HQ_VERSION, places.Package),
+      settings, hq::server::Places_In(parts.ProgramFolder, "history-quotes/" HQ_VERSION, places.Package),
       arguments.isSet("source") ? std::optional(hq::To_Text(arguments.value("source"))) : std::nullopt);
   parts.Set_Up_Quotes = [&](QWidget* parent) -> std::optional<hq::QuotePlace> {
     const hq::InnerLoop inner;
