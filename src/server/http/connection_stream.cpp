@@ -64,6 +64,11 @@ void ConnectionStream::Finish() {
   }
 }
 
+void ConnectionStream::get_local_ip_and_port(std::string& ip, int& port) const {
+  ip = Local_Address(static_cast<SocketNumber>(socket_));
+  port = 0;
+}
+
 bool ConnectionStream::is_writable() const {
   return Wait_For_Socket(Number(socket_), SocketReadiness::Writing, 0);
 }

@@ -37,9 +37,9 @@ class ConnectionStream final : public httplib::Stream {
   ssize_t write(const char* from, std::size_t size) override;
   using httplib::Stream::write;
 
-  // Clients are of no interest here, and the library only copies their addresses into headers.
+  // Who the client is, is of no interest; which address of this computer it came to is.
   void get_remote_ip_and_port(std::string& ip, int& port) const override { ip.clear(), port = 0; }
-  void get_local_ip_and_port(std::string& ip, int& port) const override { ip.clear(), port = 0; }
+  void get_local_ip_and_port(std::string& ip, int& port) const override;
   socket_t socket() const override { return socket_; }
 
  private:

@@ -203,6 +203,8 @@ class QuoteServer::Listener final : public httplib::Server {
                         quotes_path + "?Interval=XXX&Symbol=SSS&Date=DDD";
     is_loopback_ = Is_Loopback_Address(bound_address_);
     if (!address.empty()) hosts_.push_back(address);
+    // Where it listens everywhere, that is what its template calls it.
+    hosts_.push_back(Host_For_Clients(address, bound_address_));
     try {
       thread_ = start_thread_([this] { Listen(); });
     } catch (const std::system_error& error) {
@@ -256,8 +258,10 @@ class QuoteServer::Listener final : public httplib::Server {
     const auto named = request.get_header_value_count("Host");
     if (named > 1 || (named == 0 && request.version != "HTTP/1.0"))
       return Refusal{400, "A request has one line that names its host."};
-    // Without a name it was not sent by a browser, so no page is behind it.
-    if (is_loopback_ && named == 1 && !Is_Host_Answered(request.get_header_value("Host"), hosts_)) {
+    // A server that listens everywhere is reached by loopback too. Without a name the request was not sent by
+    // a browser, so no page is behind it.
+    const bool from_here = is_loopback_ || Is_Loopback_Address(request.local_addr);
+    if (from_here && named == 1 && !Is_Host_Answered(request.get_header_value("Host"), hosts_)) {
       return Refusal{403,
                      "This host is none of this computer's own names. Hosts= in the section [Server] of "
                      "server.ini lists further ones."};

@@ -263,7 +263,11 @@ TEST(QuoteServer, NamesTheComputerWhenItListensEverywhereAndSaysWhatThatMeans) {
     EXPECT_THAT(server.Reach_Note(), HasSubstr(base));
     EXPECT_THAT(server.Reach_Note(), HasSubstr(std::string{"listening at "} + address));
     EXPECT_THAT(server.Reach_Note(), HasSubstr("licences"));
-    EXPECT_THAT(Answer_Of(port, "GET / HTTP/1.1\r\nHost: example.com\r\n"), StartsWith("HTTP/1.1 200 "));
+    // By loopback it answers this computer's names only, as a server that listens there alone.
+    EXPECT_THAT(Answer_Of(port, "GET / HTTP/1.1\r\nHost: example.com\r\n"), StartsWith("HTTP/1.1 403 "));
+    EXPECT_THAT(Answer_Of(port, "GET / HTTP/1.1\r\nHost: " + Computer_Name() + "\r\n"),
+                StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(Answer_Of(port, "GET / HTTP/1.1\r\nHost: localhost\r\n"), StartsWith("HTTP/1.1 200 "));
     server.Stop();
     EXPECT_THAT(server.Reach_Note(), IsEmpty());
   }
