@@ -408,7 +408,7 @@ string_view Stem(string_view file_name) {
 }  // namespace
 
 std::string ProfileError::Text() const {
-  return File + ": " + Place + ": " + Reason + ".";
+  return File + ": " + (Place.empty() ? "" : Place + ": ") + Reason + ".";
 }
 
 std::variant<SourceProfile, ProfileError> Read_Profile(string_view text, string_view file_name) {
@@ -451,7 +451,7 @@ ProfileFolder Load_Profiles(const std::filesystem::path& folder) {
       if (entry.path().extension() == ".json") files.push_back(entry.path());
     }
   } catch (const std::filesystem::filesystem_error& error) {
-    result.Errors.push_back({Utf8_Text(folder), "/", "it can't be listed: " + error.code().message()});
+    result.Errors.push_back({Utf8_Text(folder), "", "it can't be listed: " + error.code().message()});
     return result;
   }
   std::ranges::sort(files);

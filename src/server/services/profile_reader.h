@@ -15,7 +15,8 @@ namespace hq::server {
 struct ProfileError {
   // The file's name as it was given.
   std::string File;
-  // Where in the file: the path to the value like "/feeds/0/answer/fields/open", or "line 3, column 14".
+  // Where in the file: the path to the value like "/feeds/0/answer/fields/open", or "line 3, column 14";
+  // empty when it is about the folder of the files.
   std::string Place;
   // What is wrong there; a sentence without a full stop.
   std::string Reason;

@@ -201,6 +201,8 @@ TEST(SourceProfile, AFolderOrAFileThatIsNotThereIsAnError) {
   EXPECT_THAT(read.Profiles, IsEmpty());
   ASSERT_EQ(read.Errors.size(), 1U);
   EXPECT_THAT(read.Errors.front().Reason, HasSubstr("can't be listed"));
+  EXPECT_THAT(read.Errors.front().Text(), HasSubstr(": it can't be listed: "));
+  EXPECT_THAT(read.Errors.front().Text(), testing::Not(HasSubstr("/: ")));
   EXPECT_THAT(Error_Of(Load_Profile(folder.Path() / "missing.json")).Reason, HasSubstr("can't be read"));
 }
 
