@@ -172,6 +172,21 @@ TEST_F(SourcesCommandTest, SettingsThatCantBeSavedAreToldAndAreAsBefore) {
   EXPECT_EQ(Program.Files().at("server.ini"), keys);
 }
 
+#ifndef _WIN32
+TEST_F(SourcesCommandTest, KeysThatOthersCanReadAreToldOnce) {
+  Write_Profile();
+  Program.Write("server.ini", "[Keys]\nacme=k\n");
+  namespace fs = std::filesystem;
+  fs::permissions(Program / "server.ini",
+                  fs::perms::owner_read | fs::perms::owner_write | fs::perms::others_read);
+  EXPECT_EQ(Run({"sources", "use", "acme"}), 0);
+  const std::string told = Err.str();
+  const auto first = told.find("can read the keys");
+  ASSERT_NE(first, std::string::npos) << told;
+  EXPECT_EQ(told.find("can read the keys", first + 1), std::string::npos) << told;
+}
+#endif
+
 TEST_F(SourcesCommandTest, SettingsInUtf16AreReadAndStaySo) {
   Write_Profile();
   Program.Write("server.ini", test::Utf16("[Keys]\r\nacme=0123456789abcdefTAIL\r\n"));

@@ -102,8 +102,9 @@ void SourceSetUp::Save(const SourceSettings& settings) {
   Warn_Of_Readers();
 }
 
-void SourceSetUp::Warn_Of_Readers() const {
+void SourceSetUp::Warn_Of_Readers() {
   if (!report_ || Settings().Keys.empty() || !Others_Can_Read(System_Path(file_.Path()))) return;
+  if (warned_.exchange(true)) return;
   report_("Other users of this computer can read the keys in " + file_.Path() +
           ": let only yourself read that file (chmod 600).");
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -102,8 +103,8 @@ class SourceSetUp {
   // changed.
   void Save(const SourceSettings& settings);
 
-  // Tells the reporter when others can read the keys in the settings file.
-  void Warn_Of_Readers() const;
+  // Tells the reporter, once, when others can read the keys in the settings file.
+  void Warn_Of_Readers();
 
   // The list of sources that is asked: the one chosen, without one "live" when a key is set, and otherwise
   // "simulated". Empty when the settings can't be read.
@@ -152,6 +153,7 @@ class SourceSetUp {
   ServerSettingsFile& file_;
   const Reporter report_;
   std::shared_ptr<HttpFetcher> fetcher_;
+  std::atomic<bool> warned_ = false;
 };
 
 }  // namespace hq::server

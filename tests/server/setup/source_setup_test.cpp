@@ -231,7 +231,7 @@ TEST_F(SourceSetUpTest, NewSettingsAreForTheUserAloneAndOtherPermissionsStay) {
   settings.Keys["tiingo"] = "other";
   again->Save(settings);
   EXPECT_EQ(fs::status(Settings_Path()).permissions(), mine | fs::perms::group_read);
-  EXPECT_THAT(told, ElementsAre(HasSubstr("chmod 600"), HasSubstr("chmod 600")));
+  EXPECT_EQ(told.size(), 1U);
 #endif
   EXPECT_FALSE(fs::exists(Folder.Path() / "server.ini.new"));
 }
