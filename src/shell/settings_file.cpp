@@ -164,7 +164,10 @@ bool Save_Config(modFailSafe& trap, MessageBoxes& boxes, Files& files, const std
 
 std::vector<std::string> Restored_Symbols(std::string_view symbol_line) {
   std::vector<std::string> symbols;
-  if (!symbol_line.empty()) symbol_line.remove_prefix(1);
+  // The bar. Whatever stands in its place goes whole: half a character would spoil the file that is saved
+  // next.
+  const std::size_t first = Is_Utf8(symbol_line) ? First_Utf8_Character(symbol_line).Length : 1;
+  if (!symbol_line.empty()) symbol_line.remove_prefix(first);
   for (;;) {
     const size_t bar = symbol_line.find('|');
     if (bar == std::string_view::npos) break;

@@ -199,6 +199,8 @@ TEST_F(SettingsFile, WhatIsSavedCanBeReadAgain) {
 
 TEST_F(SettingsFile, MarkersAreRestoredButForTheLastEntry) {
   EXPECT_EQ(Restored_Symbols("|MUTUAL:ABCDX|IBM"), (std::vector<std::string>{"mutual:ABCDX", "IBM"}));
+  EXPECT_EQ(Restored_Symbols("\xC3\x90X|IBM"), (std::vector<std::string>{"X", "IBM"}))
+      << "the first character goes whole";
   EXPECT_EQ(Restored_Symbols("|IBM|MUTUAL:ABCDX"), (std::vector<std::string>{"IBM", "MUTUAL:ABCDX"}));
   EXPECT_EQ(Restored_Symbols("|OPRA:X|INDEX:Y|Z"), (std::vector<std::string>{"opra:X", "index:Y", "Z"}));
 }
