@@ -21,6 +21,8 @@
 namespace hq {
 namespace {
 
+using test::In_A_Process;
+
 namespace fs = std::filesystem;
 
 using test::As_Plain_User;
@@ -35,24 +37,6 @@ void Write_Whole(const std::string& path, const std::string& bytes) {
   const auto file = files.Open_For_Output(path);
   file->Write(bytes);
   file->Close();
-}
-
-// What action returns in a process of its own; -1 when it could not be tried.
-template <class Action>
-int In_A_Process(Action&& action) {
-  const pid_t child = fork();
-  if (child == 0) {
-    int result = 255;
-    try {
-      result = action();
-    } catch (...) {
-      result = 254;
-    }
-    _exit(result);
-  }
-  int status = 0;
-  if (child < 0 || waitpid(child, &status, 0) != child || !WIFEXITED(status)) return -1;
-  return WEXITSTATUS(status);
 }
 
 // A process in the middle of a file, which goes on when it is told to.
